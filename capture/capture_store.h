@@ -1,0 +1,63 @@
+// The three capture stores. A record is two text columns of display text, one
+// character per byte. A failing member throws StoreError, whose message names
+// the file.
+//
+//   KelTVL  the native .tvl file: opened and closed for every record, read back
+//   KelMDB  an MS Access database: opened and closed for every record
+//   KelXLS  an MS Excel workbook: created at Setup OK, open until the program ends
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace tvl {
+
+struct StoreError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The members all three share. StoreFolder ends with its "/".
+class CaptureStore {
+public:
+    virtual ~CaptureStore() = default;
+
+    std::string StoreFolder;
+    std::string StoreName;
+    std::string PortTitle1;
+    std::string PortTitle2;
+    std::string PortText1;  // the next record to write; on KelTVL the record last read
+    std::string PortText2;
+
+    // Everything written is on disk when this returns.
+    virtual void CloseStore() = 0;
+
+    std::string path() const { return StoreFolder + StoreName; }
+};
+
+class KelTVL : public CaptureStore {
+public:
+    virtual void OpenStore() = 0;
+    // 1 starts a new file with the titles and the columns as its first record;
+    // 0 appends the columns as the last record.
+    virtual void AppendRecord(int mode) = 0;
+    virtual void CountRecords() = 0;
+    virtual double RecordCount() const = 0;  // data records + 2
+    virtual void ReadTitles() = 0;
+    // 1 rewinds; each 0 then reads the next record into PortText1, PortText2.
+    virtual void ReadRecord(int mode) = 0;
+};
+
+class KelMDB : public CaptureStore {
+public:
+    virtual void CreateStore() = 0;
+    virtual void OpenStore() = 0;
+    virtual void AppendRecord() = 0;
+};
+
+class KelXLS : public CaptureStore {
+public:
+    virtual void CreateStore() = 0;
+    virtual void AppendRecord() = 0;
+};
+
+}  // namespace tvl

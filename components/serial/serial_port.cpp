@@ -1,0 +1,111 @@
+#include "line/serial_port.h"
+
+#include <map>
+
+namespace tvl {
+
+namespace {
+// Open ports by handle, for GetCommModemStatus and CloseHandle.
+std::map<std::int32_t, SerialPort*>& openPorts() {
+    static std::map<std::int32_t, SerialPort*> ports;
+    return ports;
+}
+}  // namespace
+
+SerialPort::SerialPort(SerialDeviceFactory& factory) : factory_(factory) {}
+
+SerialPort::~SerialPort() { close(); }
+
+void SerialPort::setCommPort(int number) {
+    if (PortOpen()) throw SerialError("the port number cannot change while the port is open");
+    if (number < 1) throw SerialError("port number " + std::to_string(number) + " is not valid");
+    commPort_ = number;
+}
+
+void SerialPort::setSettings(const std::string& settings) {
+    parseLineSettings(settings, handshaking_);
+    settings_ = settings;
+}
+
+void SerialPort::setHandshaking(int value) {
+    if (value < comNone || value > comRTSXOnXOff)
+        throw SerialError("handshaking " + std::to_string(value) + " is not valid");
+    handshaking_ = value;
+}
+
+void SerialPort::setPortOpen(bool open) {
+    if (!open) {
+        close();
+        return;
+    }
+    if (PortOpen()) throw SerialError("the port is already open");
+    const LineSettings line = parseLineSettings(settings_, handshaking_);
+    DeviceEvents events;
+    events.modemChanged = [this](int code) {
+        commEvent_ = code;
+        if (OnComm) OnComm();
+    };
+    events.readable = [this] {
+        if (OnReadable) OnReadable();
+    };
+    device_ = factory_.open(commPort_, line, dtr_, rts_, std::move(events));
+    openPorts()[device_->handle()] = this;
+}
+
+void SerialPort::close() {
+    if (!device_) return;
+    openPorts().erase(device_->handle());
+    device_.reset();
+}
+
+int SerialPort::CommID() const {
+    if (!device_) throw SerialError("the port is not open");
+    return device_->handle();
+}
+
+int SerialPort::InBufferCount() const {
+    return device_ ? static_cast<int>(device_->inBufferCount()) : 0;
+}
+
+std::string SerialPort::Input() {
+    if (!device_) return {};
+    std::size_t want = device_->inBufferCount();
+    if (inputLen_ > 0 && want > static_cast<std::size_t>(inputLen_)) want = inputLen_;
+    std::string bytes(want, '\0');
+    bytes.resize(device_->read(bytes.data(), want));
+    return bytes;
+}
+
+void SerialPort::Output(std::string_view bytes) {
+    if (!device_) throw SerialError("the port is not open");
+    device_->write(bytes);
+}
+
+void SerialPort::setDTREnable(bool on) {
+    dtr_ = on;
+    if (device_) device_->setDTR(on);
+}
+
+void SerialPort::setRTSEnable(bool on) {
+    rts_ = on;
+    if (device_) device_->setRTS(on);
+}
+
+std::uint32_t SerialPort::modemStatus() const { return device_ ? device_->modemStatus() : 0; }
+
+bool GetCommModemStatus(std::int32_t handle, std::uint32_t& status) {
+    status = 0;
+    auto found = openPorts().find(handle);
+    if (found == openPorts().end()) return false;
+    status = found->second->modemStatus();
+    return true;
+}
+
+bool CloseHandle(std::int32_t handle) {
+    auto found = openPorts().find(handle);
+    if (found == openPorts().end()) return false;
+    found->second->close();
+    return true;
+}
+
+}  // namespace tvl

@@ -1,0 +1,87 @@
+#include "components/serial/simulated_line.h"
+
+namespace tvl {
+
+class SimulatedLine::Device : public SerialDevice {
+public:
+    Device(SimulatedLine& line, int handle, DeviceEvents events)
+        : line_(line), handle_(handle), events_(std::move(events)) {}
+    ~Device() override {
+        line_.shared_.inUse.erase(line_.number_);
+        line_.input_.clear();  // what waited in the buffer goes with the port
+        line_.device_ = nullptr;
+    }
+
+    int handle() const override { return handle_; }
+    std::size_t inBufferCount() const override { return line_.input_.size(); }
+    std::size_t read(char* into, std::size_t max) override {
+        std::size_t n = 0;
+        while (n < max && !line_.input_.empty()) {
+            into[n++] = line_.input_.front();
+            line_.input_.pop_front();
+        }
+        return n;
+    }
+    void write(std::string_view bytes) override { line_.written_.append(bytes); }
+    void setDTR(bool on) override { line_.dtr_ = on; }
+    void setRTS(bool on) override { line_.rts_ = on; }
+    std::uint32_t modemStatus() const override { return line_.inputs_; }
+    std::string deviceName() const override { return line_.describe(line_.number_); }
+
+    void raise(int code) {
+        if (events_.modemChanged) events_.modemChanged(code);
+    }
+    void arrived() {
+        if (events_.readable) events_.readable();
+    }
+
+private:
+    SimulatedLine& line_;
+    int handle_;
+    DeviceEvents events_;
+};
+
+std::unique_ptr<SerialDevice> SimulatedLine::open(int number, const LineSettings& line, bool dtr,
+                                                  bool rts, DeviceEvents events) {
+    if (shared_.busy.count(number) || shared_.inUse.count(number))
+        throw SerialError("port " + std::to_string(number) + " is used by another program");
+    shared_.inUse.insert(number);
+    number_ = number;
+    line_ = line;
+    dtr_ = dtr;
+    rts_ = rts;
+    auto device = std::make_unique<Device>(*this, shared_.nextHandle++, std::move(events));
+    device_ = device.get();
+    return device;
+}
+
+std::string SimulatedLine::describe(int number) const {
+    return "simulated line " + std::to_string(number);
+}
+
+void SimulatedLine::feed(std::string_view bytes) {
+    if (!device_ || bytes.empty()) return;
+    input_.insert(input_.end(), bytes.begin(), bytes.end());
+    device_->arrived();
+}
+
+void SimulatedLine::setInput(std::uint32_t bit, bool on) {
+    const std::uint32_t before = inputs_;
+    inputs_ = on ? (inputs_ | bit) : (inputs_ & ~bit);
+    if (inputs_ == before || !device_) return;
+    switch (bit) {
+        case MS_CTS_ON: device_->raise(comEvCTS); break;
+        case MS_DSR_ON: device_->raise(comEvDSR); break;
+        case MS_RLSD_ON: device_->raise(comEvCD); break;
+        case MS_RING_ON: device_->raise(comEvRing); break;
+        default: break;
+    }
+}
+
+std::string SimulatedLine::takeWritten() {
+    std::string out;
+    out.swap(written_);
+    return out;
+}
+
+}  // namespace tvl

@@ -1,0 +1,58 @@
+// The simulated backend: plays the device side of a port in tests and
+// scenarios. One SimulatedLine stands behind one SerialPort; SimulatedLines
+// holds what both share (numbers another program holds, numbers in use).
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <set>
+#include <string>
+
+#include "line/serial_port.h"
+
+namespace tvl {
+
+struct SimulatedLines {
+    std::set<int> busy;   // numbers that another program holds
+    std::set<int> inUse;  // numbers opened through a SimulatedLine
+    int nextHandle = 1000;
+};
+
+class SimulatedLine : public SerialDeviceFactory {
+public:
+    explicit SimulatedLine(SimulatedLines& shared) : shared_(shared) {}
+
+    std::unique_ptr<SerialDevice> open(int number, const LineSettings& line, bool dtr, bool rts,
+                                       DeviceEvents events) override;
+    std::string describe(int number) const override;
+
+    // The device sends bytes; they are lost while no port is open on the line.
+    void feed(std::string_view bytes);
+    // The device sets an input line (MS_* bit); an open port raises OnComm on a change.
+    void setInput(std::uint32_t bit, bool on);
+    // What the program wrote since the last call.
+    std::string takeWritten();
+
+    bool isOpen() const { return device_ != nullptr; }
+    bool dtr() const { return dtr_; }
+    bool rts() const { return rts_; }
+    std::uint32_t inputs() const { return inputs_; }
+    const LineSettings& lastLine() const { return line_; }
+    int lastNumber() const { return number_; }
+
+private:
+    class Device;
+    friend class Device;
+
+    SimulatedLines& shared_;
+    Device* device_ = nullptr;
+    std::deque<char> input_;
+    std::string written_;
+    std::uint32_t inputs_ = 0;
+    bool dtr_ = false;
+    bool rts_ = false;
+    LineSettings line_;
+    int number_ = 0;
+};
+
+}  // namespace tvl

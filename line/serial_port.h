@@ -1,0 +1,159 @@
+// The serial port component: the MSComm-like member set the program uses, the
+// kernel32-like GetCommModemStatus and CloseHandle, and the interface of the
+// backends behind it.
+//
+//   SerialPort            one port (mscComControl1, mscComControl2): properties,
+//                         Input/Output, DTR/RTS, OnComm
+//   SerialDevice          one open line behind a port (a backend)
+//   SerialDeviceFactory   opens the device of a port number (the real rule, or
+//                         the simulated lines of tests and scenarios)
+//   parseLineSettings     the settings string and handshaking, checked once for
+//                         every backend
+//   GetCommModemStatus, CloseHandle   by the handle that CommID gave
+//
+// Everything here is called on the user-interface thread. A backend that reads
+// on a thread of its own hands its events to the UI thread through Poster.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace tvl {
+
+// A refusal of the component: a busy or missing device, a setting the line
+// cannot take. Setup OK catches it.
+struct SerialError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// CommEvent codes raised through OnComm.
+enum CommEventCode : int { comEvCTS = 3, comEvDSR = 4, comEvCD = 5, comEvRing = 6 };
+
+// Bits of the modem status word.
+enum ModemStatusBit : std::uint32_t {
+    MS_CTS_ON = 0x10,   // I: Clear To Send
+    MS_DSR_ON = 0x20,   // I: Data Set Ready
+    MS_RING_ON = 0x40,  // I: Ring Indicator
+    MS_RLSD_ON = 0x80,  // I: Carrier Detect
+};
+
+// Handshaking values.
+enum Handshake : int { comNone = 0, comXOnXoff = 1, comRTS = 2, comRTSXOnXOff = 3 };
+
+// A line format checked against what Linux can do.
+struct LineSettings {
+    long baud = 9600;
+    char parity = 'N';     // N, E, O, M, S
+    int dataBits = 8;      // 5..8
+    int stopBits = 1;      // 1, 2 (1.5 is written as 15)
+    int handshaking = comNone;
+};
+
+// Parses "115200,N,8,1" and a handshaking number. The parity letter is taken
+// case-blind. Throws SerialError for text that is malformed or that Linux
+// cannot do (4 data bits, 1.5 stop bits with more than 5 data bits, an
+// unknown parity letter, a speed that is not a positive whole number, a
+// handshaking number outside 0..3).
+LineSettings parseLineSettings(const std::string& settings, int handshaking);
+
+// Runs a function on the user-interface thread, later. Safe from any thread.
+using Poster = std::function<void(std::function<void()>)>;
+
+// What an open device tells its port. Both are called on the UI thread.
+struct DeviceEvents {
+    std::function<void(int commEvent)> modemChanged;  // codes 3..6
+    std::function<void()> readable;                   // bytes arrived
+};
+
+// One open line behind a port.
+class SerialDevice {
+public:
+    virtual ~SerialDevice() = default;
+    virtual int handle() const = 0;                  // CommID
+    virtual std::size_t inBufferCount() const = 0;   // bytes waiting
+    virtual std::size_t read(char* into, std::size_t max) = 0;  // takes waiting bytes
+    virtual void write(std::string_view bytes) = 0;  // queued, never blocks
+    virtual void setDTR(bool on) = 0;
+    virtual void setRTS(bool on) = 0;
+    virtual std::uint32_t modemStatus() const = 0;   // MS_* bits
+    virtual std::string deviceName() const = 0;      // what the port number resolved to
+};
+
+// Opens the device of a port number.
+class SerialDeviceFactory {
+public:
+    virtual ~SerialDeviceFactory() = default;
+    // Throws SerialError when the device is missing, busy or refuses the line.
+    // dtr/rts are the levels the port holds when it opens.
+    virtual std::unique_ptr<SerialDevice> open(int number, const LineSettings& line, bool dtr,
+                                               bool rts, DeviceEvents events) = 0;
+    // What a number resolves to, for the Setup dialog ("/dev/ttyS2", "virtual port ...").
+    virtual std::string describe(int number) const = 0;
+};
+
+// The component: one instance per port.
+class SerialPort {
+public:
+    explicit SerialPort(SerialDeviceFactory& factory);
+    ~SerialPort();
+    SerialPort(const SerialPort&) = delete;
+    SerialPort& operator=(const SerialPort&) = delete;
+
+    void setCommPort(int number);  // throws SerialError on a number below 1 or while open
+    int CommPort() const { return commPort_; }
+    void setSettings(const std::string& settings);  // throws SerialError when malformed
+    const std::string& Settings() const { return settings_; }
+    void setHandshaking(int value);  // throws SerialError outside 0..3
+    int Handshaking() const { return handshaking_; }
+
+    void setPortOpen(bool open);  // throws SerialError; a second open of an open port too
+    bool PortOpen() const { return device_ != nullptr; }
+    int CommID() const;  // throws SerialError when closed
+
+    void setInputLen(int n) { inputLen_ = n; }
+    int InputLen() const { return inputLen_; }
+    int InBufferCount() const;  // 0 when closed
+    std::string Input();        // at most InputLen bytes (0: all waiting)
+    void Output(std::string_view bytes);  // throws SerialError when closed
+
+    void setDTREnable(bool on);  // also on a closed port: held for the next open
+    bool DTREnable() const { return dtr_; }
+    void setRTSEnable(bool on);
+    bool RTSEnable() const { return rts_; }
+
+    int CommEvent() const { return commEvent_; }
+    std::function<void()> OnComm;
+    // Called when bytes arrive, so that the timer can bring its next tick forward.
+    std::function<void()> OnReadable;
+
+    std::uint32_t modemStatus() const;  // 0 when closed
+    std::string describe(int number) const { return factory_.describe(number); }
+    SerialDevice* device() const { return device_.get(); }
+
+private:
+    void close();
+    friend bool CloseHandle(std::int32_t handle);
+
+    SerialDeviceFactory& factory_;
+    std::unique_ptr<SerialDevice> device_;
+    int commPort_ = 1;
+    std::string settings_ = "9600,N,8,1";
+    int handshaking_ = comNone;
+    int inputLen_ = 0;
+    bool dtr_ = false;
+    bool rts_ = false;
+    int commEvent_ = 0;
+};
+
+// The modem status word of the open port with this handle. False, with status
+// 0, for a handle that belongs to no open port.
+bool GetCommModemStatus(std::int32_t handle, std::uint32_t& status);
+
+// Closes the open port with this handle. False for a handle of no open port.
+bool CloseHandle(std::int32_t handle);
+
+}  // namespace tvl
