@@ -118,7 +118,7 @@ public:
     int InputLen() const { return inputLen_; }
     int InBufferCount() const;  // 0 when closed
     std::string Input();        // at most InputLen bytes (0: all waiting)
-    void Output(std::string_view bytes);  // throws SerialError when closed
+    void Output(std::string_view bytes);  // dropped when closed: a tick has no error path
 
     void setDTREnable(bool on);  // also on a closed port: held for the next open
     bool DTREnable() const { return dtr_; }

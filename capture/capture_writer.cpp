@@ -1,0 +1,75 @@
+#include "capture/capture_writer.h"
+
+#include "capture/capture_store.h"
+#include "line/start_stop.h"
+#include "shell/frm_main.h"
+#include "shell/program.h"
+
+namespace tvl {
+
+CaptureStore* captureStore(Program& program) {
+    switch (program.state.SavingMode) {
+        case 1: return program.KelMDB.get();
+        case 2: return program.KelXLS.get();
+        case 3: return program.KelTVL.get();
+        default: return nullptr;
+    }
+}
+
+void writeRecord(Program& program) {
+    if (program.storeFailed || !captureStore(program)) return;
+    try {
+        switch (program.state.SavingMode) {
+            case 1:
+                program.KelMDB->OpenStore();
+                program.KelMDB->AppendRecord();
+                program.KelMDB->CloseStore();
+                break;
+            case 2: program.KelXLS->AppendRecord(); break;
+            case 3:
+                program.KelTVL->OpenStore();
+                program.KelTVL->AppendRecord(0);
+                program.KelTVL->CloseStore();
+                break;
+            default: break;
+        }
+    } catch (const StoreError& error) {
+        program.storeFailed = true;
+        if (program.state.RunState == 1) mnuStartStop_Click(program);
+        program.platform.MsgBox(std::string("The capture could not be written, so the run was "
+                                            "stopped. Records written before are kept.\n\n") +
+                                    error.what(),
+                                "Tarvoline", vbOKOnly);
+    }
+}
+
+void WriteFlush(Program& program, int i) {
+    SharedState& s = program.state;
+    CaptureStore* store = captureStore(program);
+    if (!store) return;
+    const FrmMain& main = *program.FrmMain;
+    const std::string& text = main.txtCommunication[i]->Text();
+    const bool mdb = s.SavingMode == 1;
+    if (s.MonitorChoice == 2) {
+        if (i == 1) {
+            store->PortText1 = text;
+            if (mdb && store->PortText2.empty()) store->PortText2 = " ";
+            if (main.txtCommunication[3]->Text().empty()) store->PortText2 = " ";
+        } else if (i == 3) {
+            store->PortText2 = text;
+            if (mdb && store->PortText1.empty()) store->PortText1 = " ";
+            if (main.txtCommunication[1]->Text().empty()) store->PortText1 = " ";
+        } else {
+            return;
+        }
+    } else if (s.MonitorChoice == 0 && i == 1) {
+        store->PortText1 = text;
+    } else if (s.MonitorChoice == 1 && i == 3) {
+        store->PortText2 = text;
+    } else {
+        return;
+    }
+    writeRecord(program);
+}
+
+}  // namespace tvl

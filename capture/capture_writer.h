@@ -1,0 +1,21 @@
+// Capture writing: the Receive panes' text goes to the store of SavingMode
+// one record at a time, when a pane reaches its limit and at Stop.
+#pragma once
+
+namespace tvl {
+
+class Program;
+class CaptureStore;
+
+// The flush of pane i, run with the pane's text still in place.
+void WriteFlush(Program& program, int i);
+
+// The store of SavingMode (KelMDB, KelXLS, KelTVL for 1, 2, 3); nullptr for 0.
+CaptureStore* captureStore(Program& program);
+
+// Writes PortText1 and PortText2 of the store as one record. A store that
+// fails stops the run and says so, naming the file; no further record is
+// attempted until the next Setup OK prepares a store.
+void writeRecord(Program& program);
+
+}  // namespace tvl

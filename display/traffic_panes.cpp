@@ -1,0 +1,100 @@
+#include "display/traffic_panes.h"
+
+#include <charconv>
+
+#include "capture/capture_writer.h"
+#include "convert/watch_data.h"
+#include "shell/frm_main.h"
+#include "shell/program.h"
+
+namespace tvl {
+
+namespace {
+constexpr std::string_view mnemonics[32] = {
+    "<null>", "<SOH>", "<STX>", "<ETX>", "<EOT>", "<ENQ>", "<ACK>", "<bell>",
+    "<BS>",   "<tab>", "<LF>",  "<VT>",  "<FF>",  "<CR>",  "<SO>",  "<SI>",
+    "<DLE>",  "<DC1>", "<DC2>", "<DC3>", "<DC4>", "<NAK>", "<SYN>", "<ETB>",
+    "<CAN>",  "<EM>",  "<SUB>", "<ESC>", "<FS>",  "<GS>",  "<RS>",  "<US>"};
+
+void renderAscii(Program& program, TextBox& pane, int i) {
+    std::uint8_t& seen = program.state.PaneSeen[i];
+    const std::string& text = pane.Text();
+    if (text.empty()) return;
+    if (seen != 0) {  // the echo of our own rewrite
+        seen = 0;
+        return;
+    }
+    seen = 1;
+    const auto c = static_cast<unsigned char>(text.back());
+    if (c > 0x1F) {
+        watchComparison(program, i, std::string_view(&text.back(), 1));
+        seen = 0;
+        return;
+    }
+    if (watchArmedFor(program, i)) {
+        std::string rendered = text;
+        rendered.pop_back();
+        rendered.append(mnemonic(c));
+        const auto before = pane.revision;
+        watchComparison(program, i, rendered);
+        // A hit ran Stop, which emptied the pane: the rendered text is written back.
+        if (pane.revision != before) {
+            pane.setText(std::move(rendered));
+            return;
+        }
+    }
+    pane.replaceEnd(1, mnemonic(c));
+}
+
+void renderHex(Program& program, TextBox& pane, int i) {
+    std::uint8_t& seen = program.state.PaneSeen[i];
+    const std::string& text = pane.Text();
+    if (text.empty()) return;
+    const auto c = static_cast<unsigned char>(text.back());
+    if (text.size() == 1) {  // first in the pane: compared after the rewrite
+        seen = 1;
+        const std::string form = hexForm(c);
+        pane.setText(form);
+        watchComparison(program, i, form);
+        return;
+    }
+    if (seen != 0) {
+        seen = 0;
+        return;
+    }
+    seen = 1;
+    pane.replaceEnd(1, hexForm(c));
+}
+}  // namespace
+
+std::string_view mnemonic(unsigned char code) { return code < 32 ? mnemonics[code] : ""; }
+
+std::string hexForm(unsigned char code) {
+    static const char digits[] = "0123456789ABCDEF";
+    std::string form = "<";
+    if (code >= 16) form.push_back(digits[code >> 4]);
+    form.push_back(digits[code & 15]);
+    form.push_back('>');
+    return form;
+}
+
+void setCaption(Frame& frame, std::string_view text, std::int64_t count) {
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, count).ptr;
+    frame.Caption.assign(text);
+    frame.Caption.append(digits, end);
+}
+
+void txtCommunication_Change(Program& program, int Index) {
+    TextBox& pane = *program.FrmMain->txtCommunication[Index];
+    if (pane.Text().size() >= PaneLimit) {
+        WriteFlush(program, Index);
+        pane.setText("");
+        program.state.PaneSeen[Index] = 0;
+        return;
+    }
+    if (program.state.DisplayMode == 0) renderAscii(program, pane, Index);
+    else if (program.state.DisplayMode == 1) renderHex(program, pane, Index);
+}
+
+}  // namespace tvl

@@ -1,0 +1,71 @@
+// A window of the program: its controls, registered by name, and its handlers,
+// registered by name, so that the view, tests and scenarios reach both the
+// way the program names them.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/control.h"
+
+namespace tvl {
+
+class Form {
+public:
+    explicit Form(std::string name);
+    virtual ~Form() = default;
+    Form(const Form&) = delete;
+    Form& operator=(const Form&) = delete;
+
+    const std::string& name() const { return name_; }
+
+    // Makes a control of type T on this form, inside container (nullptr: the
+    // form itself), and registers it as name or name(index).
+    template <class T>
+    T* add(Control* container, std::string name, int index = -1) {
+        auto made = std::make_unique<T>(*this, container, std::move(name), index);
+        T* control = made.get();
+        enlist(std::move(made));
+        return control;
+    }
+
+    // The control of that name and index (-1: not an array), case-blind; nullptr if none.
+    Control* find(std::string_view name, int index = -1) const;
+    // Every control in the order it was made: containers before what they hold.
+    const std::vector<std::unique_ptr<Control>>& controls() const { return controls_; }
+
+    // Handlers by name ("tmrTarvoline_Timer"), taking the scenario's words as arguments.
+    using Handler = std::function<void(const std::vector<std::string>& args)>;
+    void handle(const std::string& name, Handler handler);
+    const Handler* handler(std::string_view name) const;
+    const std::map<std::string, Handler>& handlers() const { return handlers_; }
+
+    std::optional<PropertyValue> get(std::string_view property) const;
+    bool put(std::string_view property, const PropertyValue& value);
+
+    std::string Caption;
+    bool Enabled = true;
+    bool Visible = false;
+    float Left = 0, Top = 0, Width = 0, Height = 0;  // outer size, twips
+    float ScaleWidth = 0, ScaleHeight = 0;            // client area, twips
+    std::string Picture;                              // background picture file
+    Control* focus = nullptr;                         // the control that has the focus
+
+    // Window events the platform raises.
+    std::function<void()> Resize;
+    std::function<void(int button)> MouseUp;
+    std::function<void(int& keyAscii)> KeyPress;
+
+private:
+    void enlist(std::unique_ptr<Control> control);
+
+    std::string name_;
+    std::vector<std::unique_ptr<Control>> controls_;
+    std::map<std::string, Control*> byKey_;  // lower-case key
+    std::map<std::string, Handler> handlers_;  // lower-case name
+};
+
+}  // namespace tvl

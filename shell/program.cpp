@@ -1,0 +1,38 @@
+#include "shell/program.h"
+
+#include "shell/frm_main.h"
+
+namespace tvl {
+
+Program::Program(ProgramParts parts)
+    : platform(*parts.platform),
+      mscComControl1(*parts.line1),
+      mscComControl2(*parts.line2),
+      KelTVL(parts.makeTVL ? parts.makeTVL() : nullptr),
+      KelMDB(parts.makeMDB ? parts.makeMDB() : nullptr),
+      KelXLS(parts.makeXLS ? parts.makeXLS() : nullptr),
+      mciTarvoline("mciTarvoline", parts.makeSound ? parts.makeSound() : makeNullSoundOutput()),
+      parts_(std::move(parts)) {}
+
+Program::~Program() = default;
+
+Form* Program::form(std::string_view name) const {
+    if (FrmMain && sameName(name, FrmMain->name())) return FrmMain.get();
+    if (frmSplash && sameName(name, frmSplash->name())) return frmSplash.get();
+    return nullptr;
+}
+
+std::string Program::programFile(const std::string& name) const {
+    return platform.ProgramFolder() + "/" + name;
+}
+
+void Program::end() {
+    exited = true;
+    platform.EndProcess();
+}
+
+std::unique_ptr<SoundOutput> Program::makeSound() const {
+    return parts_.makeSound ? parts_.makeSound() : makeNullSoundOutput();
+}
+
+}  // namespace tvl

@@ -1,0 +1,76 @@
+// The application object: the shared state, the windows, and the components
+// the windows hold (the two serial ports, the three capture stores, the sound
+// players). Everything runs on the user-interface thread.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "capture/capture_store.h"
+#include "components/sound/mci_player.h"
+#include "line/serial_port.h"
+#include "platform/platform.h"
+#include "state/shared_state.h"
+
+namespace tvl {
+
+class FrmMain;
+class FrmSplash;
+class Form;
+
+// What a program is built from; tests and scenarios pass simulated ones.
+struct ProgramParts {
+    Platform* platform = nullptr;
+    SerialDeviceFactory* line1 = nullptr;  // behind mscComControl1
+    SerialDeviceFactory* line2 = nullptr;  // behind mscComControl2
+    std::function<std::unique_ptr<tvl::KelTVL>()> makeTVL;
+    std::function<std::unique_ptr<tvl::KelMDB>()> makeMDB;
+    std::function<std::unique_ptr<tvl::KelXLS>()> makeXLS;
+    std::function<std::unique_ptr<SoundOutput>()> makeSound;
+};
+
+class Program {
+public:
+    explicit Program(ProgramParts parts);
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    SharedState state;
+    Platform& platform;
+
+    SerialPort mscComControl1;
+    SerialPort mscComControl2;
+    std::unique_ptr<tvl::KelTVL> KelTVL;
+    std::unique_ptr<tvl::KelMDB> KelMDB;
+    std::unique_ptr<tvl::KelXLS> KelXLS;
+    MciPlayer mciTarvoline;
+
+    // The windows; a null one is not loaded.
+    std::unique_ptr<tvl::FrmMain> FrmMain;
+    std::unique_ptr<tvl::FrmSplash> frmSplash;
+
+    // A loaded window by name, case-blind; nullptr when not loaded.
+    Form* form(std::string_view name) const;
+
+    // The program's folder followed by a file name: "Kelmar.wav" -> "<folder>/Kelmar.wav".
+    std::string programFile(const std::string& name) const;
+
+    // Ends the process (through the platform) and remembers that it did.
+    void end();
+    bool exited = false;
+    // A store failed during a run; nothing more is written until Setup prepares a store.
+    bool storeFailed = false;
+
+    // Sound players are made through this, so that each gets the program's output.
+    std::unique_ptr<SoundOutput> makeSound() const;
+
+private:
+    ProgramParts parts_;
+};
+
+// Entry point: shows the splash.
+void Main(Program& program);
+
+}  // namespace tvl

@@ -1,0 +1,89 @@
+#include "shell/startup.h"
+
+#include <filesystem>
+
+#include "shell/frm_main.h"
+#include "shell/program.h"
+
+namespace tvl {
+
+namespace {
+
+void endSplash(Program& program) {
+    if (!program.frmSplash) return;
+    program.platform.formUnloaded(*program.frmSplash);
+    program.frmSplash.reset();
+    program.FrmMain = std::make_unique<FrmMain>(program);
+    FrmMain_Form_Load(program);
+    FrmMain& main = *program.FrmMain;
+    // The first layout pass comes with the showing, before the window is on the screen.
+    if (main.Resize) main.Resize();
+    main.Visible = true;
+    program.platform.formShown(main);
+}
+
+}  // namespace
+
+void Main(Program& program) {
+    program.frmSplash = std::make_unique<FrmSplash>();
+    FrmSplash& splash = *program.frmSplash;
+    splash.Image1->Click = [&program] { frmSplash_Image1_Click(program); };
+    splash.KeyPress = [&program](int& key) { frmSplash_Form_KeyPress(program, key); };
+    splash.handle("Image1_Click", [&program](const auto&) { frmSplash_Image1_Click(program); });
+    splash.handle("Form_KeyPress", [&program](const auto& args) {
+        frmSplash_Form_KeyPress(program, args.empty() ? 0 : std::stoi(args[0]));
+    });
+    splash.Visible = true;
+    program.platform.formShown(splash);
+    program.platform.redraw(splash);
+}
+
+void frmSplash_Image1_Click(Program& program) { endSplash(program); }
+
+void frmSplash_Form_KeyPress(Program& program, int /*KeyAscii: any key ends the splash*/) {
+    endSplash(program);
+}
+
+const char* backgroundFor(int screenWidth) {
+    switch (screenWidth) {
+        case 640: return "Setup.jpg";
+        case 800: return "Setup2.jpg";
+        case 1024: return "Setup3.jpg";
+        default: return "Setup4.jpg";
+    }
+}
+
+void FrmMain_Form_Load(Program& program) {
+    FrmMain& f = *program.FrmMain;
+    // A missing background leaves the window its stored one.
+    const std::string background = backgroundFor(program.platform.GetSystemMetrics(0));
+    if (std::filesystem::exists(program.programFile(background))) f.Picture = background;
+
+    for (int i = 0; i < 24; ++i) f.imgStatus[i]->Visible = (i % 12) < 6;
+    for (TextBox* pane : f.txtCommunication) pane->setText("");
+    for (CheckBox* c : f.chkUARTControl) c->Enabled = false;
+    program.mscComControl1.setDTREnable(false);
+    program.mscComControl1.setRTSEnable(false);
+    program.mscComControl2.setDTREnable(false);
+    program.mscComControl2.setRTSEnable(false);
+    for (Frame* group : f.fraComMonitor) group->Enabled = false;
+    for (int n : {3, 4, 5}) f.tbrTarvoline->Buttons(n).Enabled = false;
+    f.mnuStartStop->Enabled = false;
+    f.mnuDataConvertion->Enabled = false;
+    f.mnuFindData->Enabled = false;
+    f.tbrFileAccess->Visible = false;
+    f.txtPort1->Visible = false;
+    f.txtPort2->Visible = false;
+
+    MciPlayer& player = program.mciTarvoline;
+    player.setNotify(false);
+    player.setWait(true);
+    player.setDeviceType("WaveAudio");
+    player.setFileName(program.programFile("Kelmar.wav"));
+    player.setCommand("Open");
+    player.setNotify(true);
+    player.setWait(false);
+    player.setCommand("Play");
+}
+
+}  // namespace tvl
