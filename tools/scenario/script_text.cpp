@@ -1,0 +1,98 @@
+#include "tools/scenario/script_text.h"
+
+namespace tvl::scenario {
+
+namespace {
+int hexDigit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+}  // namespace
+
+std::vector<Word> splitWords(const std::string& line) {
+    std::vector<Word> words;
+    std::size_t i = 0;
+    while (i < line.size()) {
+        const char c = line[i];
+        if (c == ' ' || c == '\t' || c == '\r') {
+            ++i;
+            continue;
+        }
+        Word word;
+        if (c != '"') {
+            while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r')
+                word.text.push_back(line[i++]);
+            words.push_back(std::move(word));
+            continue;
+        }
+        word.quoted = true;
+        ++i;
+        bool closed = false;
+        while (i < line.size()) {
+            char d = line[i++];
+            if (d == '"') {
+                closed = true;
+                break;
+            }
+            if (d != '\\') {
+                word.text.push_back(d);
+                continue;
+            }
+            if (i >= line.size()) throw SyntaxError("expected an escape after \\");
+            const char e = line[i++];
+            switch (e) {
+                case 'r': word.text.push_back('\r'); break;
+                case 'n': word.text.push_back('\n'); break;
+                case 't': word.text.push_back('\t'); break;
+                case '\\': word.text.push_back('\\'); break;
+                case '"': word.text.push_back('"'); break;
+                case 'x': {
+                    const int hi = i < line.size() ? hexDigit(line[i]) : -1;
+                    const int lo = i + 1 < line.size() ? hexDigit(line[i + 1]) : -1;
+                    if (hi < 0 || lo < 0) throw SyntaxError("expected two hex digits after \\x");
+                    word.text.push_back(static_cast<char>(hi * 16 + lo));
+                    i += 2;
+                    break;
+                }
+                default:
+                    throw SyntaxError(std::string("expected one of \\r \\n \\t \\\\ \\\" \\xHH, found \\") + e);
+            }
+        }
+        if (!closed) throw SyntaxError("expected a closing \" of the string");
+        words.push_back(std::move(word));
+    }
+    return words;
+}
+
+std::string quoted(const std::string& bytes) {
+    static const char digits[] = "0123456789ABCDEF";
+    std::string out = "\"";
+    for (char ch : bytes) {
+        const auto c = static_cast<unsigned char>(ch);
+        if (c == '"' || c == '\\') {
+            out.push_back('\\');
+            out.push_back(ch);
+        } else if (c >= 0x20 && c <= 0x7E) {
+            out.push_back(ch);
+        } else {
+            out += "\\x";
+            out.push_back(digits[c >> 4]);
+            out.push_back(digits[c & 15]);
+        }
+    }
+    out.push_back('"');
+    return out;
+}
+
+std::string printed(const std::vector<Word>& words, std::size_t from) {
+    std::string out;
+    for (std::size_t i = from; i < words.size(); ++i) {
+        if (i > from) out.push_back(' ');
+        out += words[i].quoted ? quoted(words[i].text) : words[i].text;
+    }
+    return out;
+}
+
+}  // namespace tvl::scenario
