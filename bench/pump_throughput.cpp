@@ -1,0 +1,94 @@
+// Bytes per second per port through the transfer pump, both ports busy, on the
+// simulated line: Transparent ASCII, Transparent hexadecimal, and Host mode
+// with five conversion rows per direction.
+#include <benchmark/benchmark.h>
+
+#include <random>
+
+#include "components/serial/simulated_line.h"
+#include "line/transfer_pump.h"
+#include "platform/quiet_platform.h"
+#include "shell/frm_main.h"
+#include "shell/program.h"
+
+namespace {
+
+using namespace tvl;
+
+struct Bench {
+    QuietPlatform platform;
+    SimulatedLines lines;
+    SimulatedLine line1{lines}, line2{lines};
+    std::unique_ptr<Program> program;
+
+    Bench(int mode, int display) {
+        ProgramParts parts;
+        parts.platform = &platform;
+        parts.line1 = &line1;
+        parts.line2 = &line2;
+        program = std::make_unique<Program>(std::move(parts));
+        Main(*program);
+        program->frmSplash->Image1->Click();
+        for (SerialPort* p : {&program->mscComControl1, &program->mscComControl2}) {
+            p->setCommPort(p == &program->mscComControl1 ? 1 : 2);
+            p->setPortOpen(true);
+        }
+        program->state.OperationMode = static_cast<std::uint8_t>(mode);
+        program->state.DisplayMode = static_cast<std::uint8_t>(display);
+    }
+
+    void rows() {
+        SharedState& s = program->state;
+        const char* present[5] = {"ATZ\r", "OK\r\n", "+++", "ERROR", "RING"};
+        const char* converted[5] = {"ATZ0\r", "OK\n", "", "ERR", "RING!"};
+        for (int r = 0; r < 5; ++r) {
+            s.PresentValue1[r] = s.PresentValue2[r] = present[r];
+            s.ConvertedValue1[r] = s.ConvertedValue2[r] = converted[r];
+        }
+        s.MaxPresentLength[0] = s.MaxPresentLength[1] = 5;
+    }
+};
+
+// Modem-like traffic: text lines with CR LF, and now and then a row's text.
+std::string traffic(std::size_t n, unsigned seed) {
+    std::mt19937 random(seed);
+    const char* words[] = {"AT", "OK", "RING", "DATA", "+++", "ATZ", "VALUE=42", "ERROR"};
+    std::string out;
+    while (out.size() < n) {
+        out += words[random() % 8];
+        out += (random() % 4 == 0) ? "\r\n" : " ";
+    }
+    out.resize(n);
+    return out;
+}
+
+void run(benchmark::State& state, int mode, int display, bool withRows) {
+    const std::size_t perPort = 1 << 20;
+    const std::string a = traffic(perPort, 1), b = traffic(perPort, 2);
+    for (auto _ : state) {
+        state.PauseTiming();
+        Bench bench(mode, display);
+        if (withRows) bench.rows();
+        bench.line1.feed(a);
+        bench.line2.feed(b);
+        Timer& timer = *bench.program->FrmMain->tmrTarvoline;
+        state.ResumeTiming();
+        while (bytesWaiting(*bench.program)) timer.fire();
+    }
+    state.counters["bytes/s per port"] =
+        benchmark::Counter(double(perPort) * state.iterations(), benchmark::Counter::kIsRate);
+    state.counters["times the goal"] = benchmark::Counter(
+        double(perPort) * state.iterations() / (withRows ? 1e6 : 2e6), benchmark::Counter::kIsRate);
+}
+
+void TransparentAscii(benchmark::State& s) { run(s, 0, 0, false); }
+void TransparentHex(benchmark::State& s) { run(s, 0, 1, false); }
+void HostFiveRules(benchmark::State& s) { run(s, 1, 0, true); }
+
+BENCHMARK(TransparentAscii)->Unit(benchmark::kMillisecond)->MinTime(1);
+BENCHMARK(TransparentHex)->Unit(benchmark::kMillisecond)->MinTime(1);
+BENCHMARK(HostFiveRules)->Unit(benchmark::kMillisecond)->MinTime(1);
+
+}  // namespace
+
+BENCHMARK_MAIN();
