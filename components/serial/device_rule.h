@@ -1,0 +1,40 @@
+// The rule from a port number to a device on this system:
+//
+//   1..99      <devices>/ttyS<N-1>      (COM1 is /dev/ttyS0)
+//   100..199   <devices>/ttyUSB<N-100>
+//   200..299   <devices>/ttyACM<N-200>
+//   900..999   virtual port N, published at <virtual folder>/comN
+//   otherwise  refused: the number names no device
+//
+// The device folder is /dev and the virtual-port folder defaultVirtualPortFolder();
+// both can be given, so that the rule can be pointed at pseudo-terminals.
+#pragma once
+
+#include <string>
+
+#include "line/serial_port.h"
+
+namespace tvl {
+
+class SystemDevices : public SerialDeviceFactory {
+public:
+    explicit SystemDevices(Poster poster, std::string deviceFolder = "/dev",
+                           std::string virtualFolder = {});  // empty: the default folder
+
+    std::unique_ptr<SerialDevice> open(int number, const LineSettings& line, bool dtr, bool rts,
+                                       DeviceEvents events) override;
+    std::string describe(int number) const override;
+
+    // The device node of a number, or "" for a virtual port or a number of no device.
+    std::string devicePath(int number) const;
+    static bool isVirtual(int number) { return number >= 900 && number <= 999; }
+
+    const std::string& virtualFolder() const { return virtualFolder_; }
+
+private:
+    Poster poster_;
+    std::string deviceFolder_;
+    std::string virtualFolder_;
+};
+
+}  // namespace tvl

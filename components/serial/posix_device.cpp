@@ -1,0 +1,297 @@
+#include "components/serial/posix_device.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "components/serial/termios_line.h"
+
+namespace tvl {
+
+namespace {
+using Clock = std::chrono::steady_clock;
+constexpr auto kModemInterval = std::chrono::milliseconds(10);
+constexpr auto kHungRetry = std::chrono::milliseconds(250);
+// On close, queued output gets this long to reach the fd.
+constexpr auto kCloseDrain = std::chrono::milliseconds(100);
+constexpr std::size_t kReadChunk = 64 * 1024;
+constexpr int kReadsPerWake = 16;
+
+bool vanished(int error) {
+    return error == EIO || error == ENXIO || error == ENODEV || error == EBADF ||
+           error == EPIPE;
+}
+
+int msUntil(Clock::time_point when) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(when - Clock::now()).count();
+    return left < 0 ? 0 : static_cast<int>(left);
+}
+
+[[noreturn]] void refuseOpen(const std::string& path, int error) {
+    switch (error) {
+        case ENOENT:
+        case ENXIO:
+        case ENODEV: throw SerialError(path + ": no such device");
+        case EBUSY:
+        case EWOULDBLOCK: throw SerialError(path + " is used by another program");
+        case EACCES:
+        case EPERM:
+            throw SerialError(path + ": permission denied (the user may need to be in the " +
+                              "dialout group)");
+        default: throw SerialError(path + ": " + std::strerror(error));
+    }
+}
+}  // namespace
+
+// What a posted call may touch: it outlives the device.
+struct PosixDevice::Shared {
+    DeviceEvents events;
+    std::atomic<bool> alive{true};
+    std::atomic<bool> readablePending{false};
+};
+
+PosixDevice::PosixDevice(int fd, std::string name, DeviceEvents events, Poster poster)
+    : fd_(fd), name_(std::move(name)), poster_(std::move(poster)),
+      shared_(std::make_shared<Shared>()) {
+    shared_->events = std::move(events);
+}
+
+std::unique_ptr<PosixDevice> PosixDevice::open(const std::string& path, const LineSettings& line,
+                                               bool dtr, bool rts, DeviceEvents events,
+                                               Poster poster, std::string name) {
+    const int fd = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) refuseOpen(path, errno);
+    // flock holds against every other opener, also one with the rights to pass TIOCEXCL.
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        const int error = errno;
+        ::close(fd);
+        refuseOpen(path, error);
+    }
+    if (ioctl(fd, TIOCEXCL) != 0) {
+        ::close(fd);
+        throw SerialError(path + " is not a serial line");
+    }
+    return adopt(fd, name.empty() ? path : std::move(name), line, dtr, rts, std::move(events),
+                 std::move(poster));
+}
+
+std::unique_ptr<PosixDevice> PosixDevice::adopt(int fd, std::string name,
+                                                const LineSettings& line, bool dtr, bool rts,
+                                                DeviceEvents events, Poster poster) {
+    std::unique_ptr<PosixDevice> device(
+        new PosixDevice(fd, std::move(name), std::move(events), std::move(poster)));
+    device->start(line, dtr, rts);  // the destructor closes the fd if this throws
+    return device;
+}
+
+void PosixDevice::start(const LineSettings& line, bool dtr, bool rts) {
+    const int flags = fcntl(fd_, F_GETFL);
+    if (flags < 0 || fcntl(fd_, F_SETFL, flags | O_NONBLOCK) != 0)
+        throw SerialError(name_ + ": " + std::strerror(errno));
+    applyLine(fd_, line, isPseudoTerminal(fd_), name_);
+
+    int bits = 0;
+    modemLines_ = ioctl(fd_, TIOCMGET, &bits) == 0;  // ENOTTY on a pseudo-terminal
+    if (modemLines_) modem_ = modemBitsOf(bits);
+    setDTR(dtr);
+    setRTS(rts);
+
+    wake_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    if (wake_ < 0) throw SerialError(name_ + ": " + std::strerror(errno));
+    thread_ = std::thread([this] { run(); });
+}
+
+PosixDevice::~PosixDevice() {
+    shared_->alive = false;
+    stop_ = true;
+    if (thread_.joinable()) {
+        wake();
+        thread_.join();
+    }
+    if (wake_ >= 0) ::close(wake_);
+    ::close(fd_);
+}
+
+std::size_t PosixDevice::inBufferCount() const {
+    std::lock_guard lock(inMutex_);
+    return in_.size() - inHead_;
+}
+
+std::size_t PosixDevice::read(char* into, std::size_t max) {
+    std::lock_guard lock(inMutex_);
+    const std::size_t n = std::min(max, in_.size() - inHead_);
+    std::memcpy(into, in_.data() + inHead_, n);
+    inHead_ += n;
+    if (inHead_ == in_.size()) {
+        in_.clear();
+        inHead_ = 0;
+    }
+    return n;
+}
+
+std::size_t PosixDevice::outBufferCount() const {
+    std::lock_guard lock(outMutex_);
+    return out_.size() - outHead_;
+}
+
+void PosixDevice::write(std::string_view bytes) {
+    if (bytes.empty() || hungUp_) return;
+    bool wasEmpty;
+    {
+        std::lock_guard lock(outMutex_);
+        wasEmpty = outHead_ == out_.size();
+        out_.append(bytes);
+    }
+    // While the queue is not empty the thread is watching for POLLOUT anyway.
+    if (wasEmpty) wake();
+}
+
+void PosixDevice::setLine(int bit, bool on) {
+    ioctl(fd_, on ? TIOCMBIS : TIOCMBIC, &bit);  // a pseudo-terminal has no modem lines
+}
+
+void PosixDevice::setDTR(bool on) { setLine(TIOCM_DTR, on); }
+void PosixDevice::setRTS(bool on) { setLine(TIOCM_RTS, on); }
+
+void PosixDevice::wake() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] auto written = ::write(wake_, &one, sizeof one);
+}
+
+void PosixDevice::run() {
+    auto nextModem = Clock::now() + kModemInterval;
+    auto nextRetry = Clock::now();
+    Clock::time_point drainUntil{};
+    for (;;) {
+        const bool pending = outBufferCount() > 0;
+        if (stop_) {
+            if (drainUntil == Clock::time_point{}) drainUntil = Clock::now() + kCloseDrain;
+            if (!pending || hungUp_ || Clock::now() >= drainUntil) break;
+        }
+        const bool hung = hungUp_;
+        pollfd fds[2] = {{wake_, POLLIN, 0},
+                         {hung ? -1 : fd_, static_cast<short>(POLLIN | (pending ? POLLOUT : 0)),
+                          0}};
+        int timeout = -1;
+        const auto sooner = [&timeout](int ms) { timeout = timeout < 0 ? ms : std::min(timeout, ms); };
+        if (modemLines_) sooner(msUntil(nextModem));
+        if (hung) sooner(msUntil(nextRetry));
+        if (stop_) sooner(msUntil(drainUntil));
+
+        const int ready = ::poll(fds, 2, timeout);
+        ++wakeups_;
+        if (ready < 0 && errno != EINTR) {
+            // Not expected with valid fds; never spin on it.
+            std::this_thread::sleep_for(kModemInterval);
+            continue;
+        }
+        if (fds[0].revents & POLLIN) {
+            std::uint64_t count;
+            [[maybe_unused]] auto got = ::read(wake_, &count, sizeof count);
+        }
+        if (!hung) {
+            if (fds[1].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL))
+                readAvailable(fds[1].revents);
+            if (!hungUp_ && (fds[1].revents & POLLOUT)) writeQueued();
+        } else if (Clock::now() >= nextRetry) {
+            // A line that is back shows no hang-up any more.
+            pollfd probe{fd_, POLLIN, 0};
+            if (::poll(&probe, 1, 0) >= 0 && !(probe.revents & (POLLHUP | POLLERR | POLLNVAL)))
+                hungUp_ = false;
+            nextRetry = Clock::now() + kHungRetry;
+        }
+        if (modemLines_ && Clock::now() >= nextModem) {
+            pollModem();
+            nextModem = Clock::now() + kModemInterval;
+        }
+    }
+}
+
+void PosixDevice::readAvailable(short revents) {
+    char chunk[kReadChunk];
+    std::size_t total = 0;
+    for (int i = 0; i < kReadsPerWake; ++i) {
+        const ssize_t n = ::read(fd_, chunk, sizeof chunk);
+        if (n > 0) {
+            std::lock_guard lock(inMutex_);
+            if (inHead_ > 0 && inHead_ >= in_.size() / 2) {
+                in_.erase(0, inHead_);
+                inHead_ = 0;
+            }
+            in_.append(chunk, static_cast<std::size_t>(n));
+            total += static_cast<std::size_t>(n);
+            continue;
+        }
+        if (n == 0) {  // end of file: the other end hung up
+            hangUp();
+        } else if (errno == EINTR) {
+            continue;
+        } else if (errno == EAGAIN) {
+            if (revents & (POLLHUP | POLLERR | POLLNVAL)) hangUp();
+        } else {
+            hangUp();  // EIO, ENXIO, ENODEV and anything unexpected alike
+        }
+        break;
+    }
+    if (total == 0 || shared_->readablePending.exchange(true)) return;
+    poster_([shared = shared_] {
+        shared->readablePending = false;
+        if (shared->alive && shared->events.readable) shared->events.readable();
+    });
+}
+
+void PosixDevice::writeQueued() {
+    std::lock_guard lock(outMutex_);
+    while (outHead_ < out_.size()) {
+        const ssize_t n = ::write(fd_, out_.data() + outHead_, out_.size() - outHead_);
+        if (n > 0) {
+            outHead_ += static_cast<std::size_t>(n);
+            continue;
+        }
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && errno != EAGAIN) {  // EIO, ENXIO, ENODEV: nothing will take the bytes
+            out_.clear();
+            outHead_ = 0;
+            hungUp_ = true;
+        }
+        break;
+    }
+    if (outHead_ == out_.size()) {
+        out_.clear();
+        outHead_ = 0;
+    } else if (outHead_ > (1u << 20)) {
+        out_.erase(0, outHead_);
+        outHead_ = 0;
+    }
+}
+
+void PosixDevice::hangUp() {
+    hungUp_ = true;
+    std::lock_guard lock(outMutex_);
+    out_.clear();
+    outHead_ = 0;
+}
+
+void PosixDevice::pollModem() {
+    int bits = 0;
+    if (ioctl(fd_, TIOCMGET, &bits) != 0) {
+        if (vanished(errno)) modemLines_ = false;  // the device is gone; stop asking
+        return;
+    }
+    const std::uint32_t now = modemBitsOf(bits);
+    const std::uint32_t before = modem_.exchange(now);
+    for (int code : modemChanges(before, now)) {
+        poster_([shared = shared_, code] {
+            if (shared->alive && shared->events.modemChanged) shared->events.modemChanged(code);
+        });
+    }
+}
+
+}  // namespace tvl

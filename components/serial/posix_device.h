@@ -1,0 +1,97 @@
+// A SerialDevice on a terminal file descriptor: a serial device node or the
+// master end of a pseudo-terminal.
+//
+// One thread per device ("the line thread") waits in poll() on the fd and on an
+// eventfd that wakes it. It reads eagerly into an input buffer that grows as
+// needed, so the kernel's buffer never overruns while the UI thread is busy,
+// and writes the output queue in call order. It polls TIOCMGET every 10 ms
+// where the fd has modem lines. Everything it tells the port goes through the
+// Poster to the UI thread; a posted call holds only shared state, so one that
+// runs after the device is gone does nothing.
+//
+// A line that hangs up or vanishes (POLLHUP, POLLERR, EIO, ENXIO, ENODEV, end
+// of file) stops being read: what was buffered can still be taken, new writes
+// are dropped, and the thread looks at the fd again only every 250 ms.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "line/serial_port.h"
+
+namespace tvl {
+
+class PosixDevice : public SerialDevice {
+public:
+    // Opens a device node exclusively (TIOCEXCL and flock), applies the line and
+    // the DTR/RTS levels. `name` is what deviceName() reports (the path when empty).
+    // Throws SerialError: missing, busy, no terminal, or the line refused.
+    static std::unique_ptr<PosixDevice> open(const std::string& path, const LineSettings& line,
+                                             bool dtr, bool rts, DeviceEvents events,
+                                             Poster poster, std::string name = {});
+
+    // Takes over an open terminal fd (closed by the device, also when this throws).
+    static std::unique_ptr<PosixDevice> adopt(int fd, std::string name, const LineSettings& line,
+                                              bool dtr, bool rts, DeviceEvents events,
+                                              Poster poster);
+
+    ~PosixDevice() override;
+    PosixDevice(const PosixDevice&) = delete;
+    PosixDevice& operator=(const PosixDevice&) = delete;
+
+    int handle() const override { return fd_; }
+    std::size_t inBufferCount() const override;
+    std::size_t read(char* into, std::size_t max) override;
+    void write(std::string_view bytes) override;
+    void setDTR(bool on) override;
+    void setRTS(bool on) override;
+    std::uint32_t modemStatus() const override { return modem_.load(); }
+    std::string deviceName() const override { return name_; }
+
+    // The line hung up or vanished.
+    bool hungUp() const { return hungUp_.load(); }
+    // How many times the line thread has woken: a line that is quiet or gone
+    // wakes it rarely.
+    std::uint64_t wakeups() const { return wakeups_.load(); }
+    // Bytes queued for writing that the fd has not yet taken.
+    std::size_t outBufferCount() const;
+
+private:
+    struct Shared;
+
+    PosixDevice(int fd, std::string name, DeviceEvents events, Poster poster);
+    void start(const LineSettings& line, bool dtr, bool rts);
+    void run();
+    void readAvailable(short revents);
+    void writeQueued();
+    void pollModem();
+    void hangUp();
+    void wake();
+    void setLine(int bit, bool on);
+
+    int fd_;
+    int wake_ = -1;
+    std::string name_;
+    Poster poster_;
+    std::shared_ptr<Shared> shared_;
+    std::thread thread_;
+    std::atomic<bool> stop_{false};
+    std::atomic<bool> hungUp_{false};
+    std::atomic<std::uint64_t> wakeups_{0};
+    std::atomic<std::uint32_t> modem_{0};
+    bool modemLines_ = false;  // TIOCMGET works on this fd
+
+    mutable std::mutex inMutex_;
+    std::string in_;
+    std::size_t inHead_ = 0;
+
+    mutable std::mutex outMutex_;
+    std::string out_;
+    std::size_t outHead_ = 0;
+};
+
+}  // namespace tvl

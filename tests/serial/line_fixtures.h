@@ -1,0 +1,171 @@
+// What the serial tests share: a stand-in for the UI thread's event queue, a
+// temporary folder, and the far end of a pseudo-terminal.
+#pragma once
+
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <random>
+#include <string>
+#include <string_view>
+
+#include "line/serial_port.h"
+
+namespace tvl::test {
+
+using namespace std::chrono_literals;
+
+// The UI thread's queue: any thread posts, the test thread runs the calls.
+class UiQueue {
+public:
+    Poster poster() {
+        return [this](std::function<void()> call) {
+            std::lock_guard lock(mutex_);
+            calls_.push_back(std::move(call));
+            ++posted_;
+            ready_.notify_one();
+        };
+    }
+
+    // Runs posted calls until `done` holds; false when `limit` passed first.
+    template <class Done>
+    bool runUntil(Done done, std::chrono::milliseconds limit = 10s) {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        for (;;) {
+            runPending();
+            if (done()) return true;
+            if (std::chrono::steady_clock::now() >= deadline) return false;
+            std::unique_lock lock(mutex_);
+            ready_.wait_for(lock, 5ms, [this] { return !calls_.empty(); });
+        }
+    }
+
+    std::size_t runPending() {
+        std::deque<std::function<void()>> calls;
+        {
+            std::lock_guard lock(mutex_);
+            calls.swap(calls_);
+        }
+        for (auto& call : calls) call();
+        return calls.size();
+    }
+
+    std::size_t waiting() const {
+        std::lock_guard lock(mutex_);
+        return calls_.size();
+    }
+    std::size_t posted() const {
+        std::lock_guard lock(mutex_);
+        return posted_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable ready_;
+    std::deque<std::function<void()>> calls_;
+    std::size_t posted_ = 0;
+};
+
+class TempFolder {
+public:
+    TempFolder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "tvl-serial-XXXXXX").string();
+        path_ = mkdtemp(pattern.data());
+    }
+    ~TempFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    const std::string& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+// A pseudo-terminal whose master the test holds as the far end of a line; the
+// device under test opens the other end by its path.
+class PtyPair {
+public:
+    PtyPair() {
+        master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+        grantpt(master_);
+        unlockpt(master_);
+        char name[128];
+        ptsname_r(master_, name, sizeof name);
+        terminal_ = name;
+    }
+    ~PtyPair() { closeMaster(); }
+    int master() const { return master_; }
+    const std::string& terminal() const { return terminal_; }
+    void closeMaster() {
+        if (master_ >= 0) ::close(master_);
+        master_ = -1;
+    }
+
+private:
+    int master_ = -1;
+    std::string terminal_;
+};
+
+// Writes everything to a non-blocking fd, waiting while it is full; returns
+// what it could write before `limit`.
+inline std::size_t writeAll(int fd, std::string_view bytes, std::chrono::milliseconds limit = 10s) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    std::size_t done = 0;
+    while (done < bytes.size() && std::chrono::steady_clock::now() < deadline) {
+        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+        if (n > 0) {
+            done += static_cast<std::size_t>(n);
+            continue;
+        }
+        if (n < 0 && errno != EAGAIN && errno != EINTR) break;
+        pollfd p{fd, POLLOUT, 0};
+        ::poll(&p, 1, 10);
+    }
+    return done;
+}
+
+// Reads from a non-blocking fd until `count` bytes came or `limit` passed.
+inline std::string readSome(int fd, std::size_t count, std::chrono::milliseconds limit = 10s) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    std::string got;
+    char chunk[65536];
+    while (got.size() < count && std::chrono::steady_clock::now() < deadline) {
+        const ssize_t n = ::read(fd, chunk, std::min(sizeof chunk, count - got.size()));
+        if (n > 0) {
+            got.append(chunk, static_cast<std::size_t>(n));
+            continue;
+        }
+        if (n == 0 || (errno != EAGAIN && errno != EINTR)) break;
+        pollfd p{fd, POLLIN, 0};
+        ::poll(&p, 1, 10);
+    }
+    return got;
+}
+
+// Bytes that no shift, repeat or loss leaves unchanged.
+inline std::string noise(std::size_t size, unsigned seed) {
+    std::mt19937 random(seed);
+    std::string bytes(size, '\0');
+    for (auto& byte : bytes) byte = static_cast<char>(random() & 0xff);
+    return bytes;
+}
+
+inline std::string allByteValues() {
+    std::string bytes;
+    for (int value = 0; value < 256; ++value) bytes.push_back(static_cast<char>(value));
+    return bytes;
+}
+
+}  // namespace tvl::test
