@@ -1,0 +1,127 @@
+// The whole headless program in Host mode between two virtual ports: what one
+// client writes reaches the other client once and in order, both ways at once.
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "components/serial/device_rule.h"
+#include "line/start_stop.h"
+#include "platform/quiet_platform.h"
+#include "tests/e2e/ui_loop.h"
+
+namespace tvl::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A program at the other end of a virtual port: writes its bytes, reads what comes.
+class Client {
+public:
+    explicit Client(const std::string& path) {
+        fd_ = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (fd_ >= 0) {
+            termios t{};
+            tcgetattr(fd_, &t);
+            cfmakeraw(&t);
+            tcsetattr(fd_, TCSANOW, &t);
+        }
+    }
+    ~Client() {
+        if (writer_.joinable()) writer_.join();
+        if (fd_ >= 0) ::close(fd_);
+    }
+    bool ok() const { return fd_ >= 0; }
+
+    void send(std::string bytes) {
+        writer_ = std::thread([this, bytes = std::move(bytes)] {
+            std::size_t done = 0;
+            while (done < bytes.size()) {
+                const ssize_t n = ::write(fd_, bytes.data() + done, std::min<std::size_t>(4096, bytes.size() - done));
+                if (n > 0) done += n;
+                else if (n < 0 && errno != EINTR && errno != EAGAIN) return;
+            }
+        });
+    }
+    // Reads what has arrived without waiting long.
+    void collect(std::string& into) {
+        pollfd p{fd_, POLLIN, 0};
+        char buffer[65536];
+        while (::poll(&p, 1, 0) > 0 && (p.revents & POLLIN)) {
+            const ssize_t n = ::read(fd_, buffer, sizeof buffer);
+            if (n <= 0) return;
+            into.append(buffer, n);
+        }
+    }
+
+private:
+    int fd_ = -1;
+    std::thread writer_;
+};
+
+std::string randomBytes(std::size_t n, unsigned seed) {
+    std::mt19937 random(seed);
+    std::string out(n, '\0');
+    for (char& c : out) c = static_cast<char>(random() & 0xFF);
+    return out;
+}
+
+TEST(HostRelayOverPseudoTerminals, AMegabyteEachWayArrivesOnceAndInOrder) {
+    const fs::path folder = fs::temp_directory_path() / ("tarvoline-e2e-" + std::to_string(::getpid()));
+    fs::create_directories(folder);
+    UiLoop ui;
+    SystemDevices devices(ui.poster(), "/nonexistent-devices", folder.string());
+    QuietPlatform platform;
+    ProgramParts parts;
+    parts.platform = &platform;
+    parts.line1 = &devices;
+    parts.line2 = &devices;
+    Program program(std::move(parts));
+    Main(program);
+    program.frmSplash->Image1->Click();
+
+    program.state.OperationMode = 1;
+    program.state.MonitorChoice = 2;
+    program.mscComControl1.setCommPort(901);
+    program.mscComControl2.setCommPort(902);
+    program.mscComControl1.setSettings("115200,N,8,1");
+    program.mscComControl2.setSettings("115200,N,8,1");
+    program.mscComControl1.setPortOpen(true);
+    program.mscComControl2.setPortOpen(true);
+    mnuStartStop_Click(program);
+    ASSERT_EQ(program.state.RunState, 1);
+
+    Client device1((folder / "com901").string());
+    Client device2((folder / "com902").string());
+    ASSERT_TRUE(device1.ok() && device2.ok());
+
+    const std::size_t size = 1 << 20;
+    const std::string toPort2 = randomBytes(size, 7), toPort1 = randomBytes(size, 8);
+    device1.send(toPort2);
+    device2.send(toPort1);
+    std::string at2, at1;
+    const bool done = ui.runUntil(program, [&] {
+        device2.collect(at2);
+        device1.collect(at1);
+        return at2.size() >= size && at1.size() >= size;
+    }, std::chrono::seconds(60));
+    EXPECT_TRUE(done) << "arrived " << at2.size() << " and " << at1.size() << " of " << size;
+    EXPECT_TRUE(at2 == toPort2) << "Port 1 to Port 2 differs";
+    EXPECT_TRUE(at1 == toPort1) << "Port 2 to Port 1 differs";
+    EXPECT_EQ(program.state.TransmitCount[0], static_cast<std::int64_t>(size));
+    EXPECT_EQ(program.state.ReceiveCount[1], static_cast<std::int64_t>(size));
+
+    program.mscComControl1.setPortOpen(false);
+    program.mscComControl2.setPortOpen(false);
+    fs::remove_all(folder);
+}
+
+}  // namespace
+}  // namespace tvl::test
