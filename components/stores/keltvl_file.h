@@ -1,0 +1,99 @@
+// KelTVLFile: the native .tvl capture file (layout in docs/tvl-format.md).
+//
+// Writing is append-only: AppendRecord(1) builds a new file beside the old one
+// and renames it into place; AppendRecord(0) checks only the last record and
+// writes the new one after it, so its cost does not depend on the file's size.
+// CloseStore makes what was written durable (fsync).
+//
+// Reading loads the whole file into memory once (at CountRecords, or at the
+// first ReadTitles/ReadRecord after OpenStore) and then hands out records from
+// there. A file whose last record is incomplete (power cut while writing) is a
+// "torn" file: every complete record reads, TornTail() says so, and the next
+// AppendRecord(0) cuts the incomplete tail off before it writes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "capture/capture_store.h"
+
+namespace tvl {
+
+// Where the records of a capture file image lie. Offsets index the image.
+struct TvlRecordSpan {
+    std::uint64_t offset;  // first byte of column 1; column 2 follows it
+    std::uint32_t length1;
+    std::uint32_t length2;
+};
+
+struct TvlIndex {
+    TvlRecordSpan titles{};
+    std::vector<TvlRecordSpan> records;  // the first is the one AppendRecord(1) wrote
+    bool torn = false;                   // the image ends inside a record
+    std::uint64_t goodEnd = 0;           // the end of the last complete record
+};
+
+// Checks a whole capture file image and finds its records. Throws StoreError
+// naming `file` for anything that is not a capture or is damaged before its
+// last record; an incomplete last record only sets `torn`.
+TvlIndex ParseTvlImage(std::string_view image, const std::string& file);
+
+// The CRC-32 (IEEE 802.3, reflected, as zlib) of `data`, continuing `crc`.
+std::uint32_t Crc32(std::string_view data, std::uint32_t crc = 0);
+
+class KelTVLFile : public KelTVL {
+public:
+    // One column (and one title) holds at most this many bytes.
+    static constexpr std::size_t kMaxColumn = 65535;
+
+    KelTVLFile() = default;
+    ~KelTVLFile() override;
+    KelTVLFile(const KelTVLFile&) = delete;
+    KelTVLFile& operator=(const KelTVLFile&) = delete;
+
+    void OpenStore() override;
+    void AppendRecord(int mode) override;
+    void CountRecords() override;
+    double RecordCount() const override;
+    void ReadTitles() override;
+    void ReadRecord(int mode) override;
+    void CloseStore() override;
+
+    // StoreFolder + StoreName, with ".tvl" added when the name lacks it.
+    std::string FilePath() const;
+    // The file last read ended inside a record (its complete records still read).
+    bool TornTail() const { return loaded_ && index_.torn; }
+
+private:
+    struct Identity {
+        std::uint64_t dev = 0, ino = 0, size = 0;
+        std::int64_t mtimeNs = 0;
+        bool operator==(const Identity&) const = default;
+    };
+
+    void createFile();
+    void appendRecord();
+    void ensureFd(const std::string& file);
+    void ensureLoaded();
+    void load(const std::string& file);
+    void dropImage();
+    void closeFd();
+    [[noreturn]] void fail(const std::string& file, const std::string& what, int err = 0) const;
+
+    int fd_ = -1;
+    std::string fdPath_;
+    bool dirty_ = false;  // written since the last fsync
+
+    bool loaded_ = false;
+    std::string loadedPath_;
+    Identity loadedId_;
+    std::string image_;
+    TvlIndex index_;
+    std::size_t next_ = 0;  // the record the next ReadRecord(0) gives
+    double count_ = 0;
+};
+
+}  // namespace tvl

@@ -1,0 +1,73 @@
+// Shared by the capture store tests: a scratch folder per test, file helpers.
+#pragma once
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace tvl::testing {
+
+class ScratchFolder {
+public:
+    ScratchFolder() {
+        std::string templ = (std::filesystem::temp_directory_path() / "tvl-stores-XXXXXX").string();
+        if (!::mkdtemp(templ.data())) std::abort();
+        path_ = templ;
+    }
+    ~ScratchFolder() {
+        std::error_code ec;
+        std::filesystem::remove_all(path_, ec);
+    }
+    // With its trailing "/", as StoreFolder wants it.
+    std::string folder() const { return path_.string() + "/"; }
+    std::string file(const std::string& name) const { return (path_ / name).string(); }
+
+private:
+    std::filesystem::path path_;
+};
+
+inline std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+inline void writeFile(const std::string& path, const std::string& bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), std::streamsize(bytes.size()));
+}
+
+// While alive, no file this process writes may grow past `bytes`: a write
+// beyond fails as on a full disk (EFBIG; the signal is ignored).
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &old_);
+        oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit lim = old_;
+        lim.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &lim);
+    }
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &old_);
+        std::signal(SIGXFSZ, oldHandler_);
+    }
+
+private:
+    rlimit old_{};
+    void (*oldHandler_)(int) = nullptr;
+};
+
+// Every byte value 0x00..0xFF once, starting at `first`.
+inline std::string allBytes(int first = 0) {
+    std::string s;
+    for (int i = 0; i < 256; ++i) s.push_back(char((first + i) & 0xFF));
+    return s;
+}
+
+}  // namespace tvl::testing
