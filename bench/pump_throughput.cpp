@@ -73,7 +73,7 @@ void run(benchmark::State& state, int mode, int display, bool withRows) {
         bench.line2.feed(b);
         Timer& timer = *bench.program->FrmMain->tmrTarvoline;
         state.ResumeTiming();
-        while (bytesWaiting(*bench.program)) timer.fire();
+        while (timer.Enabled && bytesWaiting(*bench.program)) timer.fire();
     }
     state.counters["bytes/s per port"] =
         benchmark::Counter(double(perPort) * state.iterations(), benchmark::Counter::kIsRate);
