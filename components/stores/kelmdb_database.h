@@ -9,8 +9,10 @@
 // complete on disk. Every failure throws StoreError naming the file.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "capture/capture_store.h"
 
