@@ -1,0 +1,51 @@
+// Appending rows to a table of an open Jet 4 database file. The cost of an
+// append does not depend on the table's size: the last page of the file is the
+// table's newest data page; a full page gets a new one at the end of the file,
+// entered in the table's usage maps (inline while the table's pages fit in one,
+// then through usage-map pages) and in the global usage map.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "components/stores/jet4_format.h"
+
+namespace tvl::jet4 {
+
+struct FormatError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class Appender {
+public:
+    // Reads what it needs from the file behind `fd` (opened read-write). Throws
+    // FormatError if `tdef_page` is not a user table's definition, or
+    // std::system_error on a failed read.
+    Appender(int fd, std::uint32_t tdef_page);
+
+    // Appends one row and counts it in the table definition. Throws
+    // std::system_error on a failed write; the file is then as before.
+    void append(const Bytes& row);
+
+    std::uint32_t rowCount() const { return row_count_; }
+    std::uint32_t pageCount() const { return page_count_; }
+
+private:
+    void readPage(std::uint32_t page, Page& out) const;
+    void write(std::uint64_t offset, const std::uint8_t* data, std::size_t len) const;
+    std::uint64_t mapRowOffset(std::uint32_t ref) const;
+    void readMapRow(std::uint32_t ref, Bytes& out) const;
+    void addOwnedPage(std::uint32_t& next_free, std::uint32_t& data_page);
+
+    int fd_;
+    std::uint32_t tdef_;
+    std::uint32_t row_count_ = 0;
+    std::uint32_t page_count_ = 0;
+    std::uint32_t owned_ref_ = 0;
+    std::uint32_t free_ref_ = 0;
+    Page last_{};
+    bool last_is_ours_ = false;
+};
+
+}  // namespace tvl::jet4

@@ -1,0 +1,466 @@
+#include "components/stores/jet4_format.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <stdexcept>
+
+namespace tvl::jet4 {
+
+namespace {
+
+constexpr std::uint32_t kTableMagic = 1625;  // repeated in table and column definitions
+constexpr std::uint32_t kIndexMagic = 1923;  // starts every index data definition
+constexpr std::size_t kTdefHeader = 63;
+constexpr std::size_t kColumnBlock = 25;
+constexpr std::size_t kIndexRowBlock = 12;
+constexpr std::size_t kIndexDataBlock = 52;
+constexpr std::size_t kIndexInfoBlock = 28;
+constexpr std::size_t kIndexMaskOffset = 27;
+constexpr std::size_t kIndexMaskSize = 453;
+constexpr std::size_t kIndexEntries = kIndexMaskOffset + kIndexMaskSize;  // 0x1E0
+constexpr std::uint16_t kSortGeneral = 0x0409;
+
+std::size_t fixedSize(ColType t) {
+    switch (t) {
+    case ColType::Bool: return 0;  // kept in the null mask
+    case ColType::Byte: return 1;
+    case ColType::Int: return 2;
+    case ColType::Long: return 4;
+    case ColType::DateTime: return 8;
+    default: return 0;
+    }
+}
+
+// Column ids in the order their data sit in a row, and their offsets.
+struct Shape {
+    std::vector<std::uint16_t> fixed;     // ids of fixed columns, by id
+    std::vector<std::uint16_t> variable;  // ids in var-table order: plain first, long values after
+    std::vector<std::uint16_t> fixed_offset;  // by id
+    std::vector<std::uint16_t> var_index;     // by id
+    std::uint16_t max_id = 0;
+};
+
+Shape shapeOf(const TableDef& t) {
+    Shape s;
+    std::vector<const Column*> by_id;
+    for (const auto& c : t.columns) s.max_id = std::max<std::uint16_t>(s.max_id, c.number + 1);
+    by_id.assign(s.max_id, nullptr);
+    for (const auto& c : t.columns) by_id.at(c.number) = &c;
+    s.fixed_offset.assign(s.max_id, 0);
+    s.var_index.assign(s.max_id, 0);
+    std::uint16_t offset = 0;
+    std::uint16_t plain_vars = 0;
+    for (const Column* c : by_id) {
+        if (!c) continue;
+        if (c->fixed()) {
+            s.fixed.push_back(c->number);
+            s.var_index[c->number] = plain_vars;
+            if (c->type != ColType::Bool) {
+                s.fixed_offset[c->number] = offset;
+                offset = static_cast<std::uint16_t>(offset + fixedSize(c->type));
+            }
+        } else if (!c->longValue()) {
+            s.var_index[c->number] = plain_vars++;
+            s.variable.push_back(c->number);
+        }
+    }
+    std::uint16_t next = plain_vars;
+    for (const Column* c : by_id) {
+        if (c && !c->fixed() && c->longValue()) {
+            s.var_index[c->number] = next++;
+            s.variable.push_back(c->number);
+        }
+    }
+    return s;
+}
+
+void append(Bytes& out, const Bytes& b) { out.insert(out.end(), b.begin(), b.end()); }
+
+void appendName(Bytes& out, std::string_view name) {
+    Bytes n = ucs2(name);
+    std::uint8_t len[2];
+    put16(len, static_cast<std::uint32_t>(n.size()));
+    out.insert(out.end(), len, len + 2);
+    append(out, n);
+}
+
+}  // namespace
+
+void put16(std::uint8_t* p, std::uint32_t v) {
+    p[0] = static_cast<std::uint8_t>(v);
+    p[1] = static_cast<std::uint8_t>(v >> 8);
+}
+void put24(std::uint8_t* p, std::uint32_t v) {
+    put16(p, v);
+    p[2] = static_cast<std::uint8_t>(v >> 16);
+}
+void put32(std::uint8_t* p, std::uint32_t v) {
+    put16(p, v);
+    put16(p + 2, v >> 16);
+}
+std::uint32_t get16(const std::uint8_t* p) { return p[0] | (std::uint32_t(p[1]) << 8); }
+std::uint32_t get24(const std::uint8_t* p) { return get16(p) | (std::uint32_t(p[2]) << 16); }
+std::uint32_t get32(const std::uint8_t* p) { return get16(p) | (get16(p + 2) << 16); }
+
+void rc4(const std::uint8_t* key, std::size_t key_len, std::uint8_t* data, std::size_t len) {
+    std::uint8_t s[256];
+    for (int i = 0; i < 256; ++i) s[i] = static_cast<std::uint8_t>(i);
+    for (std::size_t i = 0, j = 0; i < 256; ++i) {
+        j = (j + s[i] + key[i % key_len]) & 0xFF;
+        std::swap(s[i], s[j]);
+    }
+    std::size_t i = 0, j = 0;
+    for (std::size_t n = 0; n < len; ++n) {
+        i = (i + 1) & 0xFF;
+        j = (j + s[i]) & 0xFF;
+        std::swap(s[i], s[j]);
+        data[n] ^= s[(s[i] + s[j]) & 0xFF];
+    }
+}
+
+double accessDate(std::int64_t unix_seconds) {
+    std::time_t t = static_cast<std::time_t>(unix_seconds);
+    std::tm local{};
+    localtime_r(&t, &local);
+    const double local_seconds = static_cast<double>(unix_seconds) + static_cast<double>(local.tm_gmtoff);
+    return local_seconds / 86400.0 + 25569.0;  // 1970-01-01 is day 25569
+}
+
+Bytes encodeText(std::string_view latin1, bool compress) {
+    const bool has_nul = latin1.find('\0') != std::string_view::npos;
+    Bytes out;
+    if (compress && !has_nul && latin1.size() > 2) {
+        out.reserve(latin1.size() + 2);
+        out.push_back(0xFF);
+        out.push_back(0xFE);
+        out.insert(out.end(), latin1.begin(), latin1.end());
+        return out;
+    }
+    return ucs2(latin1);
+}
+
+Bytes ucs2(std::string_view latin1) {
+    Bytes out;
+    out.reserve(latin1.size() * 2);
+    for (char c : latin1) {
+        out.push_back(static_cast<std::uint8_t>(c));
+        out.push_back(0);
+    }
+    return out;
+}
+
+Page headerPage(double created) {
+    Page p{};
+    p[0] = 0x00;
+    p[1] = 0x01;
+    std::memcpy(&p[4], "Standard Jet DB", 15);  // followed by its NUL
+    put32(&p[0x14], 1);                         // Jet 4
+    put16(&p[0x3C], 1252);                      // code page
+    put32(&p[0x3E], 0);                         // no page encoding key
+    // An empty password is kept as the mask that comes from the creation date.
+    const auto mask = static_cast<std::uint32_t>(static_cast<std::int32_t>(created));
+    for (std::size_t i = 0; i < 40; ++i) p[0x42 + i] = static_cast<std::uint8_t>(mask >> (8 * (i % 4)));
+    put16(&p[0x6E], kSortGeneral);  // then one unused byte and the sort version (0)
+    std::memcpy(&p[0x72], &created, 8);
+    static const std::uint8_t key[4] = {0xC7, 0xDA, 0x39, 0x6B};
+    rc4(key, 4, &p[0x18], 128);
+    return p;
+}
+
+bool Column::fixed() const {
+    switch (type) {
+    case ColType::Bool:
+    case ColType::Byte:
+    case ColType::Int:
+    case ColType::Long:
+    case ColType::DateTime:
+        return true;
+    default:
+        return false;
+    }
+}
+
+const Column& TableDef::byNumber(std::uint16_t number) const {
+    for (const auto& c : columns)
+        if (c.number == number) return c;
+    throw std::out_of_range("no column " + std::to_string(number) + " in " + name);
+}
+
+std::size_t TableDef::longValueColumns() const {
+    return static_cast<std::size_t>(
+        std::count_if(columns.begin(), columns.end(), [](const Column& c) { return c.longValue(); }));
+}
+
+Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
+    const Shape s = shapeOf(table);
+    if (values.size() != s.max_id) throw std::invalid_argument("row of " + table.name + ": wrong value count");
+    Bytes row(2, 0);
+    put16(row.data(), s.max_id);
+    Bytes mask((s.max_id + 7) / 8, 0);
+    auto mark = [&](std::uint16_t id) { mask[id / 8] |= static_cast<std::uint8_t>(1u << (id % 8)); };
+
+    std::size_t fixed_end = 2;
+    for (std::uint16_t id : s.fixed) {
+        const Column& c = table.byNumber(id);
+        const Value& v = values[id];
+        if (c.type == ColType::Bool) {
+            if (v.kind == Value::Kind::Bool && v.i) mark(id);
+            continue;
+        }
+        const std::size_t at = 2 + s.fixed_offset[id];
+        const std::size_t size = fixedSize(c.type);
+        if (row.size() < at + size) row.resize(at + size, 0);  // room even for nulls
+        fixed_end = std::max(fixed_end, at + size);
+        if (v.kind == Value::Kind::Null) continue;
+        mark(id);
+        switch (c.type) {
+        case ColType::Byte: row[at] = static_cast<std::uint8_t>(v.i); break;
+        case ColType::Int: put16(&row[at], static_cast<std::uint32_t>(v.i)); break;
+        case ColType::Long: put32(&row[at], static_cast<std::uint32_t>(v.i)); break;
+        case ColType::DateTime: std::memcpy(&row[at], &v.d, 8); break;
+        default: break;
+        }
+    }
+    row.resize(fixed_end);
+
+    if (!s.variable.empty()) {
+        std::vector<std::uint16_t> offsets;
+        for (std::uint16_t id : s.variable) {
+            offsets.push_back(static_cast<std::uint16_t>(row.size()));
+            const Column& c = table.byNumber(id);
+            const Value& v = values[id];
+            if (v.kind == Value::Kind::Null) continue;
+            if (c.longValue()) throw std::invalid_argument("long values are not written: " + c.name);
+            mark(id);
+            if (c.type == ColType::Text) {
+                append(row, encodeText(v.s, c.compressed));
+            } else {
+                row.insert(row.end(), v.s.begin(), v.s.end());
+            }
+        }
+        const std::size_t eod = row.size();
+        std::uint8_t b[2];
+        put16(b, static_cast<std::uint32_t>(eod));
+        row.insert(row.end(), b, b + 2);
+        for (std::size_t i = offsets.size(); i-- > 0;) {
+            put16(b, offsets[i]);
+            row.insert(row.end(), b, b + 2);
+        }
+        put16(b, static_cast<std::uint32_t>(offsets.size()));
+        row.insert(row.end(), b, b + 2);
+    }
+    append(row, mask);
+    if (row.size() > kMaxRowSize) throw std::length_error("row of " + table.name + " too long");
+    return row;
+}
+
+Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t row_count) {
+    const Shape s = shapeOf(t);
+    Bytes b(kTdefHeader, 0);
+    b[0] = kPageTableDef;
+    b[1] = 0x01;
+    put32(&b[12], kTableMagic);
+    put32(&b[kTdefRowCount], row_count);
+    b[24] = 0x01;  // autonumbers usable
+    b[40] = t.system ? kTableSystem : kTableUser;
+    put16(&b[41], s.max_id);
+    put16(&b[43], static_cast<std::uint32_t>(s.variable.size()));
+    put16(&b[45], static_cast<std::uint32_t>(t.columns.size()));
+    put32(&b[47], static_cast<std::uint32_t>(t.indexes.size()));
+    put32(&b[51], static_cast<std::uint32_t>(t.indexes.size()));
+    b[kTdefOwnedMap] = static_cast<std::uint8_t>(layout.owned_map & 0xFF);
+    put24(&b[kTdefOwnedMap + 1], layout.owned_map >> 8);
+    b[kTdefFreeMap] = static_cast<std::uint8_t>(layout.free_map & 0xFF);
+    put24(&b[kTdefFreeMap + 1], layout.free_map >> 8);
+
+    b.resize(b.size() + kIndexRowBlock * t.indexes.size(), 0);
+
+    for (const Column& c : t.columns) {
+        std::uint8_t d[kColumnBlock] = {};
+        d[0] = static_cast<std::uint8_t>(c.type);
+        put32(&d[1], kTableMagic);
+        put16(&d[5], c.number);
+        put16(&d[7], s.var_index[c.number]);
+        put16(&d[9], c.number);
+        if (c.type == ColType::Text || c.type == ColType::Memo) {
+            put16(&d[11], kSortGeneral);  // d[13] unused, d[14] sort version 0
+        }
+        d[15] = static_cast<std::uint8_t>(c.flags | (c.fixed() ? kColFixed : 0));
+        d[16] = c.compressed ? 0x01 : 0x00;
+        put16(&d[21], c.fixed() ? s.fixed_offset[c.number] : 0);
+        put16(&d[23], c.longValue() ? 0 : (c.fixed() ? static_cast<std::uint32_t>(fixedSize(c.type)) : c.length));
+        b.insert(b.end(), d, d + kColumnBlock);
+    }
+    for (const Column& c : t.columns) appendName(b, c.name);
+
+    for (std::size_t i = 0; i < t.indexes.size(); ++i) {
+        const Index& ix = t.indexes[i];
+        std::uint8_t d[kIndexDataBlock] = {};
+        put32(&d[0], kIndexMagic);
+        for (std::size_t k = 0; k < 10; ++k) {
+            if (k < ix.columns.size()) {
+                put16(&d[4 + 3 * k], ix.columns[k]);
+                d[6 + 3 * k] = 0x01;  // ascending
+            } else {
+                put16(&d[4 + 3 * k], 0xFFFF);
+            }
+        }
+        d[34] = static_cast<std::uint8_t>(layout.index_maps.at(i) & 0xFF);
+        put24(&d[35], layout.index_maps.at(i) >> 8);
+        put32(&d[38], layout.index_roots.at(i));
+        d[46] = ix.flags;
+        b.insert(b.end(), d, d + kIndexDataBlock);
+    }
+    for (std::size_t i = 0; i < t.indexes.size(); ++i) {
+        std::uint8_t d[kIndexInfoBlock] = {};
+        put32(&d[0], kTableMagic);
+        put32(&d[4], static_cast<std::uint32_t>(i));
+        put32(&d[8], static_cast<std::uint32_t>(i));
+        put32(&d[13], 0xFFFFFFFF);  // no related index
+        d[23] = t.indexes[i].primary ? 0x01 : 0x00;
+        b.insert(b.end(), d, d + kIndexInfoBlock);
+    }
+    for (const Index& ix : t.indexes) appendName(b, ix.name);
+
+    std::size_t lv = 0;
+    for (std::uint16_t id = 0; id < s.max_id; ++id) {
+        const Column* c = nullptr;
+        for (const auto& col : t.columns)
+            if (col.number == id) c = &col;
+        if (!c || !c->longValue()) continue;
+        std::uint8_t d[10];
+        put16(&d[0], id);
+        const std::uint32_t owned = layout.lv_maps.at(2 * lv), free = layout.lv_maps.at(2 * lv + 1);
+        d[2] = static_cast<std::uint8_t>(owned & 0xFF);
+        put24(&d[3], owned >> 8);
+        d[6] = static_cast<std::uint8_t>(free & 0xFF);
+        put24(&d[7], free >> 8);
+        b.insert(b.end(), d, d + 10);
+        ++lv;
+    }
+    b.push_back(0xFF);
+    b.push_back(0xFF);
+
+    if (b.size() > kPageSize) throw std::length_error("definition of " + t.name + " exceeds a page");
+    put32(&b[8], static_cast<std::uint32_t>(b.size()));
+    put16(&b[2], static_cast<std::uint32_t>(kPageSize - b.size() >= 8 ? kPageSize - b.size() - 8 : 0));
+    Page p{};
+    std::copy(b.begin(), b.end(), p.begin());
+    return p;
+}
+
+Page emptyDataPage(std::uint32_t tdef_page) {
+    Page p{};
+    p[0] = kPageData;
+    p[1] = 0x01;
+    put16(&p[2], kPageSize - kDataRowTable);
+    put32(&p[4], tdef_page);
+    return p;
+}
+
+std::size_t dataPageRows(const Page& page) { return get16(&page[12]); }
+std::size_t dataPageFree(const Page& page) { return get16(&page[2]); }
+
+std::size_t dataPageRowOffset(const Page& page, std::size_t row) {
+    return get16(&page[kDataRowTable + 2 * row]) & 0x1FFF;
+}
+
+int dataPageInsert(Page& page, const std::uint8_t* row, std::size_t len) {
+    const std::size_t rows = dataPageRows(page);
+    if (rows >= kMaxRowsPerPage || dataPageFree(page) < len + 2) return -1;
+    const std::size_t end = rows == 0 ? kPageSize : dataPageRowOffset(page, rows - 1);
+    const std::size_t start = end - len;
+    std::memcpy(&page[start], row, len);
+    put16(&page[kDataRowTable + 2 * rows], static_cast<std::uint32_t>(start));
+    put16(&page[12], static_cast<std::uint32_t>(rows + 1));
+    put16(&page[2], static_cast<std::uint32_t>(dataPageFree(page) - len - 2));
+    return static_cast<int>(rows);
+}
+
+Bytes dataPageRow(const Page& page, std::size_t row) {
+    const std::size_t start = dataPageRowOffset(page, row);
+    const std::size_t end = row == 0 ? kPageSize : dataPageRowOffset(page, row - 1);
+    return Bytes(page.begin() + static_cast<std::ptrdiff_t>(start), page.begin() + static_cast<std::ptrdiff_t>(end));
+}
+
+Bytes inlineMap(std::uint32_t start, const std::vector<std::uint32_t>& pages) {
+    Bytes m(kUsageMapRowSize, 0);
+    m[0] = 0x00;
+    put32(&m[1], start);
+    for (std::uint32_t p : pages) {
+        if (p < start || p >= start + kInlineMapPages) throw std::out_of_range("page outside inline usage map");
+        const std::uint32_t bit = p - start;
+        m[5 + bit / 8] |= static_cast<std::uint8_t>(1u << (bit % 8));
+    }
+    return m;
+}
+
+Page usageMapPage() {
+    Page p{};
+    p[0] = kPageUsageMap;
+    p[1] = 0x01;
+    return p;
+}
+
+Bytes indexKeyLong(std::int32_t v) {
+    const auto u = static_cast<std::uint32_t>(v) ^ 0x80000000u;  // sign bit flipped, big-endian
+    return {0x7F, static_cast<std::uint8_t>(u >> 24), static_cast<std::uint8_t>(u >> 16),
+            static_cast<std::uint8_t>(u >> 8), static_cast<std::uint8_t>(u)};
+}
+
+Bytes indexKeyText(std::string_view latin1) {
+    // General (legacy) sort codes; letters sort without regard to case.
+    static const std::uint8_t digits[10] = {0x36, 0x38, 0x3A, 0x3C, 0x3E, 0x40, 0x42, 0x44, 0x46, 0x48};
+    static const std::uint8_t letters[26] = {0x4A, 0x4C, 0x4D, 0x4F, 0x51, 0x53, 0x55, 0x57, 0x59,
+                                             0x5B, 0x5C, 0x5E, 0x60, 0x62, 0x64, 0x66, 0x68, 0x69,
+                                             0x6B, 0x6D, 0x6F, 0x71, 0x73, 0x75, 0x76, 0x78};
+    std::string_view s = latin1;
+    while (!s.empty() && s.back() == ' ') s.remove_suffix(1);  // trailing blanks do not count
+    Bytes out{0x7F};
+    for (char ch : s) {
+        const auto c = static_cast<unsigned char>(ch);
+        if (c >= '0' && c <= '9') out.push_back(digits[c - '0']);
+        else if (c >= 'A' && c <= 'Z') out.push_back(letters[c - 'A']);
+        else if (c >= 'a' && c <= 'z') out.push_back(letters[c - 'a']);
+        else if (c == ' ') out.push_back(0x07);
+        else throw std::invalid_argument("no index code for character in name");
+    }
+    out.push_back(0x01);  // end of text
+    out.push_back(0x00);  // end of (no) extra codes
+    return out;
+}
+
+Page indexLeafPage(std::uint32_t tdef_page, std::vector<Bytes> entries) {
+    std::sort(entries.begin(), entries.end());
+    Page p{};
+    p[0] = kPageIndexLeaf;
+    p[1] = 0x01;
+    put32(&p[4], tdef_page);
+    std::size_t prefix = 0;
+    if (entries.size() > 1) {
+        const Bytes& a = entries.front();
+        const Bytes& z = entries.back();
+        const std::size_t limit = std::min(a.size(), z.size()) - 1;  // never the row byte
+        while (prefix < limit && a[prefix] == z[prefix]) ++prefix;
+    }
+    put16(&p[24], static_cast<std::uint32_t>(prefix));
+    std::size_t pos = kIndexEntries;
+    std::size_t total = prefix;
+    if (!entries.empty()) {
+        std::memcpy(&p[pos], entries.front().data(), prefix);
+        pos += prefix;
+    }
+    for (const Bytes& e : entries) {
+        const std::size_t n = e.size() - prefix;
+        if (pos + n > kPageSize) throw std::length_error("index entries exceed a page");
+        std::memcpy(&p[pos], e.data() + prefix, n);
+        pos += n;
+        total += n;
+        p[kIndexMaskOffset + total / 8] |= static_cast<std::uint8_t>(1u << (total % 8));
+    }
+    put16(&p[2], static_cast<std::uint32_t>(kPageSize - pos));
+    return p;
+}
+
+}  // namespace tvl::jet4

@@ -1,0 +1,189 @@
+#include "components/stores/kelmdb_database.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <system_error>
+
+#include "components/stores/jet4_appender.h"
+#include "components/stores/jet4_catalog.h"
+
+namespace tvl {
+
+namespace {
+
+constexpr std::size_t kMaxFieldName = 64;
+
+bool forbiddenInName(unsigned char c) {
+    return c < 0x20 || c == 0x7F || c == '.' || c == '!' || c == '`' || c == '[' || c == ']' || c == ':';
+}
+
+std::string trimBlanks(std::string s) {
+    const auto first = s.find_first_not_of(' ');
+    if (first == std::string::npos) return {};
+    const auto last = s.find_last_not_of(' ');
+    return s.substr(first, last - first + 1);
+}
+
+// Lower case of an ISO-8859-1 character, for comparing names as Access does.
+unsigned char lower(unsigned char c) {
+    if (c >= 'A' && c <= 'Z') return static_cast<unsigned char>(c + 32);
+    if (c >= 0xC0 && c <= 0xDE && c != 0xD7) return static_cast<unsigned char>(c + 32);
+    return c;
+}
+
+bool sameName(const std::string& a, const std::string& b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (lower(static_cast<unsigned char>(a[i])) != lower(static_cast<unsigned char>(b[i]))) return false;
+    return true;
+}
+
+const jet4::TableDef& captureTable() {
+    static const jet4::TableDef def = jet4::userTableDef({KelMDBDatabase::kTableName, {"1", "2"}, 255});
+    return def;
+}
+
+void writeAll(int fd, const std::uint8_t* data, std::size_t len) {
+    while (len > 0) {
+        const ssize_t n = ::write(fd, data, len);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            throw std::system_error(errno, std::generic_category());
+        }
+        data += n;
+        len -= static_cast<std::size_t>(n);
+    }
+}
+
+void syncFolder(const std::string& folder) {
+    const int dir = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        ::fsync(dir);
+        ::close(dir);
+    }
+}
+
+}  // namespace
+
+KelMDBDatabase::KelMDBDatabase() = default;
+
+KelMDBDatabase::~KelMDBDatabase() { Release(); }
+
+void KelMDBDatabase::Release() noexcept {
+    appender_.reset();
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+    open_path_.clear();
+}
+
+void KelMDBDatabase::Fail(const std::string& what, int err) const {
+    std::string msg = "KelMDB " + path() + ": " + what;
+    if (err != 0) msg += ": " + std::string(std::strerror(err));
+    throw StoreError(msg);
+}
+
+std::string KelMDBDatabase::FieldName(const std::string& title, int position) {
+    std::string kept;
+    for (char ch : title)
+        if (!forbiddenInName(static_cast<unsigned char>(ch))) kept += ch;
+    std::string name = trimBlanks(kept);
+    if (name.size() > kMaxFieldName) name = trimBlanks(name.substr(0, kMaxFieldName));
+    if (name.empty()) name = "Port" + std::to_string(position);
+    return name;
+}
+
+std::pair<std::string, std::string> KelMDBDatabase::FieldNames(const std::string& title1,
+                                                               const std::string& title2) {
+    std::string a = FieldName(title1, 1);
+    std::string b = FieldName(title2, 2);
+    if (sameName(a, b)) b = trimBlanks(b.substr(0, kMaxFieldName - 4)) + " (2)";
+    return {a, b};
+}
+
+void KelMDBDatabase::CreateStore() {
+    Release();
+    const std::string file = path();
+    const auto [name1, name2] = FieldNames(PortTitle1, PortTitle2);
+    const jet4::Bytes image = jet4::buildDatabase({kTableName, {name1, name2}, kMaxText}, std::time(nullptr));
+
+    // Written beside the target and renamed over it: the old file stays whole
+    // until the new one is complete.
+    const std::string temp = file + ".new";
+    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) Fail("cannot create the database", errno);
+    try {
+        writeAll(fd, image.data(), image.size());
+        if (::fsync(fd) != 0) throw std::system_error(errno, std::generic_category());
+    } catch (const std::system_error& e) {
+        ::close(fd);
+        ::unlink(temp.c_str());
+        Fail("cannot write the database", e.code().value());
+    }
+    if (::close(fd) != 0) {
+        const int err = errno;
+        ::unlink(temp.c_str());
+        Fail("cannot write the database", err);
+    }
+    if (::rename(temp.c_str(), file.c_str()) != 0) {
+        const int err = errno;
+        ::unlink(temp.c_str());
+        Fail("cannot replace the file", err);
+    }
+    syncFolder(StoreFolder);
+}
+
+void KelMDBDatabase::OpenStore() {
+    Release();
+    const std::string file = path();
+    fd_ = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd_ < 0) Fail("cannot open the database", errno);
+    try {
+        std::uint8_t head[0x18] = {};
+        const ssize_t n = ::pread(fd_, head, sizeof head, 0);
+        if (n < 0) throw std::system_error(errno, std::generic_category());
+        if (n != static_cast<ssize_t>(sizeof head) || head[0] != 0 || head[1] != 1 ||
+            std::memcmp(head + 4, "Standard Jet DB", 16) != 0 || jet4::get32(head + 0x14) != 1)
+            throw jet4::FormatError("not an Access 2000-2003 database");
+        appender_ = std::make_unique<jet4::Appender>(fd_, jet4::kUserTablePage);
+        open_path_ = file;
+    } catch (const jet4::FormatError& e) {
+        Release();
+        Fail(std::string("not a capture database (") + e.what() + ")", 0);
+    } catch (const std::system_error& e) {
+        Release();
+        Fail("cannot read the database", e.code().value());
+    }
+}
+
+void KelMDBDatabase::AppendRecord() {
+    if (!appender_) Fail("the database is not open", 0);
+    const auto cut = [](const std::string& s) { return s.size() > kMaxText ? s.substr(0, kMaxText) : s; };
+    const jet4::Bytes row =
+        jet4::encodeRow(captureTable(), {jet4::Value::text(cut(PortText1)), jet4::Value::text(cut(PortText2))});
+    try {
+        appender_->append(row);
+    } catch (const jet4::FormatError& e) {
+        Fail(std::string("cannot append (") + e.what() + ")", 0);
+    } catch (const std::system_error& e) {
+        Fail("cannot append the record", e.code().value());
+    }
+}
+
+void KelMDBDatabase::CloseStore() {
+    if (fd_ < 0) return;
+    const int fd = fd_;
+    appender_.reset();
+    fd_ = -1;
+    open_path_.clear();
+    const int sync_err = ::fsync(fd) != 0 ? errno : 0;
+    const int close_err = ::close(fd) != 0 ? errno : 0;
+    if (sync_err) Fail("cannot write the database", sync_err);
+    if (close_err) Fail("cannot close the database", close_err);
+}
+
+}  // namespace tvl

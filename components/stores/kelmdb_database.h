@@ -1,0 +1,58 @@
+// KelMDB as a real Access 2000-2003 database (.mdb, Jet 4).
+//
+// CreateStore writes a new database at StoreFolder + StoreName (replacing
+// whatever file is there) holding the engine's system tables and one table,
+// "Capture", of two Text(255) columns named after PortTitle1 and PortTitle2
+// (see FieldName). OpenStore, AppendRecord, CloseStore add one row of
+// PortText1, PortText2; each character is one byte (ISO-8859-1), and a text
+// longer than 255 characters keeps its first 255. CloseStore leaves the file
+// complete on disk. Every failure throws StoreError naming the file.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "capture/capture_store.h"
+
+namespace tvl {
+
+namespace jet4 {
+class Appender;
+}
+
+class KelMDBDatabase : public KelMDB {
+public:
+    static constexpr const char* kTableName = "Capture";
+    static constexpr std::size_t kMaxText = 255;
+
+    KelMDBDatabase();
+    ~KelMDBDatabase() override;
+    KelMDBDatabase(const KelMDBDatabase&) = delete;
+    KelMDBDatabase& operator=(const KelMDBDatabase&) = delete;
+
+    void CreateStore() override;
+    void OpenStore() override;
+    void AppendRecord() override;
+    void CloseStore() override;
+
+    // The column name for a title (`position` 1 or 2). Characters a field
+    // name cannot hold (control characters, . ! ` [ ] :) are dropped, leading
+    // and trailing blanks trimmed, the rest cut to 64 characters; an empty
+    // result becomes "Port1" / "Port2".
+    static std::string FieldName(const std::string& title, int position);
+    // Both column names: as FieldName, and a second name equal to the first
+    // (letters compared without case) gets " (2)" appended.
+    static std::pair<std::string, std::string> FieldNames(const std::string& title1, const std::string& title2);
+
+private:
+    [[noreturn]] void Fail(const std::string& what, int err) const;
+    void Release() noexcept;
+
+    int fd_ = -1;
+    std::string open_path_;
+    std::unique_ptr<jet4::Appender> appender_;
+};
+
+}  // namespace tvl
