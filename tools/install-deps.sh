@@ -7,7 +7,7 @@ packages="
   qt6-base-dev qt6-base-dev-tools libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libfreexl-dev python3-xlrd mdbtools
-  xvfb xauth socat
+  xvfb xauth socat nodejs
 "
 missing=""
 for p in $packages; do
@@ -17,4 +17,10 @@ if [ -n "$missing" ]; then
   export DEBIAN_FRONTEND=noninteractive
   apt-get update
   apt-get install -y --no-install-recommends $missing
+fi
+# The JavaScript reader the tests check .mdb files with.
+here=$(dirname "$0")/..
+if [ ! -d "$here/tests/mdb/node/node_modules" ]; then
+  command -v npm >/dev/null || { apt-get install -y --no-install-recommends npm; }
+  npm ci --prefix "$here/tests/mdb/node" --no-audit --no-fund
 fi
