@@ -2,10 +2,13 @@
 // handler by its name for scenarios and tests.
 #include <string>
 
+#include "convert/conversion_dialogs.h"
 #include "display/traffic_panes.h"
 #include "line/port_events.h"
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
+#include "review/review.h"
+#include "setup/frm_setup.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
 #include "shell/startup.h"
@@ -41,6 +44,13 @@ void bindFrmMain(FrmMain& f, Program& p) {
     f.handle("chkUARTControl_Click", [&p](const auto& a) { chkUARTControl_Click(p, argument(a, 0)); });
     f.handle("mscComControl1_OnComm", [&p](const auto&) { mscComControl1_OnComm(p); });
     f.handle("mscComControl2_OnComm", [&p](const auto&) { mscComControl2_OnComm(p); });
+}
+
+// The commands of the other windows register themselves once FrmMain stands.
+void bindCommands(Program& p) {
+    bindSetup(p);
+    bindConversion(p);
+    bindReview(p);
 }
 
 }  // namespace tvl

@@ -1,5 +1,7 @@
 #include "shell/program.h"
 
+#include "convert/conversion_dialogs.h"
+#include "setup/frm_setup.h"
 #include "shell/frm_main.h"
 
 namespace tvl {
@@ -12,6 +14,9 @@ Program::Program(ProgramParts parts)
       KelMDB(parts.makeMDB ? parts.makeMDB() : nullptr),
       KelXLS(parts.makeXLS ? parts.makeXLS() : nullptr),
       mciTarvoline("mciTarvoline", parts.makeSound ? parts.makeSound() : makeNullSoundOutput()),
+      mciTarvoline1("mciTarvoline1", parts.makeSound ? parts.makeSound() : makeNullSoundOutput()),
+      mciTarvoline2("mciTarvoline2", parts.makeSound ? parts.makeSound() : makeNullSoundOutput()),
+      mciTarvoline3("mciTarvoline3", parts.makeSound ? parts.makeSound() : makeNullSoundOutput()),
       parts_(std::move(parts)) {}
 
 Program::~Program() = default;
@@ -19,6 +24,9 @@ Program::~Program() = default;
 Form* Program::form(std::string_view name) const {
     if (FrmMain && sameName(name, FrmMain->name())) return FrmMain.get();
     if (frmSplash && sameName(name, frmSplash->name())) return frmSplash.get();
+    if (frmSetup && sameName(name, frmSetup->name())) return frmSetup.get();
+    if (frmHostAction && sameName(name, frmHostAction->name())) return frmHostAction.get();
+    if (frmFindData && sameName(name, frmFindData->name())) return frmFindData.get();
     return nullptr;
 }
 

@@ -17,6 +17,9 @@ namespace tvl {
 
 class FrmMain;
 class FrmSplash;
+class FrmSetup;
+class FrmHostAction;
+class FrmFindData;
 class Form;
 
 // What a program is built from; tests and scenarios pass simulated ones.
@@ -45,11 +48,17 @@ public:
     std::unique_ptr<tvl::KelTVL> KelTVL;
     std::unique_ptr<tvl::KelMDB> KelMDB;
     std::unique_ptr<tvl::KelXLS> KelXLS;
-    MciPlayer mciTarvoline;
+    MciPlayer mciTarvoline;   // on FrmMain
+    MciPlayer mciTarvoline1;  // on frmSetup
+    MciPlayer mciTarvoline2;  // on frmHostAction
+    MciPlayer mciTarvoline3;  // on frmFindData
 
     // The windows; a null one is not loaded.
     std::unique_ptr<tvl::FrmMain> FrmMain;
     std::unique_ptr<tvl::FrmSplash> frmSplash;
+    std::unique_ptr<tvl::FrmSetup> frmSetup;
+    std::unique_ptr<tvl::FrmHostAction> frmHostAction;
+    std::unique_ptr<tvl::FrmFindData> frmFindData;
 
     // A loaded window by name, case-blind; nullptr when not loaded.
     Form* form(std::string_view name) const;

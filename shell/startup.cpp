@@ -7,6 +7,8 @@
 
 namespace tvl {
 
+void bindCommands(Program& program);  // frm_main_events.cpp
+
 namespace {
 
 void endSplash(Program& program) {
@@ -14,6 +16,7 @@ void endSplash(Program& program) {
     program.platform.formUnloaded(*program.frmSplash);
     program.frmSplash.reset();
     program.FrmMain = std::make_unique<FrmMain>(program);
+    bindCommands(program);
     FrmMain_Form_Load(program);
     FrmMain& main = *program.FrmMain;
     // The first layout pass comes with the showing, before the window is on the screen.

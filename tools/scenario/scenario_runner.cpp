@@ -112,12 +112,15 @@ Runner::Runner(std::string scenarioFolder, const std::string& assetFolder, std::
     parts.makeMDB = makeKelMDB;
     parts.makeXLS = makeKelXLS;
     program_ = std::make_unique<Program>(std::move(parts));
-    program_->mciTarvoline.trace = [this](const std::string& step) {
-        std::string shown = step;
-        const auto at = shown.find(programFolder_);
-        if (at != std::string::npos) shown.replace(at, programFolder_.size(), "<folder>");
-        playerSteps_["mciTarvoline"].push_back(shown);
-    };
+    for (MciPlayer* player : {&program_->mciTarvoline, &program_->mciTarvoline1,
+                              &program_->mciTarvoline2, &program_->mciTarvoline3}) {
+        player->trace = [this, name = player->name()](const std::string& step) {
+            std::string shown = step;
+            const auto at = shown.find(programFolder_);
+            if (at != std::string::npos) shown.replace(at, programFolder_.size(), "<folder>");
+            playerSteps_[name].push_back(shown);
+        };
+    }
 }
 
 Runner::~Runner() {

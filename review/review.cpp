@@ -1,0 +1,7 @@
+#include "review/review.h"
+
+namespace tvl {
+
+void bindReview(Program&) {}
+
+}  // namespace tvl

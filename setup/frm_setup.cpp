@@ -1,0 +1,9 @@
+#include "setup/frm_setup.h"
+
+namespace tvl {
+
+FrmSetup::FrmSetup(Program&) : Form("frmSetup") {}
+
+void bindSetup(Program&) {}
+
+}  // namespace tvl
