@@ -389,7 +389,9 @@ void KelTVLFile::ReadTitles() {
 }
 
 void KelTVLFile::ReadRecord(int mode) {
-    ensureLoaded();
+    // The file is checked for changes at a rewind; the records after it come
+    // from the image in memory.
+    if (mode == 1 || !loaded_ || loadedPath_ != FilePath()) ensureLoaded();
     if (mode == 1) next_ = 0;
     if (mode == 1) return;
     if (next_ >= index_.records.size())

@@ -1,0 +1,251 @@
+#include "components/stores/compound_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "capture/capture_store.h"
+
+namespace tvl {
+namespace {
+
+constexpr std::uint32_t kDifSect = 0xFFFFFFFC;
+constexpr std::uint32_t kFatSect = 0xFFFFFFFD;
+constexpr std::uint32_t kEndOfChain = 0xFFFFFFFE;
+constexpr std::uint32_t kFreeSect = 0xFFFFFFFF;
+constexpr std::uint32_t kNoStream = 0xFFFFFFFF;
+constexpr std::uint32_t kPerSector = AppendCompoundFile::kSector / 4;  // 128 sector numbers
+constexpr std::uint32_t kHeaderDifat = 109;
+constexpr std::uint32_t kFirstSlack = 64;  // spare stream sectors at creation
+
+void put16(std::string& s, std::size_t at, std::uint16_t v) {
+    s[at] = char(v);
+    s[at + 1] = char(v >> 8);
+}
+void put32(std::string& s, std::size_t at, std::uint32_t v) {
+    for (int i = 0; i < 4; ++i) s[at + i] = char(v >> (8 * i));
+}
+
+void directoryEntry(std::string& s, std::size_t at, std::u16string_view name, std::uint8_t type,
+                    std::uint32_t child, std::uint32_t start, std::uint64_t size) {
+    for (std::size_t i = 0; i < name.size(); ++i) put16(s, at + 2 * i, name[i]);
+    put16(s, at + 64, name.empty() ? 0 : std::uint16_t(2 * (name.size() + 1)));
+    s[at + 66] = char(type);
+    s[at + 67] = char(name.empty() ? 0 : 1);  // black
+    put32(s, at + 68, kNoStream);             // left sibling
+    put32(s, at + 72, kNoStream);             // right sibling
+    put32(s, at + 76, child);
+    put32(s, at + 116, start);
+    put32(s, at + 120, std::uint32_t(size));
+    put32(s, at + 124, 0);
+}
+
+}  // namespace
+
+AppendCompoundFile::~AppendCompoundFile() {
+    if (fd_ >= 0) ::close(fd_);
+}
+
+void AppendCompoundFile::fail(const std::string& what, int err) const {
+    throw StoreError(file_ + ": " + what + (err ? std::string(": ") + std::strerror(err) : std::string()));
+}
+
+void AppendCompoundFile::pwriteAll(std::uint64_t at, std::string_view bytes, const char* what) {
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::pwrite(fd_, bytes.data() + done, bytes.size() - done, off_t(at + done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) fail(what, n < 0 ? errno : ENOSPC);
+        done += std::size_t(n);
+    }
+}
+
+void AppendCompoundFile::sync(const char* what) {
+    if (::fdatasync(fd_) != 0) fail(what, errno);
+}
+
+void AppendCompoundFile::layTail(std::uint32_t capacity) {
+    std::uint32_t fat = 1, difat = 0;
+    for (;;) {
+        const std::uint64_t total = std::uint64_t(capacity) + fat + difat + 1;
+        const auto needFat = std::uint32_t((total + kPerSector - 1) / kPerSector);
+        const std::uint32_t needDifat =
+            needFat > kHeaderDifat ? (needFat - kHeaderDifat + kPerSector - 2) / (kPerSector - 1) : 0;
+        if (needFat == fat && needDifat == difat) break;
+        fat = needFat;
+        difat = needDifat;
+    }
+    capacity_ = capacity;
+    fat_ = fat;
+    difat_ = difat;
+}
+
+std::string AppendCompoundFile::fatSector(std::uint32_t index, std::uint64_t streamSize) const {
+    std::string out(kSector, '\0');
+    const std::uint32_t used = std::max<std::uint32_t>(1, sectorsFor(streamSize));
+    for (std::uint32_t i = 0; i < kPerSector; ++i) {
+        const std::uint64_t s = std::uint64_t(index) * kPerSector + i;
+        std::uint32_t v = kFreeSect;
+        if (s < used)
+            v = s + 1 == used ? kEndOfChain : std::uint32_t(s + 1);
+        else if (s < capacity_)
+            v = kFreeSect;
+        else if (s < std::uint64_t(capacity_) + fat_)
+            v = kFatSect;
+        else if (s < std::uint64_t(capacity_) + fat_ + difat_)
+            v = kDifSect;
+        else if (s == dirSector())
+            v = kEndOfChain;
+        put32(out, 4 * i, v);
+    }
+    return out;
+}
+
+std::string AppendCompoundFile::directorySector(std::uint64_t streamSize) const {
+    std::string out(kSector, '\0');
+    directoryEntry(out, 0, u"Root Entry", 5, 1, kEndOfChain, 0);
+    directoryEntry(out, 128, name_, 2, kNoStream, 0, streamSize);
+    for (std::size_t e = 2; e < 4; ++e) {
+        put32(out, 128 * e + 68, kNoStream);
+        put32(out, 128 * e + 72, kNoStream);
+        put32(out, 128 * e + 76, kNoStream);
+    }
+    return out;
+}
+
+std::string AppendCompoundFile::tailBytes(std::uint64_t streamSize) const {
+    std::string out;
+    out.reserve(std::size_t(fat_ + difat_ + 1) * kSector);
+    for (std::uint32_t i = 0; i < fat_; ++i) out += fatSector(i, streamSize);
+    for (std::uint32_t d = 0; d < difat_; ++d) {
+        std::string sec(kSector, '\xFF');
+        for (std::uint32_t k = 0; k < kPerSector - 1; ++k) {
+            const std::uint64_t f = kHeaderDifat + std::uint64_t(d) * (kPerSector - 1) + k;
+            if (f < fat_) put32(sec, 4 * k, capacity_ + std::uint32_t(f));
+        }
+        put32(sec, kSector - 4, d + 1 < difat_ ? capacity_ + fat_ + d + 1 : kEndOfChain);
+        out += sec;
+    }
+    out += directorySector(streamSize);
+    return out;
+}
+
+std::string AppendCompoundFile::header() const {
+    std::string h(kSector, '\0');
+    static const unsigned char sig[8] = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+    std::memcpy(h.data(), sig, 8);
+    put16(h, 24, 0x003E);  // minor version
+    put16(h, 26, 0x0003);  // major version 3: 512-byte sectors
+    put16(h, 28, 0xFFFE);  // little-endian
+    put16(h, 30, 9);       // sector shift
+    put16(h, 32, 6);       // mini sector shift
+    put32(h, 44, fat_);
+    put32(h, 48, dirSector());
+    put32(h, 56, 0x1000);  // mini stream cutoff
+    put32(h, 60, kEndOfChain);
+    put32(h, 64, 0);
+    put32(h, 68, difat_ ? capacity_ + fat_ : kEndOfChain);
+    put32(h, 72, difat_);
+    for (std::uint32_t i = 0; i < kHeaderDifat; ++i) put32(h, 76 + 4 * i, i < fat_ ? capacity_ + i : kFreeSect);
+    return h;
+}
+
+void AppendCompoundFile::create(const std::string& file, std::string_view streamName, std::string_view initial) {
+    if (fd_ >= 0) close();
+    file_ = file;
+    name_.assign(streamName.begin(), streamName.end());
+    fd_ = ::open(file.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd_ < 0) fail("cannot create", errno);
+    size_ = pending_ = initial.size();
+    layTail(sectorsFor(initial.size()) + kFirstSlack);
+    pwriteAll(kSector, initial, "cannot write");
+    pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(size_), "cannot write");
+    sync("cannot write");
+    pwriteAll(0, header(), "cannot write");
+    sync("cannot write");
+    const auto slash = file.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "." : file.substr(0, slash + 1);
+    const int dfd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dfd >= 0) {
+        ::fsync(dfd);
+        ::close(dfd);
+    }
+}
+
+void AppendCompoundFile::relocate(std::uint32_t needed) {
+    const std::uint32_t oldTail = fat_ + difat_ + 1;
+    const std::uint32_t grow = std::max({oldTail, kPerSector, capacity_ / 8});
+    const std::uint32_t newCapacity = std::max(needed, capacity_ + grow);
+    layTail(newCapacity);
+    // The new tail lies past the old one; the header still names the old.
+    pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(size_), "cannot write");
+    sync("cannot write");
+    pwriteAll(0, header(), "cannot write");
+    sync("cannot write");
+}
+
+void AppendCompoundFile::write(std::uint64_t offset, std::string_view bytes) {
+    if (fd_ < 0) fail("not open", 0);
+    const std::uint64_t end = offset + bytes.size();
+    if (end > kMaxStream) fail("workbook is full (2 GB)", EFBIG);
+    const std::uint32_t needed = sectorsFor(std::max(end, pending_));
+    if (needed > capacity_) relocate(needed);
+    pwriteAll(kSector + offset, bytes, "cannot write");
+    pending_ = std::max(pending_, end);
+}
+
+void AppendCompoundFile::commit(bool doSync) {
+    if (fd_ < 0) fail("not open", 0);
+    if (pending_ != size_) {
+        const std::uint32_t oldLast = std::max<std::uint32_t>(1, sectorsFor(size_)) - 1;
+        const std::uint32_t newLast = std::max<std::uint32_t>(1, sectorsFor(pending_)) - 1;
+        if (oldLast != newLast) {
+            std::string fat;
+            const std::uint32_t first = std::min(oldLast, newLast) / kPerSector;
+            const std::uint32_t last = std::max(oldLast, newLast) / kPerSector;
+            for (std::uint32_t i = first; i <= last; ++i) fat += fatSector(i, pending_);
+            pwriteAll(std::uint64_t(capacity_ + first + 1) * kSector, fat, "cannot write");
+        }
+        pwriteAll(std::uint64_t(dirSector() + 1) * kSector, directorySector(pending_), "cannot write");
+        size_ = pending_;
+    }
+    if (doSync) sync("cannot write");
+}
+
+void AppendCompoundFile::close() {
+    if (fd_ < 0) return;
+    try {
+        commit(false);
+        // Give back the spare capacity when the shorter layout's tail fits
+        // wholly before the current one (so the header switch stays safe).
+        const std::uint32_t oldCapacity = capacity_, oldFat = fat_, oldDifat = difat_;
+        const std::uint32_t used = std::max<std::uint32_t>(1, sectorsFor(size_));
+        layTail(used);
+        if (used + fat_ + difat_ + 1 <= oldCapacity) {
+            pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(size_), "cannot write");
+            sync("cannot write");
+            pwriteAll(0, header(), "cannot write");
+            sync("cannot write");
+            if (::ftruncate(fd_, off_t(std::uint64_t(dirSector() + 2) * kSector)) != 0)
+                fail("cannot write", errno);
+        } else {
+            capacity_ = oldCapacity;
+            fat_ = oldFat;
+            difat_ = oldDifat;
+        }
+        if (::fsync(fd_) != 0) fail("cannot write", errno);
+    } catch (...) {
+        ::close(fd_);
+        fd_ = -1;
+        throw;
+    }
+    const int rc = ::close(fd_);
+    fd_ = -1;
+    if (rc != 0) fail("cannot close", errno);
+}
+
+}  // namespace tvl

@@ -1,0 +1,345 @@
+#include "components/stores/kelxls_workbook.h"
+
+#include <freexl.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/stores/store_test_util.h"
+
+namespace tvl {
+namespace {
+
+using testing::ScratchFolder;
+using Row = std::vector<std::string>;
+using Sheet = std::vector<Row>;
+
+// A workbook as a reader saw it: sheets of rows of ISO-8859-1 texts.
+struct Book {
+    std::vector<std::string> names;
+    std::vector<Sheet> sheets;
+};
+
+std::string utf8ToLatin1(const char* s) {
+    std::string out;
+    for (const auto* p = reinterpret_cast<const unsigned char*>(s); *p; ++p) {
+        if (*p < 0x80) {
+            out.push_back(char(*p));
+        } else if ((*p & 0xE0) == 0xC0 && (p[1] & 0xC0) == 0x80) {
+            out.push_back(char(((*p & 0x1F) << 6) | (p[1] & 0x3F)));
+            ++p;
+        } else {
+            out += "<not latin-1>";
+        }
+    }
+    return out;
+}
+
+// Reads with FreeXL; fails the test (and returns what it got) on an error.
+Book readWithFreeXL(const std::string& path) {
+    Book book;
+    const void* h = nullptr;
+    const int rc = freexl_open(path.c_str(), &h);
+    EXPECT_EQ(rc, FREEXL_OK) << "freexl_open " << path;
+    EXPECT_NE(h, nullptr) << "freexl_open " << path;  // it can fail giving FREEXL_OK and no handle
+    if (rc != FREEXL_OK || !h) {
+        if (h) freexl_close(h);
+        return book;
+    }
+    unsigned int count = 0;
+    EXPECT_EQ(freexl_get_info(h, FREEXL_BIFF_SHEET_COUNT, &count), FREEXL_OK);
+    for (unsigned short s = 0; s < count; ++s) {
+        const char* name = nullptr;
+        EXPECT_EQ(freexl_get_worksheet_name(h, s, &name), FREEXL_OK);
+        book.names.push_back(name ? name : "");
+        EXPECT_EQ(freexl_select_active_worksheet(h, s), FREEXL_OK);
+        unsigned int rows = 0;
+        unsigned short cols = 0;
+        EXPECT_EQ(freexl_worksheet_dimensions(h, &rows, &cols), FREEXL_OK);
+        Sheet sheet;
+        for (unsigned int r = 0; r < rows; ++r) {
+            Row row;
+            for (unsigned short c = 0; c < cols; ++c) {
+                FreeXL_CellValue cell;
+                if (freexl_get_cell_value(h, r, c, &cell) != FREEXL_OK) {
+                    row.push_back("<error>");
+                } else if (cell.type == FREEXL_CELL_TEXT || cell.type == FREEXL_CELL_SST_TEXT) {
+                    row.push_back(utf8ToLatin1(cell.value.text_value));
+                } else if (cell.type == FREEXL_CELL_NULL) {
+                    row.push_back("");  // FreeXL gives an empty text as no value
+                } else {
+                    row.push_back("<not text>");
+                }
+            }
+            sheet.push_back(row);
+        }
+        book.sheets.push_back(std::move(sheet));
+    }
+    freexl_close(h);
+    return book;
+}
+
+// Reads with xlrd through tests/stores/xls_dump.py.
+Book readWithXlrd(const std::string& path) {
+    Book book;
+    const std::string cmd =
+        "/usr/bin/python3 " TVL_SOURCE_DIR "/tests/stores/xls_dump.py '" + path + "' 2>&1";
+    FILE* pipe = ::popen(cmd.c_str(), "r");
+    if (!pipe) {
+        ADD_FAILURE() << "cannot run " << cmd;
+        return book;
+    }
+    std::string out;
+    char buf[65536];
+    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, pipe)) > 0;) out.append(buf, n);
+    const int status = ::pclose(pipe);
+    EXPECT_EQ(status, 0) << out.substr(0, 2000);
+    if (status != 0) return book;
+
+    std::size_t at = 0;
+    const auto u32 = [&] {
+        std::uint32_t v = 0;
+        if (at + 4 > out.size()) throw std::runtime_error("short xlrd output");
+        std::memcpy(&v, out.data() + at, 4);
+        at += 4;
+        return v;
+    };
+    try {
+        while (at < out.size()) {
+            if (out[at] != 'S') throw std::runtime_error("bad xlrd output");
+            const auto nl = out.find('\n', at);
+            book.names.push_back(out.substr(at + 1, nl - at - 1));
+            at = nl + 1;
+            Sheet sheet(u32());
+            for (Row& row : sheet) {
+                row.resize(u32());
+                for (std::string& cell : row) {
+                    const std::uint32_t n = u32();
+                    cell = out.substr(at, n);
+                    at += n;
+                }
+            }
+            book.sheets.push_back(std::move(sheet));
+        }
+    } catch (const std::exception& e) {
+        ADD_FAILURE() << e.what();
+    }
+    return book;
+}
+
+// Record i of a capture: every byte value 0x01..0xFF turns up, with lengths
+// from 0 to `maxLength`. (A NUL cannot pass FreeXL's C strings; xlrd checks it.)
+Row record(std::size_t i, std::size_t maxLength, bool withNul = false) {
+    const std::size_t n1 = (i * 7) % (maxLength + 1), n2 = (i * 13 + 5) % (maxLength + 1);
+    std::string a, b;
+    for (std::size_t k = 0; k < n1; ++k) a.push_back(char(withNul ? (i + k) % 256 : 1 + (i + k) % 255));
+    for (std::size_t k = 0; k < n2; ++k) b.push_back(char(withNul ? (i * 3 + k) % 256 : 1 + (i * 3 + k) % 255));
+    if (!a.empty()) a[0] = char('0' + i % 10);
+    return {a, b};
+}
+
+// The sheets a capture of `records` should give: titles then up to 65,535 records each.
+std::vector<Sheet> expectedSheets(const Row& titles, const std::vector<Row>& records) {
+    std::vector<Sheet> sheets;
+    for (std::size_t i = 0; i < records.size() || sheets.empty(); ++i) {
+        if (sheets.empty() || sheets.back().size() == KelXLSWorkbook::kRowsPerSheet) sheets.push_back({titles});
+        if (i < records.size()) sheets.back().push_back(records[i]);
+    }
+    return sheets;
+}
+
+void expectBook(const Book& book, const std::vector<Sheet>& expected, const char* reader) {
+    SCOPED_TRACE(reader);
+    ASSERT_EQ(book.sheets.size(), expected.size());
+    for (std::size_t s = 0; s < expected.size(); ++s) {
+        EXPECT_EQ(book.names[s], "Sheet" + std::to_string(s + 1));
+        ASSERT_EQ(book.sheets[s].size(), expected[s].size()) << "sheet " << s;
+        for (std::size_t r = 0; r < expected[s].size(); ++r)
+            ASSERT_EQ(book.sheets[s][r], expected[s][r]) << "sheet " << s << " row " << r;
+    }
+}
+
+std::vector<Row> writeWorkbook(const std::string& folder, const std::string& name, const Row& titles,
+                               std::size_t count, std::size_t maxLength, bool withNul, bool sync) {
+    KelXLSWorkbook wb;
+    wb.StoreFolder = folder;
+    wb.StoreName = name;
+    wb.PortTitle1 = titles[0];
+    wb.PortTitle2 = titles[1];
+    wb.SyncEachAppend = sync;
+    wb.CreateStore();
+    std::vector<Row> records;
+    for (std::size_t i = 0; i < count; ++i) {
+        records.push_back(record(i, maxLength, withNul));
+        wb.PortText1 = records.back()[0];
+        wb.PortText2 = records.back()[1];
+        wb.AppendRecord();
+    }
+    wb.CloseStore();
+    return records;
+}
+
+const Row kTitles = {"Port 1 \xE9\xFF\x80", "Port 2 \xA0\xB5"};
+
+TEST(KelXLSWorkbook, TenRecordsReadByFreeXLAndXlrd) {
+    ScratchFolder dir;
+    const auto records = writeWorkbook(dir.folder(), "ten.xls", kTitles, 10, 204, false, true);
+    expectBook(readWithFreeXL(dir.file("ten.xls")), expectedSheets(kTitles, records), "freexl");
+    expectBook(readWithXlrd(dir.file("ten.xls")), expectedSheets(kTitles, records), "xlrd");
+
+    // Every byte value, NUL included, in cells and titles (xlrd keeps NULs).
+    std::vector<Row> all;
+    for (int first : {0, 128}) all.push_back({testing::allBytes(first).substr(0, 204), testing::allBytes(first + 50).substr(0, 204)});
+    const Row titles = {testing::allBytes().substr(0, 200), testing::allBytes(200).substr(0, 100)};
+    KelXLSWorkbook wb;
+    wb.StoreFolder = dir.folder();
+    wb.StoreName = "bytes.xls";
+    wb.PortTitle1 = titles[0];
+    wb.PortTitle2 = titles[1];
+    wb.CreateStore();
+    for (const Row& r : all) {
+        wb.PortText1 = r[0];
+        wb.PortText2 = r[1];
+        wb.AppendRecord();
+    }
+    // Texts past the longest a cell takes are cut, not lost whole.
+    wb.PortText1 = std::string(300, 'L');
+    wb.PortText2 = "";
+    wb.AppendRecord();
+    all.push_back({std::string(KelXLSWorkbook::kMaxCellText, 'L'), ""});
+    wb.CloseStore();
+    expectBook(readWithXlrd(dir.file("bytes.xls")), expectedSheets(titles, all), "xlrd");
+}
+
+TEST(KelXLSWorkbook, FullSheetAndTwoSheetsReadByFreeXLAndXlrd) {
+    ScratchFolder dir;
+    // 65,535 records and the titles fill one sheet exactly.
+    auto records = writeWorkbook(dir.folder(), "full.xls", kTitles, 65535, 40, false, false);
+    auto expected = expectedSheets(kTitles, records);
+    ASSERT_EQ(expected.size(), 1u);
+    expectBook(readWithFreeXL(dir.file("full.xls")), expected, "freexl");
+    expectBook(readWithXlrd(dir.file("full.xls")), expected, "xlrd");
+
+    // 100,000 go on in a second sheet that starts with the titles again; the
+    // file passes 6.8 MB, so its FAT needs DIFAT sectors.
+    records = writeWorkbook(dir.folder(), "two.xls", kTitles, 100000, 60, false, false);
+    expected = expectedSheets(kTitles, records);
+    ASSERT_EQ(expected.size(), 2u);
+    EXPECT_GT(std::filesystem::file_size(dir.file("two.xls")), 110u * 128 * 512);
+    expectBook(readWithFreeXL(dir.file("two.xls")), expected, "freexl");
+    expectBook(readWithXlrd(dir.file("two.xls")), expected, "xlrd");
+}
+
+TEST(KelXLSWorkbook, FileIsAValidWorkbookAfterEveryAppend) {
+    ScratchFolder dir;
+    KelXLSWorkbook wb;
+    wb.StoreFolder = dir.folder();
+    wb.StoreName = "live.xls";
+    wb.PortTitle1 = kTitles[0];
+    wb.PortTitle2 = kTitles[1];
+    wb.SyncEachAppend = false;
+    wb.CreateStore();
+    std::vector<Row> records;
+    const auto check = [&](const char* reader) {
+        // A copy taken while the workbook is still open, as after a crash.
+        const std::string copy = dir.file("copy.xls");
+        std::filesystem::copy_file(dir.file("live.xls"), copy, std::filesystem::copy_options::overwrite_existing);
+        SCOPED_TRACE(records.size());
+        if (std::string(reader) == "xlrd")
+            expectBook(readWithXlrd(copy), expectedSheets(kTitles, records), reader);
+        else
+            expectBook(readWithFreeXL(copy), expectedSheets(kTitles, records), reader);
+    };
+    check("freexl");
+    // Every append of the first 400 (the stream passes 4 KB and its room grows
+    // several times), then random points up to and past a new sheet.
+    std::mt19937 rng(12345);
+    std::vector<std::size_t> points;
+    for (int i = 0; i < 6; ++i) points.push_back(400 + rng() % 65000);
+    points.insert(points.end(), {65534, 65535, 65536, 65537, 70000});
+    for (std::size_t i = 0; i < 70000; ++i) {
+        records.push_back(record(i, 204, false));
+        wb.PortText1 = records.back()[0];
+        wb.PortText2 = records.back()[1];
+        wb.AppendRecord();
+        if (i < 400) {
+            check("freexl");
+            if (HasFailure()) return;
+        } else if (std::find(points.begin(), points.end(), i + 1) != points.end()) {
+            check("freexl");
+            if (i + 1 == 65536) check("xlrd");
+        }
+    }
+    wb.CloseStore();
+    EXPECT_EQ(wb.SheetCount(), 2u);
+    const auto closed = readWithFreeXL(dir.file("live.xls"));
+    expectBook(closed, expectedSheets(kTitles, records), "freexl after close");
+}
+
+TEST(KelXLSWorkbook, FailuresGiveStoreErrorNamingTheFile) {
+    ScratchFolder dir;
+    const auto expectError = [](auto&& f, const std::string& file) {
+        try {
+            f();
+            ADD_FAILURE() << "no StoreError for " << file;
+        } catch (const StoreError& e) {
+            EXPECT_NE(std::string(e.what()).find(file), std::string::npos) << e.what();
+        }
+    };
+    KelXLSWorkbook wb;
+    wb.StoreFolder = dir.folder() + "missing/";
+    wb.StoreName = "cap.xls";
+    expectError([&] { wb.CreateStore(); }, wb.path());
+    expectError([&] { wb.AppendRecord(); }, wb.path());
+    wb.CloseStore();  // nothing open: no harm
+
+    // The disk fills: the row is refused, the rows before it stay readable, and
+    // once there is room again the capture goes on.
+    wb.StoreFolder = dir.folder();
+    wb.PortTitle1 = "a";
+    wb.PortTitle2 = "b";
+    wb.CreateStore();
+    std::vector<Row> records;
+    const auto append = [&](const Row& r) {
+        wb.PortText1 = r[0];
+        wb.PortText2 = r[1];
+        wb.AppendRecord();
+        records.push_back(r);
+    };
+    for (std::size_t i = 0; i < 20; ++i) append(record(i, 204));
+    {
+        testing::FileSizeLimit limit(std::filesystem::file_size(wb.path()) + 512);
+        bool refused = false;
+        for (std::size_t i = 20; i < 400 && !refused; ++i) {
+            try {
+                append(record(i, 204));
+            } catch (const StoreError& e) {
+                refused = true;
+                EXPECT_NE(std::string(e.what()).find(wb.path()), std::string::npos) << e.what();
+            }
+        }
+        EXPECT_TRUE(refused);
+        expectBook(readWithFreeXL(wb.path()), expectedSheets({"a", "b"}, records), "freexl when full");
+    }
+    append({"after", "room"});
+    wb.CloseStore();
+    wb.CloseStore();
+    expectBook(readWithFreeXL(wb.path()), expectedSheets({"a", "b"}, records), "freexl");
+    expectBook(readWithXlrd(wb.path()), expectedSheets({"a", "b"}, records), "xlrd");
+
+    // CreateStore replaces what was there.
+    testing::writeFile(dir.file("old.xls"), std::string(100000, 'x'));
+    wb.StoreName = "old.xls";
+    wb.CreateStore();
+    wb.CloseStore();
+    expectBook(readWithFreeXL(dir.file("old.xls")), expectedSheets({"a", "b"}, {}), "freexl");
+}
+
+}  // namespace
+}  // namespace tvl
