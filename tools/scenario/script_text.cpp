@@ -21,6 +21,8 @@ std::vector<Word> splitWords(const std::string& line) {
             continue;
         }
         Word word;
+        word.glued = !words.empty() && i > 0 && line[i - 1] != ' ' && line[i - 1] != '\t' &&
+                     line[i - 1] != '\r';
         if (c != '"') {
             while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r')
                 word.text.push_back(line[i++]);
@@ -89,7 +91,7 @@ std::string quoted(const std::string& bytes) {
 std::string printed(const std::vector<Word>& words, std::size_t from) {
     std::string out;
     for (std::size_t i = from; i < words.size(); ++i) {
-        if (i > from) out.push_back(' ');
+        if (i > from && !words[i].glued) out.push_back(' ');
         out += words[i].quoted ? quoted(words[i].text) : words[i].text;
     }
     return out;

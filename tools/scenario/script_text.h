@@ -14,6 +14,7 @@ struct SyntaxError : std::runtime_error {
 struct Word {
     std::string text;     // a string's bytes after its escapes, or the word itself
     bool quoted = false;  // written in double quotes
+    bool glued = false;   // written right after the word before, with no blank between
 };
 
 // Splits a line into words on blanks; a string in double quotes is one word
@@ -24,7 +25,8 @@ std::vector<Word> splitWords(const std::string& line);
 // every other byte as \xHH with capital hex digits.
 std::string quoted(const std::string& bytes);
 
-// The words as printed, joined by one blank (strings in their printed form).
+// The words as printed, joined by one blank unless written glued to the word
+// before (strings in their printed form): ["a" "b"] prints as written.
 std::string printed(const std::vector<Word>& words, std::size_t from = 0);
 
 }  // namespace tvl::scenario
