@@ -166,8 +166,7 @@ std::optional<int> portNumberOf(const std::string& text) {
     const auto last = text.find_last_not_of(" \t");
     const char* begin = text.data() + first;
     const char* end = text.data() + last + 1;
-    if (*begin == '+') ++begin;
-    if (begin == end || *begin == '+' || (*begin == '-' && begin + 1 == end)) return std::nullopt;
+    if (*begin == '+' && ++begin != end && (*begin == '+' || *begin == '-')) return std::nullopt;
     double value = 0;
     const auto [stop, error] = std::from_chars(begin, end, value, std::chars_format::general);
     if (error != std::errc() || stop != end || !std::isfinite(value)) return std::nullopt;
