@@ -1,9 +1,164 @@
+// The Setup dialog's window: its controls at their first-load values, and the
+// binding of their events to the handlers in setup_commands.cpp.
 #include "setup/frm_setup.h"
+
+#include <string>
+#include <vector>
+
+#include "shell/frm_main.h"
+#include "shell/program.h"
 
 namespace tvl {
 
-FrmSetup::FrmSetup(Program&) : Form("frmSetup") {}
+namespace {
 
-void bindSetup(Program&) {}
+template <class T>
+T* place(T* control, float left, float top, float width, float height) {
+    control->Left = left;
+    control->Top = top;
+    control->Width = width;
+    control->Height = height;
+    return control;
+}
+
+int argument(const std::vector<std::string>& args) {
+    return args.empty() ? 0 : std::stoi(args[0]);
+}
+
+// The left column: each group a frame of option buttons, one row per member.
+constexpr float kColumnLeft = 240;
+constexpr float kColumnWidth = 2640;
+constexpr float kRowTop = 300;     // first option row inside its frame
+constexpr float kRowStep = 300;
+constexpr float kGroupGap = 120;
+
+// The settings group: a caption, a box, and for a port its description.
+constexpr float kSettingsLeft = 3120;
+constexpr float kSettingsWidth = 3660;
+constexpr float kCaptionLeft = 120, kCaptionWidth = 1560;
+constexpr float kBoxLeft = 1740, kBoxWidth = 1800, kPortBoxWidth = 600;
+constexpr float kDescriptionLeft = 2400, kDescriptionWidth = 1200;
+constexpr float kSettingTop = 360, kSettingStep = 420, kSettingHeight = 315;
+
+}  // namespace
+
+FrmSetup::FrmSetup(Program& program) : Form("frmSetup") {
+    Caption = "Tarvoline Setup";
+    ScaleWidth = 7020;
+    ScaleHeight = 5655;
+    Width = 7140;   // client area and the fixed dialog border
+    Height = 6060;  // and the title bar
+    Left = 1200;
+    Top = 900;
+
+    buildOptions();
+    buildSettings();
+
+    cmdOK = place(add<CommandButton>(nullptr, "cmdOK"), 3600, 4440, 1455, 615);
+    cmdOK->Picture = "setup_ok.png";
+    cmdOK->ToolTipText = "Apply the settings and open the ports";
+    cmdOK->Default = true;
+    cmdCancel = place(add<CommandButton>(nullptr, "cmdCancel"), 5325, 4440, 1455, 615);
+    cmdCancel->Picture = "setup_cancel.png";
+    cmdCancel->ToolTipText = "Close without applying";
+    cmdCancel->Cancel = true;
+
+    Program* p = &program;
+    for (int i = 0; i < 2; ++i) {
+        optMode[i]->Click = [p, i] { frmSetup_optMode_Click(*p, i); };
+        txtComPort[i]->Change = [this, p, i] {
+            const SerialPort& port = i == 0 ? p->mscComControl1 : p->mscComControl2;
+            const std::optional<int> n = portNumberOf(txtComPort[i]->Text());
+            lblComPort[i]->Caption = !n ? "not a port number"
+                                     : *n < 1 ? "no port has this number"
+                                              : port.describe(*n);
+            lblComPort[i]->ToolTipText = lblComPort[i]->Caption;
+        };
+        txtComPort[i]->setText(i == 0 ? "3" : "4");
+    }
+    cmdDefault->Click = [p] { frmSetup_cmdDefault_Click(*p); };
+    cmdOK->Click = [p] { frmSetup_cmdOK_Click(*p); };
+    cmdCancel->Click = [p] { frmSetup_cmdCancel_Click(*p); };
+
+    handle("Form_Load", [p](const auto&) { frmSetup_Form_Load(*p); });
+    handle("Form_Unload", [p](const auto&) { frmSetup_Form_Unload(*p); });
+    handle("optMode_Click", [p](const auto& a) { frmSetup_optMode_Click(*p, argument(a)); });
+    handle("cmdDefault_Click", [p](const auto&) { frmSetup_cmdDefault_Click(*p); });
+    handle("cmdOK_Click", [p](const auto&) { frmSetup_cmdOK_Click(*p); });
+    handle("cmdCancel_Click", [p](const auto&) { frmSetup_cmdCancel_Click(*p); });
+}
+
+void FrmSetup::buildOptions() {
+    float top = 120;
+    auto group = [&](const char* frameName, const char* caption,
+                     std::initializer_list<const char*> members, auto& options, const char* name) {
+        const float height = kRowTop + kRowStep * static_cast<float>(members.size()) + 60;
+        Frame* frame = place(add<Frame>(nullptr, frameName), kColumnLeft, top, kColumnWidth, height);
+        frame->Caption = caption;
+        int i = 0;
+        for (const char* member : members) {
+            OptionButton* option = place(add<OptionButton>(frame, name, i), 240,
+                                         kRowTop + kRowStep * static_cast<float>(i),
+                                         kColumnWidth - 360, 255);
+            option->Caption = member;
+            option->Value = i == 0;
+            options[i++] = option;
+        }
+        top += height + kGroupGap;
+        return frame;
+    };
+    fraMode = group("fraMode", "Mode operation", {"Transparent mode", "Host mode"}, optMode,
+                    "optMode");
+    fraMonitor = group("fraMonitor", "Communication Monitor",
+                       {"Monitor Com 1 (DTE)", "Monitor Com 2 (DTE/DCE)", "Monitor Both"},
+                       optMonitor, "optMonitor");
+    fraSaving = group("fraSaving", "Communication will",
+                      {"Not Save", "Save MDB", "Save XLS", "Save TVL"}, optSaving, "optSaving");
+    fraDisplay = group("fraDisplay", "Display data in", {"ASCII", "Hexadecimal"}, optDisplay,
+                       "optDisplay");
+}
+
+void FrmSetup::buildSettings() {
+    fraSettings = place(add<Frame>(nullptr, "fraSettings"), kSettingsLeft, 120, kSettingsWidth, 4080);
+    fraSettings->Caption = "Communication Settings";
+
+    static const char* const captions[7] = {"Bits Per Second:", "Data bits:", "Parity:",
+                                            "Stop Bits:", "Flow Control:", "DTE / Port1:",
+                                            "DTE/DCE / Port2:"};
+    auto rowTop = [](int row) { return kSettingTop + kSettingStep * static_cast<float>(row); };
+    for (int row = 0; row < 7; ++row) {
+        Label* label = place(add<Label>(fraSettings, "lblSetting", row), kCaptionLeft,
+                             rowTop(row) + 45, kCaptionWidth, 255);
+        label->Caption = captions[row];
+        lblSetting[row] = label;
+    }
+    auto combo = [&](const char* name, int row, std::vector<std::string> list, const char* text) {
+        ComboBox* box = place(add<ComboBox>(fraSettings, name), kBoxLeft, rowTop(row), kBoxWidth,
+                              kSettingHeight);
+        box->List = std::move(list);
+        box->Text = text;
+        return box;
+    };
+    cboBPS = combo("cboBPS", 0,
+                   {"110", "300", "600", "1200", "2400", "4800", "9600", "14400", "19200", "28800",
+                    "38400", "57600", "115200"},
+                   "115200");
+    cboDataBits = combo("cboDataBits", 1, {"4", "5", "6", "7", "8"}, "8");
+    cboParity = combo("cboParity", 2, {"Even", "Odd", "None", "Mark", "Space"}, "None");
+    cboStopBits = combo("cboStopBits", 3, {"1", "1.5", "2"}, "1");
+    cboFlowControl = combo("cboFlowControl", 4, {"None", "XonXoff", "RTS", "RTSXonXoff"}, "None");
+    for (int i = 0; i < 2; ++i) {
+        TextBox* box = place(add<TextBox>(fraSettings, "txtComPort", i), kBoxLeft, rowTop(5 + i),
+                             kPortBoxWidth, kSettingHeight);
+        box->MultiLine = false;
+        txtComPort[i] = box;
+        Label* description = place(add<Label>(fraSettings, "lblComPort", i), kDescriptionLeft,
+                                   rowTop(5 + i) + 45, kDescriptionWidth, 255);
+        lblComPort[i] = description;
+    }
+    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), 1230, 3420, 1200, 495);
+    cmdDefault->Picture = "setup_default.png";
+    cmdDefault->ToolTipText = "Put the settings back to their defaults";
+}
 
 }  // namespace tvl

@@ -1,0 +1,301 @@
+// What the Setup dialog does: the Setup command that opens it, its load and
+// unload, the mode choice, Default, OK and Cancel.
+#include <charconv>
+#include <cmath>
+#include <exception>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "capture/capture_store.h"
+#include "capture/capture_writer.h"
+#include "setup/frm_setup.h"
+#include "shell/frm_main.h"
+#include "shell/program.h"
+
+namespace tvl {
+
+namespace {
+
+const char* const kPortFailure =
+    "Open Fail on Port, Maybe the port is currently used by another program!";
+const char* const kHelpFile = "TARVOLINE.hlp";
+constexpr int kPortFailureContext = 17;
+
+const char* const kTitle1 = "Port1 (DTE1): ";
+const char* const kTitle2 = "Port2 (DTE2/DCE): ";
+
+// An unloaded dialog is kept here until the next unload, so that the handler
+// that unloaded it (one of its own) returns into a live object.
+std::unique_ptr<FrmSetup>& lastUnloaded() {
+    static std::unique_ptr<FrmSetup> form;
+    return form;
+}
+
+template <std::size_t N>
+std::uint8_t indexOfOn(const std::array<OptionButton*, N>& group) {
+    for (std::size_t i = 0; i < N; ++i)
+        if (group[i]->Value) return static_cast<std::uint8_t>(i);
+    return 0;
+}
+
+void showSetup(Program& p) {
+    if (!p.frmSetup) {
+        p.frmSetup = std::make_unique<FrmSetup>(p);
+        frmSetup_Form_Load(p);
+    }
+    p.frmSetup->Visible = true;
+    p.platform.formShown(*p.frmSetup);
+}
+
+void showMain(Program& p) {
+    p.FrmMain->Enabled = true;
+    p.FrmMain->Visible = true;
+    p.platform.formShown(*p.FrmMain);
+}
+
+int handshakingOf(const std::string& text) {
+    if (text == "XonXoff") return comXOnXoff;
+    if (text == "RTS") return comRTS;
+    if (text == "RTSXonXoff") return comRTSXOnXOff;
+    return comNone;
+}
+
+int portNumberFrom(const TextBox& box) {
+    const std::optional<int> n = portNumberOf(box.Text());
+    if (!n) throw SerialError("\"" + box.Text() + "\" is not a port number");
+    return *n;
+}
+
+// A store that cannot be made stops OK here. Start is withheld and nothing is
+// written until an OK prepares a store, so no run writes into a store that
+// does not stand.
+void storeNotMade(Program& p, const std::string& text) {
+    p.storeFailed = true;
+    p.FrmMain->tbrTarvoline->Buttons(3).Enabled = false;
+    p.FrmMain->mnuStartStop->Enabled = false;
+    p.platform.MsgBox(text, "Tarvoline", vbOKOnly);
+}
+
+// Step 4 of OK for a saving mode: the file, the titles, the new store's head.
+// False when OK ends here: the file dialog was cancelled or the store could
+// not be made.
+bool prepareStore(Program& p) {
+    const SharedState& s = p.state;
+    static const char* const filters[4] = {"", "MS Access (*.mdb)|*.mdb",
+                                           "MS Excel (*.xls)|*.xls", "Kelmar Tarvoline (*.tvl)|"};
+    const std::string path = p.platform.ShowSave(p.platform.ProgramFolder(), filters[s.SavingMode]);
+    if (path.empty()) {
+        frmSetup_cmdCancel_Click(p);
+        return false;
+    }
+    CaptureStore* store = captureStore(p);
+    if (!store) {
+        storeNotMade(p, "This Tarvoline cannot save a capture as an MS Excel workbook, so \"" +
+                            path + "\" was not created. Choose another way of saving.");
+        return false;
+    }
+    const auto slash = path.rfind('/');
+    store->StoreFolder = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+    store->StoreName = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (s.MonitorChoice == 0 || s.MonitorChoice == 2) store->PortTitle1 = kTitle1;
+    if (s.MonitorChoice == 1 || s.MonitorChoice == 2) store->PortTitle2 = kTitle2;
+    try {
+        switch (s.SavingMode) {
+            case 1:
+                p.KelMDB->CreateStore();
+                p.KelMDB->CloseStore();
+                break;
+            case 2: p.KelXLS->CreateStore(); break;
+            case 3:
+                p.KelTVL->OpenStore();
+                p.KelTVL->AppendRecord(1);
+                p.KelTVL->CloseStore();
+                break;
+            default: break;
+        }
+    } catch (const StoreError& error) {
+        storeNotMade(p, "The capture file \"" + path +
+                            "\" could not be created, so no port was opened.\n\n" + error.what());
+        return false;
+    }
+    p.storeFailed = false;
+    return true;
+}
+
+// Steps 6 to 13 of OK: release what the last OK left open, set both ports up
+// and open those of MonitorChoice. Every refusal of the component throws.
+void openPorts(Program& p, const FrmSetup& d) {
+    SharedState& s = p.state;
+    SerialPort& port1 = p.mscComControl1;
+    SerialPort& port2 = p.mscComControl2;
+    CloseHandle(s.CommHandle[0]);
+    CloseHandle(s.CommHandle[1]);
+    if (port1.PortOpen()) port1.setPortOpen(false);
+    if (port2.PortOpen()) port2.setPortOpen(false);
+
+    s.CommSettings[0] = d.cboBPS->Text;
+    s.CommSettings[1] = d.cboParity->Text.substr(0, 1);
+    s.CommSettings[2] = d.cboDataBits->Text;
+    s.CommSettings[3] = d.cboStopBits->Text;
+    const std::string settings = s.CommSettings[0] + "," + s.CommSettings[1] + "," +
+                                 s.CommSettings[2] + "," + s.CommSettings[3];
+    port1.setSettings(settings);
+    port2.setSettings(settings);
+    const int handshaking = handshakingOf(d.cboFlowControl->Text);
+    port1.setHandshaking(handshaking);
+    port2.setHandshaking(handshaking);
+    port1.setCommPort(portNumberFrom(*d.txtComPort[0]));
+    port2.setCommPort(portNumberFrom(*d.txtComPort[1]));
+
+    if (s.MonitorChoice == 0 || s.MonitorChoice == 2) {
+        port1.setPortOpen(true);
+        s.CommHandle[0] = port1.CommID();
+    }
+    if (s.MonitorChoice == 1 || s.MonitorChoice == 2) {
+        port2.setPortOpen(true);
+        s.CommHandle[1] = port2.CommID();
+    }
+}
+
+}  // namespace
+
+std::optional<int> portNumberOf(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t");
+    if (first == std::string::npos) return std::nullopt;
+    const auto last = text.find_last_not_of(" \t");
+    const char* begin = text.data() + first;
+    const char* end = text.data() + last + 1;
+    if (*begin == '+' && ++begin != end && (*begin == '+' || *begin == '-')) return std::nullopt;
+    double value = 0;
+    const auto [stop, error] = std::from_chars(begin, end, value, std::chars_format::general);
+    if (error != std::errc() || stop != end || !std::isfinite(value)) return std::nullopt;
+    value = std::floor(value);
+    if (value < -2147483648.0 || value > 2147483647.0) return std::nullopt;
+    return static_cast<int>(value);
+}
+
+void mnuSetup_Click(Program& p) {
+    FrmMain& m = *p.FrmMain;
+    static const char* const captions[4] = {"Transmit: ", "Receive:  ", "Transmit: ", "Receive:  "};
+    for (int i = 0; i < 4; ++i) m.fraTxRx[i]->Caption = captions[i];
+    for (TextBox* pane : m.txtCommunication) pane->setText("");
+    m.tmrTarvoline->Enabled = false;
+    m.tbrTarvoline->Buttons(3).Image = 2;
+    showSetup(p);
+    SharedState& s = p.state;
+    s.CounterInitDone[0] = 0;
+    s.CounterInitDone[1] = 0;
+    s.TransmitCount[0] = 0;
+    s.TransmitCount[1] = 0;
+}
+
+void frmSetup_Form_Load(Program& p) {
+    p.FrmMain->Enabled = false;
+    p.FrmMain->tmrTarvoline->Enabled = false;
+    MciPlayer& player = p.mciTarvoline1;
+    player.setNotify(false);
+    player.setWait(true);
+    player.setCommand("Close");
+    player.setDeviceType("WaveAudio");
+    player.setShareable(false);
+    player.setFileName(p.programFile("loadform.wav"));
+    player.setCommand("Open");
+    player.setNotify(true);
+    player.setWait(false);
+    player.setCommand("Play");
+}
+
+void frmSetup_Form_Unload(Program& p) {
+    if (!p.frmSetup) return;
+    p.mciTarvoline1.setCommand("Close");
+    FrmMain& m = *p.FrmMain;
+    m.tbrTarvoline->Buttons(3).Enabled = false;
+    m.tbrTarvoline->Buttons(4).Enabled = false;
+    m.mnuStartStop->Enabled = false;
+    m.mnuDataConvertion->Enabled = false;
+    m.txtCommunication[0]->Enabled = false;
+    m.txtCommunication[2]->Enabled = false;
+    showMain(p);
+
+    p.frmSetup->Visible = false;
+    p.platform.formUnloaded(*p.frmSetup);
+    lastUnloaded() = std::move(p.frmSetup);
+}
+
+void frmSetup_optMode_Click(Program& p, int index) {
+    FrmSetup& d = *p.frmSetup;
+    const bool transparent = index == 0;
+    d.optMonitor[0]->Enabled = transparent;
+    d.optMonitor[1]->Enabled = transparent;
+    d.optMonitor[transparent ? 0 : 2]->choose();
+}
+
+void frmSetup_cmdDefault_Click(Program& p) {
+    FrmSetup& d = *p.frmSetup;
+    d.cboBPS->Text = "115200";
+    d.cboDataBits->Text = "8";
+    d.cboParity->Text = "None";
+    d.cboStopBits->Text = "1";
+    d.cboFlowControl->Text = "None";
+    d.txtComPort[0]->setText("3");
+    d.txtComPort[1]->setText("4");
+}
+
+void frmSetup_cmdOK_Click(Program& p) {
+    FrmSetup& d = *p.frmSetup;
+    FrmMain& m = *p.FrmMain;
+    SharedState& s = p.state;
+
+    s.OperationMode = d.optMode[0]->Value ? 0 : 1;
+    const bool host = s.OperationMode == 1;
+    for (int n : {3, 4, 5}) m.tbrTarvoline->Buttons(n).Enabled = host;
+    m.mnuDataConvertion->Visible = host;
+    m.mnuDataConvertion->Enabled = host;
+    m.mnuFindData->Visible = host;
+    m.mnuFindData->Enabled = host;
+
+    s.DisplayMode = d.optDisplay[0]->Value ? 0 : 1;
+
+    s.MonitorChoice = indexOfOn(d.optMonitor);
+    m.fraComMonitor[0]->Enabled = s.MonitorChoice != 1;
+    m.fraComMonitor[1]->Enabled = s.MonitorChoice != 0;
+
+    s.SavingMode = indexOfOn(d.optSaving);
+    if (s.SavingMode != 0 && !prepareStore(p)) return;
+
+    try {
+        openPorts(p, d);
+    } catch (const std::exception&) {
+        p.platform.MsgBox(kPortFailure, "Tarvoline", vbOKOnly | vbMsgBoxHelpButton, kHelpFile,
+                          kPortFailureContext);
+        return;
+    }
+
+    m.txtCommunication[0]->Enabled = false;
+    m.txtCommunication[2]->Enabled = false;
+    d.Visible = false;
+    p.platform.formHidden(d);
+    m.tbrTarvoline->Buttons(3).Enabled = true;
+    m.mnuStartStop->Enabled = true;
+    showMain(p);
+}
+
+void frmSetup_cmdCancel_Click(Program& p) {
+    FrmMain& m = *p.FrmMain;
+    for (int n : {3, 4, 5}) m.tbrTarvoline->Buttons(n).Enabled = false;
+    m.mnuStartStop->Enabled = false;
+    m.mnuDataConvertion->Enabled = false;
+    m.mnuFindData->Enabled = false;
+    m.txtCommunication[0]->Enabled = false;
+    m.txtCommunication[2]->Enabled = false;
+    frmSetup_Form_Unload(p);
+}
+
+void bindSetup(Program& p) {
+    FrmMain& m = *p.FrmMain;
+    m.mnuSetup->Click = [&p] { mnuSetup_Click(p); };
+    m.handle("mnuSetup_Click", [&p](const auto&) { mnuSetup_Click(p); });
+}
+
+}  // namespace tvl
