@@ -1,6 +1,15 @@
 // The dialogs of conversion and watch: "Specify Action" (frmHostAction) fills
 // the conversion rows, "Watch Data" (frmFindData) the watched texts.
+//
+// Both are shown without a modal wait over a disabled FrmMain, and give it
+// back on every way out. A dialog's window close box unloads it: the view
+// calls the dialog's "Form_Unload" handler, which does what unloading does
+// and nothing of Cancel.
 #pragma once
+
+#include <array>
+#include <optional>
+#include <string>
 
 #include "platform/form.h"
 
@@ -8,17 +17,67 @@ namespace tvl {
 
 class Program;
 
+// The longest Present or Converted Value a row may hold: the match position
+// and the longest-row limit of the pump are one byte wide.
+inline constexpr std::size_t MaxRowValueLength = 255;
+
 class FrmHostAction : public Form {
 public:
     explicit FrmHostAction(Program& program);
+
+    // Index 0 is the Port 1 block, 1 the Port 2 block.
+    std::array<Frame*, 2> fraDataConverter;
+    std::array<Label*, 2> lblHeading;
+    std::array<Label*, 8> lblTitle;
+    // Port 1: 0..4 Present, 5..9 Converted; Port 2: 10..14 Present, 15..19 Converted.
+    std::array<TextBox*, 20> txtValue;
+    // Port 1 rows top down 0..3, Port 2 rows top down 7..4.
+    std::array<Label*, 8> lblSignalValue;
+    std::array<ComboBox*, 8> cboUARTSignal;
+    Label* lblRowRules;
+    CommandButton* cmdOk;
+    CommandButton* cmdCancel;
 };
 
 class FrmFindData : public Form {
 public:
     explicit FrmFindData(Program& program);
+
+    std::array<Frame*, 2> Frame1;
+    std::array<TextBox*, 2> txtFound;
+    Label* Label1_4;  // "Stop when data found on (DTE1)", registered as Label1(4)
+    Label* Label1_0;  // "Stop when data found on (DTE2/DCE2)", registered as Label1(0)
+    CommandButton* cmdOK;
+    CommandButton* cmdCancel;
 };
+
+// What keeps the twenty boxes of the conversion dialog from being stored: the
+// box to put right (an index of txtValue) and the message naming its row.
+struct RowProblem {
+    int box;
+    std::string message;
+};
+// The first faulty row, Port 1 rows top down, then Port 2; nothing when all
+// can be stored. values[k] is the text of txtValue(k).
+std::optional<RowProblem> rowProblem(const std::array<std::string, 20>& values);
 
 // Registers the Data Conversion and Watch data commands on the main window.
 void bindConversion(Program& program);
+
+// The commands and handlers, as the menus, buttons and scenarios call them.
+// A dialog's Form_Unload unloads it: FrmMain is enabled and shown, and the
+// dialog is gone; its close box calls it directly, Cancel after its own work.
+void mnuDataConvertion_Click(Program& program);
+void frmHostAction_Form_Load(Program& program);
+void frmHostAction_cmdOK_Click(Program& program);
+void frmHostAction_cmdCancel_Click(Program& program);
+void frmHostAction_Form_Unload(Program& program);
+
+void mnuFindData_Click(Program& program);
+void frmFindData_Form_Load(Program& program);
+void frmFindData_txtFound_Change(Program& program, int Index);
+void frmFindData_cmdOK_Click(Program& program);
+void frmFindData_cmdCancel_Click(Program& program);
+void frmFindData_Form_Unload(Program& program);
 
 }  // namespace tvl

@@ -1,0 +1,265 @@
+// Random byte streams through the pump in Host mode, under random rule sets
+// typed into the Specify Action dialog, checked against a reference model of
+// what the rows mean. And the dialog's refusal of rows it cannot store.
+#include <array>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "components/serial/simulated_line.h"
+#include "convert/conversion_dialogs.h"
+#include "line/transfer_pump.h"
+#include "platform/quiet_platform.h"
+#include "shell/frm_main.h"
+#include "shell/program.h"
+
+namespace tvl {
+namespace {
+
+// What the rows of one direction mean, told as a stream transformer. Bytes
+// that could still be the start of a row are held; the held text is judged
+// only by position (does any row have this byte at this place, within the
+// longest row ever given), and as soon as it equals a whole row, the first
+// such row's replacement goes out. A byte that can't extend what is held
+// releases it, and then either starts a new held text or goes out itself.
+struct RowModel {
+    std::array<std::string, 5> present, converted;
+    std::size_t longest = 0;  // longest Present Value ever given; never falls
+    std::string held;
+    std::string sent;         // everything written to the other port, in order
+
+    void give(const std::array<std::string, 5>& p, const std::array<std::string, 5>& c) {
+        present = p;
+        converted = c;
+        for (const auto& row : p) longest = std::max(longest, row.size());
+    }
+
+    bool someRowHas(std::size_t at, char c) const {
+        if (at >= longest) return false;
+        for (const auto& row : present)
+            if (at < row.size() && row[at] == c) return true;
+        return false;
+    }
+
+    void read(char c) {
+        if (longest == 0) {
+            sent.push_back(c);
+            return;
+        }
+        if (someRowHas(held.size(), c)) {
+            held.push_back(c);
+        } else {
+            sent += held;
+            held.clear();
+            if (someRowHas(0, c)) held.assign(1, c);
+            else sent.push_back(c);
+        }
+        for (std::size_t r = 0; r < 5; ++r) {
+            if (held == present[r]) {
+                sent += converted[r];
+                held.clear();
+                break;
+            }
+        }
+    }
+};
+
+struct HostLine {
+    QuietPlatform platform;
+    SimulatedLines lines;
+    SimulatedLine line1{lines}, line2{lines};
+    std::unique_ptr<Program> program;
+
+    HostLine() {
+        ProgramParts parts;
+        parts.platform = &platform;
+        parts.line1 = &line1;
+        parts.line2 = &line2;
+        program = std::make_unique<Program>(std::move(parts));
+        Main(*program);
+        program->frmSplash->Image1->Click();
+        program->mscComControl1.setCommPort(1);
+        program->mscComControl2.setCommPort(2);
+        program->mscComControl1.setPortOpen(true);
+        program->mscComControl2.setPortOpen(true);
+        program->state.OperationMode = 1;
+        program->FrmMain->mnuStartStop->Click();
+    }
+
+    void drain() {
+        Timer& timer = *program->FrmMain->tmrTarvoline;
+        while (timer.Enabled && bytesWaiting(*program)) timer.fire();
+    }
+
+    // Opens the dialog, types the twenty boxes and presses OK.
+    void typeRows(const std::array<std::string, 20>& boxes) {
+        program->FrmMain->mnuDataConvertion->Click();
+        ASSERT_TRUE(program->frmHostAction);
+        for (int k = 0; k < 20; ++k) program->frmHostAction->txtValue[k]->setText(boxes[k]);
+        program->frmHostAction->cmdOk->Click();
+    }
+};
+
+// Short texts over a small alphabet, so that rows often fit the traffic, share
+// beginnings, and repeat; control bytes and high bytes among them.
+const std::string alphabet = std::string("ABCa\r\0\xFF", 7);
+
+std::string randomText(std::mt19937& random, std::size_t most) {
+    std::string text(random() % (most + 1), ' ');
+    for (char& c : text) c = alphabet[random() % alphabet.size()];
+    return text;
+}
+
+// A rule set for one port: rows that are prefixes of others, duplicates with
+// different replacements, deletions and wholly empty rows.
+void randomRows(std::mt19937& random, std::array<std::string, 5>& present,
+                std::array<std::string, 5>& converted) {
+    for (int r = 0; r < 5; ++r) {
+        switch (random() % 6) {
+            case 0: present[r].clear(); break;  // the row is left empty
+            case 1:
+                present[r] = r > 0 ? present[random() % r] : randomText(random, 4);  // duplicate
+                break;
+            case 2:
+                if (r > 0 && !present[r - 1].empty())  // a prefix of the row above
+                    present[r] = present[r - 1].substr(0, 1 + random() % present[r - 1].size());
+                else present[r] = randomText(random, 3);
+                break;
+            default: present[r] = randomText(random, 4);
+        }
+        converted[r] = present[r].empty() ? std::string() : randomText(random, 5);
+    }
+}
+
+TEST(ConversionProperty, HostModeSendsHoldsOrReplacesEveryByteAsTheRowsSay) {
+    for (unsigned seed = 1; seed <= 300; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        HostLine host;
+        SharedState& s = host.program->state;
+        RowModel model[2];
+        std::size_t readCount[2] = {0, 0};
+        std::string written[2];  // what each direction wrote so far
+
+        for (int round = 0; round < 30; ++round) {
+            // Now and then a new rule set, typed while a match may be under way.
+            if (round == 0 ? random() % 4 != 0 : random() % 5 == 0) {
+                std::array<std::string, 5> present[2], converted[2];
+                std::array<std::string, 20> boxes;
+                for (int p = 0; p < 2; ++p) {
+                    randomRows(random, present[p], converted[p]);
+                    for (int r = 0; r < 5; ++r) {
+                        boxes[10 * p + r] = present[p][r];
+                        boxes[10 * p + 5 + r] = converted[p][r];
+                    }
+                }
+                host.typeRows(boxes);
+                ASSERT_FALSE(host.program->frmHostAction->Visible) << "rows refused";
+                ASSERT_TRUE(host.program->FrmMain->Enabled);
+                for (int p = 0; p < 2; ++p) model[p].give(present[p], converted[p]);
+            }
+
+            const std::string bytes[2] = {randomText(random, 60), randomText(random, 60)};
+            host.line1.feed(bytes[0]);
+            host.line2.feed(bytes[1]);
+            host.drain();
+            for (int p = 0; p < 2; ++p) {
+                for (char c : bytes[p]) model[p].read(c);
+                readCount[p] += bytes[p].size();
+            }
+
+            // What each direction wrote so far, what it holds, and its counters.
+            written[0] += host.line2.takeWritten();
+            written[1] += host.line1.takeWritten();
+            for (int p = 0; p < 2; ++p) {
+                SCOPED_TRACE("direction " + std::to_string(p) + ", round " + std::to_string(round));
+                ASSERT_EQ(written[p], model[p].sent);
+                ASSERT_EQ(s.MatchBuffer[p], model[p].held);
+                ASSERT_EQ(s.MatchPosition[p], model[p].held.size());
+                ASSERT_EQ(s.MaxPresentLength[p], model[p].longest);
+                ASSERT_EQ(s.TransmitCount[p], static_cast<std::int64_t>(readCount[p]));
+                ASSERT_EQ(s.ReceiveCount[p], static_cast<std::int64_t>(model[p].sent.size()));
+                // A caption carries its count from the first byte counted.
+                const FrmMain& f = *host.program->FrmMain;
+                if (readCount[p] > 0) {
+                    EXPECT_EQ(f.fraTxRx[p == 0 ? 0 : 2]->Caption,
+                              "Transmit: " + std::to_string(readCount[p]));
+                }
+                if (!model[p].sent.empty()) {
+                    EXPECT_EQ(f.fraTxRx[p == 0 ? 3 : 1]->Caption,
+                              "Receive:  " + std::to_string(model[p].sent.size()));
+                }
+            }
+        }
+    }
+}
+
+TEST(ConversionDialog, RefusesRowsItCannotStoreAndNamesTheFirst) {
+    const std::string longest(MaxRowValueLength, 'v');
+    const std::string tooLong = longest + "w";
+
+    std::array<std::string, 20> fine;
+    for (int k = 0; k < 20; ++k) fine[k] = (k % 10 < 5) ? longest : std::string();
+    EXPECT_FALSE(rowProblem(fine)) << "255 characters fit, and an empty Converted Value deletes";
+
+    for (int box = 0; box < 20; ++box) {
+        SCOPED_TRACE("box " + std::to_string(box));
+        const int port = box / 10 + 1, row = box % 5 + 1;
+        const bool present = box % 10 < 5;
+        std::array<std::string, 20> values = fine;
+        values[box] = tooLong;
+        auto problem = rowProblem(values);
+        ASSERT_TRUE(problem);
+        EXPECT_EQ(problem->box, box);
+        EXPECT_EQ(problem->message, "Port " + std::to_string(port) + ", row " + std::to_string(row) +
+                                        ": the " + (present ? "Present" : "Converted") +
+                                        " Value has 256 characters; a value holds at most 255.");
+        if (present) continue;
+        // A Converted Value under an empty Present Value.
+        values = {};
+        values[box] = "x";
+        problem = rowProblem(values);
+        ASSERT_TRUE(problem);
+        EXPECT_EQ(problem->box, box - 5);
+        EXPECT_EQ(problem->message.substr(0, 14),
+                  "Port " + std::to_string(port) + ", row " + std::to_string(row) + ":");
+    }
+
+    // Two faulty rows: Port 1 before Port 2, top down.
+    std::array<std::string, 20> two = {};
+    two[17] = "x";
+    two[13] = tooLong;
+    ASSERT_TRUE(rowProblem(two));
+    EXPECT_EQ(rowProblem(two)->box, 12);
+    two[8] = "y";
+    EXPECT_EQ(rowProblem(two)->box, 3);
+
+    // Through the dialog: the refusal stores nothing, not even the good rows,
+    // and keeps the dialog open over a disabled FrmMain.
+    HostLine host;
+    SharedState& s = host.program->state;
+    std::array<std::string, 20> boxes = {};
+    boxes[0] = "AB";
+    boxes[5] = "X";
+    host.typeRows(boxes);
+    ASSERT_EQ(s.PresentValue1[0], "AB");
+    boxes[0] = "CDE";
+    boxes[11] = "Q";
+    boxes[19] = "orphan";
+    host.typeRows(boxes);
+    EXPECT_TRUE(host.program->frmHostAction->Visible);
+    EXPECT_FALSE(host.program->FrmMain->Enabled);
+    ASSERT_EQ(host.platform.messages.size(), 1u);
+    EXPECT_NE(host.platform.messages[0].find("Port 2, row 5"), std::string::npos);
+    EXPECT_EQ(s.PresentValue1[0], "AB");
+    EXPECT_EQ(s.PresentValue2[1], "");
+    EXPECT_EQ(s.MaxPresentLength[0], 2);
+    EXPECT_EQ(s.MaxPresentLength[1], 0);
+    host.line1.feed("ABCDE");
+    host.drain();
+    EXPECT_EQ(host.line2.takeWritten(), "XCDE");
+}
+
+}  // namespace
+}  // namespace tvl
