@@ -15,6 +15,7 @@
 #include "components/serial/device_rule.h"
 #include "line/start_stop.h"
 #include "platform/quiet_platform.h"
+#include "setup/frm_setup.h"
 #include "tests/e2e/ui_loop.h"
 
 namespace tvl::test {
@@ -120,6 +121,74 @@ TEST(HostRelayOverPseudoTerminals, AMegabyteEachWayArrivesOnceAndInOrder) {
 
     program.mscComControl1.setPortOpen(false);
     program.mscComControl2.setPortOpen(false);
+    fs::remove_all(folder);
+}
+
+// The way a user makes a run: Setup in Host mode on two virtual ports, Start,
+// both devices talking while the user types into the Port 1 Transmit pane,
+// Stop. Relayed bytes are 0x00-0x7F and typed keys 0x80-0xFF, so the stream
+// at Port 2 can be taken apart again: each part must arrive whole and in order.
+TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
+    const fs::path folder = fs::temp_directory_path() / ("tarvoline-e2e-setup-" + std::to_string(::getpid()));
+    fs::create_directories(folder);
+    UiLoop ui;
+    SystemDevices devices(ui.poster(), "/nonexistent-devices", folder.string());
+    QuietPlatform platform;
+    ProgramParts parts;
+    parts.platform = &platform;
+    parts.line1 = &devices;
+    parts.line2 = &devices;
+    Program program(std::move(parts));
+    Main(program);
+    program.frmSplash->Image1->Click();
+
+    mnuSetup_Click(program);
+    ASSERT_TRUE(program.frmSetup);
+    FrmSetup& setup = *program.frmSetup;
+    setup.optMode[1]->choose();
+    setup.txtComPort[0]->setText("901");
+    setup.txtComPort[1]->setText("902");
+    setup.cmdOK->Click();
+    ASSERT_TRUE(platform.messages.empty()) << platform.messages.front();
+    ASSERT_TRUE(program.mscComControl1.PortOpen() && program.mscComControl2.PortOpen());
+    program.FrmMain->mnuStartStop->Click();
+    ASSERT_EQ(program.state.RunState, 1);
+
+    Client device1((folder / "com901").string());
+    Client device2((folder / "com902").string());
+    ASSERT_TRUE(device1.ok() && device2.ok());
+    const std::size_t size = 200000;
+    std::string toPort2 = randomBytes(size, 11), toPort1 = randomBytes(size, 12);
+    for (char& c : toPort2) c = static_cast<char>(c & 0x7F);
+    device1.send(toPort2);
+    device2.send(toPort1);
+
+    std::string typed;
+    std::string at2, at1;
+    TextBox& pane0 = *program.FrmMain->txtCommunication[0];
+    const bool done = ui.runUntil(program, [&] {
+        if (typed.size() < 500 && at2.size() > typed.size() * 300) {  // keys among the traffic
+            const char key = static_cast<char>(0x80 + typed.size() % 0x80);
+            typed.push_back(key);
+            pane0.typeKey(static_cast<unsigned char>(key));
+        }
+        device2.collect(at2);
+        device1.collect(at1);
+        return at2.size() >= size + typed.size() && at1.size() >= size && typed.size() == 500;
+    }, std::chrono::seconds(60));
+    EXPECT_TRUE(done) << "arrived " << at2.size() << " and " << at1.size();
+    program.FrmMain->mnuStartStop->Click();
+    EXPECT_EQ(program.state.RunState, 0);
+
+    std::string relayed, keys;
+    for (char c : at2) (static_cast<unsigned char>(c) < 0x80 ? relayed : keys).push_back(c);
+    EXPECT_TRUE(relayed == toPort2) << "relayed " << relayed.size() << " of " << size;
+    EXPECT_EQ(keys, typed);
+    EXPECT_TRUE(at1 == toPort1) << "Port 2 to Port 1 differs";
+    // The first key after a Setup zeroes the Transmit counters; the Receive
+    // counters count everything delivered.
+    EXPECT_EQ(program.state.ReceiveCount[0], static_cast<std::int64_t>(size + typed.size()));
+    EXPECT_EQ(program.state.ReceiveCount[1], static_cast<std::int64_t>(size));
     fs::remove_all(folder);
 }
 
