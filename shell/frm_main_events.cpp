@@ -7,6 +7,8 @@
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
 #include "shell/frm_main.h"
+#include "shell/commands.h"
+#include "shell/layout.h"
 #include "shell/program.h"
 #include "shell/startup.h"
 
@@ -41,6 +43,9 @@ void bindFrmMain(FrmMain& f, Program& p) {
     f.handle("chkUARTControl_Click", [&p](const auto& a) { chkUARTControl_Click(p, argument(a, 0)); });
     f.handle("mscComControl1_OnComm", [&p](const auto&) { mscComControl1_OnComm(p); });
     f.handle("mscComControl2_OnComm", [&p](const auto&) { mscComControl2_OnComm(p); });
+
+    bindLayout(f);
+    bindCommands(f, p);
 }
 
 }  // namespace tvl
