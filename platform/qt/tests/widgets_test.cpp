@@ -1,0 +1,238 @@
+// The Qt view of the main window: a widget per control under its name, the
+// scaled places in pixels, and events that reach the model and come back.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QScreen>
+#include <QTest>
+#include <QToolBar>
+#include <QToolButton>
+#include <cmath>
+
+#include "platform/qt/control_widgets.h"
+#include "platform/qt/form_view.h"
+#include "platform/qt/qt_program.h"
+#include "shell/frm_main.h"
+
+namespace tvl {
+namespace {
+
+// The program up to its main window, with popups and the end recorded.
+struct Window {
+    Window() {
+        app.desktop.popupHook = [this](Menu& m) { popups.push_back(m.name()); };
+        app.desktop.endHook = [this] { ++ends; };
+        app.program->mciTarvoline.trace = [this](const std::string& s) { sound.push_back(s); };
+        Main(*app.program);
+        splash = app.desktop.view(*app.program->frmSplash);
+    }
+    FormView& start() {
+        QTest::keyClick(splash, Qt::Key_Space);
+        view = app.desktop.view(*app.program->FrmMain);
+        sound.clear();
+        return *view;
+    }
+    FrmMain& form() { return *app.program->FrmMain; }
+    template <class T = QWidget>
+    T* widget(const char* key) {
+        T* w = view->findChild<T*>(QString::fromLatin1(key));
+        EXPECT_NE(w, nullptr) << key;
+        return w;
+    }
+    void model(const std::function<void()>& change) { app.desktop.dispatch(change); }
+
+    QtProgram app;
+    FormView* splash = nullptr;
+    FormView* view = nullptr;
+    std::vector<std::string> popups;
+    std::vector<std::string> sound;
+    int ends = 0;
+};
+
+// Pixels of a twips value at this screen's dpi.
+int px(double twips) {
+    const double dpi = QGuiApplication::primaryScreen()->logicalDotsPerInchX();
+    return static_cast<int>(std::lround(twips / 15.0 * dpi / 96.0));
+}
+QRect rect(double l, double t, double w, double h) { return QRect(px(l), px(t), px(w), px(h)); }
+
+TEST(QtView, SplashEndsOnAKeyAndTheMainWindowComesUp) {
+    Window w;
+    ASSERT_NE(w.splash, nullptr);
+    EXPECT_TRUE(w.splash->windowFlags() & Qt::FramelessWindowHint);
+    EXPECT_EQ(w.splash->size(), QSize(px(9330), px(5895)));
+    auto* image = w.splash->findChild<QWidget*>(QStringLiteral("Image1"));
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->geometry(), rect(-120, 0, 9600, 5955));
+    EXPECT_EQ(image->cursor().shape(), Qt::BitmapCursor);
+    w.start();
+    EXPECT_EQ(w.app.program->frmSplash, nullptr);
+    EXPECT_EQ(w.app.desktop.view(*w.app.program->FrmMain), w.view);
+    ASSERT_NE(w.view, nullptr);
+    EXPECT_TRUE(w.view->isVisible());
+    EXPECT_EQ(w.view->windowTitle(), QStringLiteral("Tarvoline"));
+}
+
+TEST(QtView, EveryControlOfTheMainWindowHasItsNamedWidget) {
+    Window w;
+    FormView& v = w.start();
+    std::size_t found = 0;
+    for (const auto& c : w.form().controls()) {
+        QObject* o = v.findChild<QObject*>(QString::fromStdString(c->key()));
+        EXPECT_NE(o, nullptr) << c->key();
+        found += o != nullptr;
+    }
+    EXPECT_EQ(found, w.form().controls().size());
+    EXPECT_NE(v.findChild<QPlainTextEdit*>(QStringLiteral("txtCommunication(3)")), nullptr);
+    EXPECT_NE(v.findChild<QToolBar*>(QStringLiteral("tbrFileAccess")), nullptr);
+    EXPECT_NE(v.findChild<QMenu*>(QStringLiteral("mnuFileAccess")), nullptr);
+    // The tree: a pane inside its frame, the frame inside its group.
+    EXPECT_EQ(w.widget("txtCommunication(3)")->parentWidget(), w.widget("fraTxRx(3)"));
+    EXPECT_EQ(w.widget("fraTxRx(3)")->parentWidget(), w.widget("fraComMonitor(1)"));
+    EXPECT_EQ(w.widget("txtPort2")->parentWidget(), w.widget("fraTxRx(3)"));
+}
+
+TEST(QtView, WidgetsLandOnTheScaledPixelsAndFollowAResize) {
+    Window w;
+    FormView& v = w.start();
+    EXPECT_EQ(v.size(), QSize(px(9360), px(6765)));
+    EXPECT_EQ(w.widget("fraComMonitor(0)")->geometry(), rect(240, 840, 4335, 5895));
+    EXPECT_EQ(w.widget("fraComMonitor(1)")->geometry(), rect(4920, 840, 4335, 5895));
+    EXPECT_EQ(w.widget("fraTxRx(1)")->geometry(), rect(120, 4200, 4095, 1575));
+    EXPECT_EQ(w.widget("txtCommunication(1)")->geometry(), rect(120, 240, 3855, 1215));
+    EXPECT_EQ(w.widget("imgStatus(20)")->geometry(), rect(2880, 360, 360, 420));
+    EXPECT_EQ(w.widget("chkUARTControl(3)")->geometry(), rect(2400, 1920, 735, 255));
+    EXPECT_EQ(w.widget("Image2(1)")->geometry(), rect(0, 0, 480, 480));
+    EXPECT_EQ(w.widget("tbrTarvoline")->geometry(), QRect(0, 0, px(9360), px(660)));
+    EXPECT_FALSE(w.widget("tbrFileAccess")->isVisibleTo(&v));
+    if (QGuiApplication::primaryScreen()->logicalDotsPerInchX() == 96) {
+        EXPECT_EQ(v.size(), QSize(624, 451));
+        EXPECT_EQ(w.widget("fraComMonitor(1)")->geometry(), QRect(328, 56, 289, 393));
+    }
+
+    // The user doubles the client area: the model's size follows, the pass runs.
+    v.resize(2 * px(9360), 2 * px(6765));
+    EXPECT_NEAR(w.form().Width, 2 * 9360 + 120, 15);
+    EXPECT_NEAR(w.form().Height, 2 * 6765 + 480, 15);
+    const Control& group = *w.form().fraComMonitor[1];
+    EXPECT_NEAR(group.Left, w.form().Width / 1.92682926829268, 0.01);
+    EXPECT_EQ(w.widget("fraComMonitor(1)")->geometry(),
+              QRect(px(group.Left), px(group.Top), px(group.Width), px(group.Height)));
+    EXPECT_EQ(w.widget("imgStatus(20)")->size(), QSize(px(360), px(420)));
+    EXPECT_EQ(w.widget("tbrTarvoline")->width(), v.width());
+
+    // Review from the model: the other toolbar docks at the top edge.
+    w.model([&] {
+        w.form().tbrTarvoline->Visible = false;
+        w.form().tbrFileAccess->Visible = true;
+    });
+    EXPECT_EQ(w.widget("tbrFileAccess")->geometry().top(), 0);
+}
+
+TEST(QtView, ToolbarClickReachesTheModelAndTheModelComesBack) {
+    Window w;
+    w.start();
+    int setups = 0;
+    w.form().handle("mnuSetup_Click", [&](const auto&) { ++setups; });
+    auto* bar = w.widget<ToolbarWidget>("tbrTarvoline");
+    ASSERT_NE(bar, nullptr);
+    auto* setup = qobject_cast<QToolButton*>(bar->widgetForAction(bar->action(1)));
+    ASSERT_NE(setup, nullptr);
+    EXPECT_EQ(setup->toolTip(), QStringLiteral("Set the Tarvoline"));
+    EXPECT_FALSE(setup->icon().isNull());
+    QTest::mouseClick(setup, Qt::LeftButton);
+    EXPECT_EQ(setups, 1);
+    ASSERT_FALSE(w.sound.empty());
+    EXPECT_EQ(w.sound.front(), "Notify=False");
+    EXPECT_EQ(w.sound.back(), "Command=Close");
+
+    // A greyed button stays greyed until the model enables it.
+    auto* start = qobject_cast<QToolButton*>(bar->widgetForAction(bar->action(3)));
+    EXPECT_FALSE(start->isEnabled());
+    w.model([&] { w.form().tbrTarvoline->Buttons(3).Enabled = true; });
+    EXPECT_TRUE(start->isEnabled());
+    QTest::mouseClick(start, Qt::LeftButton);
+    EXPECT_EQ(start->toolTip(), QStringLiteral("Stop communication"));
+    EXPECT_TRUE(w.form().tbrTarvoline->Buttons(3).Image == 3);
+}
+
+TEST(QtView, RightButtonRaisesThePopupOfItsSurface) {
+    Window w;
+    FormView& v = w.start();
+    auto release = [&](QWidget* on, Qt::MouseButton b) {
+        QTest::mouseClick(on, b, {}, QPoint(3, 3));
+        auto out = w.popups;
+        w.popups.clear();
+        return out;
+    };
+    using Menus = std::vector<std::string>;
+    EXPECT_EQ(release(&v, Qt::LeftButton), Menus{});
+    EXPECT_EQ(release(&v, Qt::RightButton), Menus{"mnuMenu"});
+    // The groups are disabled before Setup: the click falls through to the window.
+    EXPECT_EQ(release(w.widget("fraTxRx(0)"), Qt::RightButton), Menus{"mnuMenu"});
+    w.model([&] { w.form().fraComMonitor[0]->Enabled = true; });
+    EXPECT_EQ(release(w.widget("fraComMonitor(0)"), Qt::RightButton), Menus{"mnuMenu"});
+    EXPECT_EQ(release(w.widget("fraComMonitor(0)"), Qt::MiddleButton), Menus{});
+    EXPECT_EQ(release(w.widget("fraTxRx(0)"), Qt::RightButton), Menus{});
+    EXPECT_EQ(release(w.widget("txtCommunication(0)")->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport")),
+                      Qt::RightButton),
+              Menus{});
+    EXPECT_EQ(release(w.widget("tbrTarvoline"), Qt::RightButton), Menus{"mnuMenu"});
+    // Review: the window's surfaces turn to the review set.
+    w.model([&] {
+        w.form().tbrTarvoline->Visible = false;
+        w.form().tbrFileAccess->Visible = true;
+        w.form().txtPort1->Visible = true;
+    });
+    EXPECT_EQ(release(&v, Qt::RightButton), Menus{"mnuFileAccess"});
+    EXPECT_EQ(release(w.widget("txtPort1")->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport")),
+                      Qt::RightButton),
+              Menus{"mnuFileAccess"});
+}
+
+TEST(QtView, TypingGoesThroughTheModelWhichDoesTheEditing) {
+    Window w;
+    w.start();
+    TextBox& model = *w.form().txtPort1;
+    std::vector<int> keys;
+    model.KeyPress = [&](int& k) {
+        keys.push_back(k);
+        if (k == 'x') k = 0;  // a handler can cancel a key
+    };
+    w.model([&] {
+        model.Visible = true;
+        w.form().fraComMonitor[0]->Enabled = true;  // a disabled group takes no keys
+    });
+    auto* pane = w.widget<QPlainTextEdit>("txtPort1");
+    pane->setFocus();
+    QTest::keyClicks(pane, "AxB");
+    QTest::keyClick(pane, Qt::Key_Backspace);
+    QTest::keyClick(pane, Qt::Key_Return);
+    QTest::keyClick(pane, Qt::Key_Delete);  // no editing of the widget's own
+    EXPECT_EQ(model.Text(), "A\r");
+    EXPECT_EQ(keys, (std::vector<int>{'A', 'x', 'B', 8, 13}));
+    QTest::qWait(40);  // pane text comes at its own pace
+    EXPECT_EQ(pane->toPlainText(), QStringLiteral("A\n"));
+    // A read-only pane takes no key and changes nothing.
+    auto* receive = w.widget<QPlainTextEdit>("txtCommunication(1)");
+    const auto before = w.form().txtCommunication[1]->revision;
+    QTest::keyClicks(receive, "zz");
+    EXPECT_EQ(w.form().txtCommunication[1]->revision, before);
+}
+
+TEST(QtView, CloseBoxRunsExitAndTheFileFilterIsTranslated) {
+    Window w;
+    FormView& v = w.start();
+    v.close();
+    EXPECT_EQ(w.ends, 1);
+    EXPECT_TRUE(w.app.program->exited);
+    EXPECT_EQ(qtFileFilter("Tarvoline File (*.tvl)|*.tvl|Texts|*.txt;*.log"),
+              QStringLiteral("Tarvoline File (*.tvl);;Texts (*.txt *.log)"));
+    EXPECT_EQ(qtFileFilter("Excel|*.xls"), QStringLiteral("Excel (*.xls)"));
+}
+
+}  // namespace
+}  // namespace tvl
