@@ -89,7 +89,7 @@ void FrameWidget::paintEvent(QPaintEvent*) {
     if (!caption_.isEmpty()) {
         const QRectF text(8, 0, fm.horizontalAdvance(caption_) + 6, fm.height());
         p.fillRect(text, style.background.value_or(palette().window().color()));
-        p.setPen(isEnabled() ? QColor(0x10, 0x18, 0x20) : QColor(0x60, 0x60, 0x60));
+        p.setPen(model_.Enabled ? QColor(0x10, 0x18, 0x20) : QColor(0x60, 0x60, 0x60));
         p.drawText(text, Qt::AlignCenter, caption_);
     }
 }
@@ -216,6 +216,10 @@ PaneWidget::PaneWidget(TextBox& model, FormView& view, QWidget* parent)
     const ControlStyle style = styleOf(model);
     if (style.font) setFont(*style.font);
     document()->setDocumentMargin(2);
+    // A box keeps its white ground when it, or the group holding it, is disabled.
+    QPalette pal = palette();
+    pal.setColor(QPalette::Disabled, QPalette::Base, pal.color(QPalette::Active, QPalette::Base));
+    setPalette(pal);
     // The caret the user moves is the model's caret.
     connect(this, &QPlainTextEdit::cursorPositionChanged, this, [this] {
         if (copying_ || view_.detached()) return;
@@ -315,6 +319,10 @@ ToolbarWidget::ToolbarWidget(Toolbar& model, FormView& view, QWidget* parent)
     setContextMenuPolicy(Qt::PreventContextMenu);
     setIconSize(QSize(view.px(480), view.px(480)));
     setToolButtonStyle(Qt::ToolButtonIconOnly);
+    setAutoFillBackground(true);
+    QPalette pal = palette();
+    pal.setColor(QPalette::Window, systemColour(15));
+    setPalette(pal);
     for (int n = 1; n <= model.buttonCount(); ++n) {
         const ToolbarButton& b = model.Buttons(n);
         QAction* a = b.Separator ? addSeparator() : addAction(QString());

@@ -44,7 +44,7 @@ ControlStyle styleOf(const Control& c) {
         s.font = font("DejaVu Sans Mono", 8.5);
         s.font->setStyleHint(QFont::Monospace);
     } else if (name == "Label1" || name == "Label2") {
-        s.font = font("DejaVu Sans", 12, true);
+        s.font = font("DejaVu Sans Condensed", 12, true);
         s.foreground = QColor(Qt::white);
     } else if (name == "lblUART") {
         s.font = font("DejaVu Sans", 8, true);
