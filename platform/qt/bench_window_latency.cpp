@@ -12,6 +12,7 @@
 #include <QKeyEvent>
 #include <QTimer>
 #include <algorithm>
+#include <ctime>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -91,8 +92,9 @@ int main(int argc, char** argv) {
     view.installEventFilter(&probe);
     tvl::TimerDriver& driver = *view.drivers().at(0);
 
-    std::printf("%-14s %9s %9s %9s %9s %14s %13s %13s\n", "offered/port", "p50 ms", "p95 ms",
-                "p99 ms", "max ms", "moved B/s/port", "pane copies/s", "pane changes/s");
+    std::printf("%-14s %9s %9s %9s %9s %14s %13s %13s %6s\n", "offered/port", "p50 ms", "p95 ms",
+                "p99 ms", "max ms", "moved B/s/port", "pane copies/s", "pane changes/s", "cpu");
+    std::printf("%s\n", "(cpu: share of one core the whole program used)");
     const std::string chunk(4096, 'U');
     for (int perMs : {0, 10, 100, 1000, 4000}) {
         probe.latencies.clear();
@@ -116,6 +118,7 @@ int main(int argc, char** argv) {
             QCoreApplication::postEvent(&view, new QKeyEvent(QEvent::KeyPress, Qt::Key_F24, Qt::NoModifier));
         });
         prober.start(10);
+        const std::clock_t cpu0 = std::clock();
         const qint64 start = clock.elapsed();
         while (clock.elapsed() - start < static_cast<qint64>(seconds * 1000))
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
@@ -124,10 +127,11 @@ int main(int argc, char** argv) {
         const double span = (clock.elapsed() - start) / 1000.0;
         (void)ticks0;
         const double moved = (static_cast<double>(p.state.TransmitCount[0]) - static_cast<double>(count0)) / span;
-        std::printf("%-14d %9.2f %9.2f %9.2f %9.2f %14.0f %13.0f %13.0f\n", perMs * 1000,
+        std::printf("%-14d %9.2f %9.2f %9.2f %9.2f %14.0f %13.0f %13.0f %5.0f%%\n", perMs * 1000,
                     percentile(probe.latencies, 0.5), percentile(probe.latencies, 0.95),
                     percentile(probe.latencies, 0.99), percentile(probe.latencies, 1.0), moved,
-                    (program.desktop.paneCopies - copies0) / span, (changes - changes0) / span);
+                    (program.desktop.paneCopies - copies0) / span, (changes - changes0) / span,
+                    100.0 * static_cast<double>(std::clock() - cpu0) / CLOCKS_PER_SEC / span);
         // Let the line drain before the next rate.
         while (tvl::bytesWaiting(p)) QCoreApplication::processEvents();
     }

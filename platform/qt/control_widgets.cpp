@@ -17,6 +17,11 @@ namespace tvl {
 
 namespace {
 
+// Compares with a QString without making one.
+QLatin1String latin1View(const std::string& text) {
+    return QLatin1String(text.data(), static_cast<qsizetype>(text.size()));
+}
+
 QString latin1(const std::string& text) {
     return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
 }
@@ -24,8 +29,7 @@ QString latin1(const std::string& text) {
 void setIfChanged(QWidget& w, bool visible, bool enabled, const std::string& tip) {
     if (w.isVisibleTo(w.parentWidget()) != visible) w.setVisible(visible);
     if (w.isEnabledTo(w.parentWidget()) != enabled) w.setEnabled(enabled);
-    const QString t = latin1(tip);
-    if (w.toolTip() != t) w.setToolTip(t);
+    if (w.toolTip() != latin1View(tip)) w.setToolTip(latin1(tip));
 }
 
 }  // namespace
@@ -55,9 +59,8 @@ FrameWidget::FrameWidget(Frame& model, FormView& view, QWidget* parent)
 
 void FrameWidget::sync(bool) {
     syncCommon(*this, model_, view_);
-    const QString caption = latin1(model_.Caption);
-    if (caption != caption_) {
-        caption_ = caption;
+    if (caption_ != latin1View(model_.Caption)) {
+        caption_ = latin1(model_.Caption);
         update();
     }
 }
@@ -114,9 +117,8 @@ LabelWidget::LabelWidget(Label& model, FormView& view, QWidget* parent)
 }
 
 void LabelWidget::sync(bool) {
-    const QString caption = latin1(model_.Caption);
-    if (text() != caption) {
-        setText(caption);
+    if (text() != latin1View(model_.Caption)) {
+        setText(latin1(model_.Caption));
         if (model_.AutoSize) adjustSize();
     }
     syncCommon(*this, model_, view_, !model_.AutoSize);
@@ -367,6 +369,70 @@ void ToolbarWidget::mouseReleaseEvent(QMouseEvent* e) {
     if (mouseUp(view_, model_, e->button())) e->accept();
 }
 
+// ---- Dialog controls
+
+ButtonWidget::ButtonWidget(CommandButton& model, FormView& view, QWidget* parent)
+    : QPushButton(parent), model_(model), view_(view) {
+    setAutoDefault(false);
+    connect(this, &QPushButton::clicked, this, [this] {
+        if (!view_.detached() && model_.Click) view_.desktop().dispatch([this] { model_.Click(); });
+    });
+}
+
+void ButtonWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (text() != latin1View(model_.Caption)) setText(latin1(model_.Caption));
+    if (isDefault() != model_.Default) setDefault(model_.Default);
+}
+
+OptionWidget::OptionWidget(OptionButton& model, FormView& view, QWidget* parent)
+    : QRadioButton(parent), model_(model), view_(view) {
+    setAutoExclusive(false);  // the model clears the others of its group
+    connect(this, &QRadioButton::clicked, this, [this] {
+        if (!view_.detached()) view_.desktop().dispatch([this] { model_.choose(); });
+    });
+}
+
+void OptionWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (text() != latin1View(model_.Caption)) setText(latin1(model_.Caption));
+    if (isChecked() != model_.Value) setChecked(model_.Value);
+}
+
+TickWidget::TickWidget(CheckBox& model, FormView& view, QWidget* parent)
+    : QCheckBox(parent), model_(model), view_(view) {
+    connect(this, &QCheckBox::clicked, this, [this] {
+        if (!view_.detached()) view_.desktop().dispatch([this] { model_.setValue(model_.Value ? 0 : 1); });
+    });
+}
+
+void TickWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (isChecked() != (model_.Value != 0)) setChecked(model_.Value != 0);
+}
+
+ComboWidget::ComboWidget(ComboBox& model, FormView& view, QWidget* parent)
+    : QComboBox(parent), model_(model), view_(view) {
+    setEditable(true);
+    setInsertPolicy(QComboBox::NoInsert);
+    connect(this, &QComboBox::currentTextChanged, this, [this](const QString& text) {
+        if (copying_ || view_.detached()) return;
+        view_.desktop().dispatch([this, t = text.toLatin1().toStdString()] { model_.put("Text", t); });
+    });
+}
+
+void ComboWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    copying_ = true;
+    if (list_ != model_.List) {
+        list_ = model_.List;
+        clear();
+        for (const auto& item : list_) addItem(latin1(item));
+    }
+    if (currentText() != latin1View(model_.Text)) setEditText(latin1(model_.Text));
+    copying_ = false;
+}
+
 // ---- Menus
 
 MenuView::MenuView(Menu& model, FormView& view) : model_(model), menu_(new QMenu(&view)) {
@@ -384,7 +450,7 @@ void MenuView::sync(bool) {
     for (auto& [entry, a] : entries_) {
         if (a->isVisible() != entry->Visible) a->setVisible(entry->Visible);
         if (a->isEnabled() != entry->Enabled) a->setEnabled(entry->Enabled);
-        if (!a->isSeparator() && a->text() != latin1(entry->Caption)) a->setText(latin1(entry->Caption));
+        if (!a->isSeparator() && a->text() != latin1View(entry->Caption)) a->setText(latin1(entry->Caption));
     }
 }
 

@@ -4,8 +4,12 @@
 // them changes the model by itself: a text box's editing is the model's.
 #pragma once
 
+#include <QCheckBox>
+#include <QComboBox>
 #include <QLabel>
 #include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
 #include <QTimer>
 #include <QToolBar>
 #include <QWidget>
@@ -20,6 +24,9 @@ class QMenu;
 namespace tvl {
 
 class CheckBox;
+class ComboBox;
+class CommandButton;
+class OptionButton;
 class Frame;
 class Image;
 class Label;
@@ -153,6 +160,57 @@ private:
     FormView& view_;
     std::vector<QAction*> actions_;
     std::vector<Shown> shown_;
+};
+
+// The plain controls of dialogs: a button, an option, a tick box, a combo box.
+// Each sends the user's change to its model, which runs the handlers.
+class ButtonWidget : public QPushButton, public ControlView {
+public:
+    ButtonWidget(CommandButton& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+private:
+    CommandButton& model_;
+    FormView& view_;
+};
+
+class OptionWidget : public QRadioButton, public ControlView {
+public:
+    OptionWidget(OptionButton& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    // The whole rectangle of the control takes the click, not only its text.
+    bool hitButton(const QPoint& pos) const override { return rect().contains(pos); }
+
+private:
+    OptionButton& model_;
+    FormView& view_;
+};
+
+class TickWidget : public QCheckBox, public ControlView {
+public:
+    TickWidget(CheckBox& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    bool hitButton(const QPoint& pos) const override { return rect().contains(pos); }
+
+private:
+    CheckBox& model_;
+    FormView& view_;
+};
+
+class ComboWidget : public QComboBox, public ControlView {
+public:
+    ComboWidget(ComboBox& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+private:
+    ComboBox& model_;
+    FormView& view_;
+    std::vector<std::string> list_;
+    bool copying_ = false;
 };
 
 // A top-level menu and its entries: a popup raised only by PopupMenu.

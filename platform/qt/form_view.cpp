@@ -99,7 +99,19 @@ void FormView::build() {
             case ControlKind::Toolbar:
                 keep(new ToolbarWidget(static_cast<Toolbar&>(c), *this, parent));
                 break;
-            case ControlKind::CheckBox: keep(new SwitchWidget(static_cast<CheckBox&>(c), *this, parent)); break;
+            case ControlKind::CheckBox:
+                if (static_cast<CheckBox&>(c).Picture.empty())
+                    keep(new TickWidget(static_cast<CheckBox&>(c), *this, parent));
+                else
+                    keep(new SwitchWidget(static_cast<CheckBox&>(c), *this, parent));
+                break;
+            case ControlKind::CommandButton:
+                keep(new ButtonWidget(static_cast<CommandButton&>(c), *this, parent));
+                break;
+            case ControlKind::OptionButton:
+                keep(new OptionWidget(static_cast<OptionButton&>(c), *this, parent));
+                break;
+            case ControlKind::ComboBox: keep(new ComboWidget(static_cast<ComboBox&>(c), *this, parent)); break;
             case ControlKind::Menu: {
                 auto menu = std::make_unique<MenuView>(static_cast<Menu&>(c), *this);
                 menus_.emplace_back(static_cast<Menu*>(&c), menu->menu());
@@ -234,7 +246,22 @@ void FormView::mouseReleaseEvent(QMouseEvent* e) {
 }
 
 void FormView::keyPressEvent(QKeyEvent* e) {
-    if (detached_ || !form_.KeyPress) return QWidget::keyPressEvent(e);
+    if (detached_) return QWidget::keyPressEvent(e);
+    if (!form_.KeyPress) {
+        // Enter presses the Default button, Esc the Cancel button.
+        const bool enter = e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter;
+        const bool escape = e->key() == Qt::Key_Escape;
+        for (const auto& c : form_.controls()) {
+            auto* button = dynamic_cast<CommandButton*>(c.get());
+            if (!button || !button->Enabled || !button->Visible || !button->Click) continue;
+            if ((enter && button->Default) || (escape && button->Cancel)) {
+                e->accept();
+                desktop_.dispatch([button] { button->Click(); });
+                return;
+            }
+        }
+        return QWidget::keyPressEvent(e);
+    }
     switch (e->key()) {
         case Qt::Key_Shift: case Qt::Key_Control: case Qt::Key_Alt: case Qt::Key_Meta:
         case Qt::Key_AltGr: case Qt::Key_CapsLock: case Qt::Key_NumLock:

@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QPushButton>
+#include <QRadioButton>
 #include <QGuiApplication>
 #include <QMenu>
 #include <QPlainTextEdit>
@@ -232,6 +236,71 @@ TEST(QtView, CloseBoxRunsExitAndTheFileFilterIsTranslated) {
     EXPECT_EQ(qtFileFilter("Tarvoline File (*.tvl)|*.tvl|Texts|*.txt;*.log"),
               QStringLiteral("Tarvoline File (*.tvl);;Texts (*.txt *.log)"));
     EXPECT_EQ(qtFileFilter("Excel|*.xls"), QStringLiteral("Excel (*.xls)"));
+}
+
+}  // namespace
+}  // namespace tvl
+
+namespace tvl {
+namespace {
+
+TEST(QtView, DialogControlsSendTheUsersChangesToTheirModels) {
+    QtProgram app;
+    Form dialog("frmProbe");
+    dialog.Caption = "Probe";
+    dialog.Width = dialog.ScaleWidth = 4000;
+    dialog.Height = dialog.ScaleHeight = 3000;
+    Frame* group = dialog.add<Frame>(nullptr, "fraMode");
+    group->Left = 100, group->Top = 100, group->Width = 3000, group->Height = 1200;
+    OptionButton* options[2];
+    std::vector<int> chosen;
+    for (int i = 0; i < 2; ++i) {
+        options[i] = dialog.add<OptionButton>(group, "optMode", i);
+        options[i]->Left = 120, options[i]->Top = 240 + 400 * i, options[i]->Width = 2000, options[i]->Height = 300;
+        options[i]->Caption = i ? "Host" : "Transparent";
+        options[i]->Click = [&chosen, i] { chosen.push_back(i); };
+    }
+    options[0]->Value = true;
+    CommandButton* ok = dialog.add<CommandButton>(nullptr, "cmdOK");
+    ok->Left = 100, ok->Top = 1500, ok->Width = 1200, ok->Height = 400;
+    ok->Caption = "OK";
+    ok->Default = true;
+    int oks = 0;
+    ok->Click = [&] { ++oks; };
+    ComboBox* speed = dialog.add<ComboBox>(nullptr, "cboSpeed");
+    speed->Left = 1500, speed->Top = 1500, speed->Width = 1500, speed->Height = 300;
+    speed->List = {"9600", "115200"};
+    speed->Text = "9600";
+    CheckBox* tick = dialog.add<CheckBox>(nullptr, "chkEcho");
+    tick->Left = 100, tick->Top = 2100, tick->Width = 1500, tick->Height = 300;
+
+    app.desktop.formShown(dialog);
+    FormView* v = app.desktop.view(dialog);
+    ASSERT_NE(v, nullptr);
+    auto* host = v->findChild<QRadioButton*>(QStringLiteral("optMode(1)"));
+    ASSERT_NE(host, nullptr);
+    EXPECT_EQ(host->text(), QStringLiteral("Host"));
+    EXPECT_EQ(host->parentWidget(), v->findChild<QWidget*>(QStringLiteral("fraMode")));
+    QTest::mouseClick(host, Qt::LeftButton);
+    EXPECT_EQ(chosen, std::vector<int>{1});
+    EXPECT_TRUE(options[1]->Value);
+    EXPECT_FALSE(options[0]->Value);
+    EXPECT_FALSE(v->findChild<QRadioButton*>(QStringLiteral("optMode(0)"))->isChecked());
+
+    QTest::mouseClick(v->findChild<QPushButton*>(QStringLiteral("cmdOK")), Qt::LeftButton);
+    QTest::keyClick(v, Qt::Key_Return);
+    EXPECT_EQ(oks, 2);
+
+    auto* combo = v->findChild<QComboBox*>(QStringLiteral("cboSpeed"));
+    ASSERT_NE(combo, nullptr);
+    EXPECT_EQ(combo->count(), 2);
+    combo->setCurrentIndex(1);
+    EXPECT_EQ(speed->Text, "115200");
+
+    QTest::mouseClick(v->findChild<QCheckBox*>(QStringLiteral("chkEcho")), Qt::LeftButton);
+    EXPECT_EQ(tick->Value, 1);
+    app.desktop.formUnloaded(dialog);
+    EXPECT_EQ(app.desktop.view(dialog), nullptr);
 }
 
 }  // namespace
