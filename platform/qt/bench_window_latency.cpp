@@ -9,6 +9,7 @@
 // and the pane changes per second. Run offscreen or on a display.
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QKeyEvent>
 #include <QTimer>
 #include <algorithm>
@@ -120,8 +121,9 @@ int main(int argc, char** argv) {
         prober.start(10);
         const std::clock_t cpu0 = std::clock();
         const qint64 start = clock.elapsed();
-        while (clock.elapsed() - start < static_cast<qint64>(seconds * 1000))
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        QEventLoop run;
+        QTimer::singleShot(static_cast<int>(seconds * 1000), &run, &QEventLoop::quit);
+        run.exec();
         feeder.stop();
         prober.stop();
         const double span = (clock.elapsed() - start) / 1000.0;

@@ -57,9 +57,10 @@ FrameWidget::FrameWidget(Frame& model, FormView& view, QWidget* parent)
     if (style.font) setFont(*style.font);
 }
 
-void FrameWidget::sync(bool) {
+void FrameWidget::sync(bool panes) {
     syncCommon(*this, model_, view_);
-    if (caption_ != latin1View(model_.Caption)) {
+    // A caption carries a byte counter: it goes with the pane text, at the panes' pace.
+    if (panes && caption_ != latin1View(model_.Caption)) {
         caption_ = latin1(model_.Caption);
         update();
     }
@@ -186,11 +187,13 @@ void LineWidget::sync(bool) {
     const QPointF b(view_.px(model_.X2), view_.px(model_.Y2));
     const int half = (t + 1) / 2;
     const QRect box = QRectF(a, b).normalized().toAlignedRect().adjusted(-half, -half, half, half);
-    if (geometry() != box) setGeometry(box);
-    from_ = a - box.topLeft();
-    to_ = b - box.topLeft();
-    thickness_ = t;
     if (isVisibleTo(parentWidget()) != model_.Visible) setVisible(model_.Visible);
+    const QPointF from = a - box.topLeft(), to = b - box.topLeft();
+    if (geometry() == box && from == from_ && to == to_ && t == thickness_) return;
+    setGeometry(box);
+    from_ = from;
+    to_ = to;
+    thickness_ = t;
     update();
 }
 

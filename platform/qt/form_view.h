@@ -27,7 +27,7 @@ class Timer;
 class ControlView {
 public:
     virtual ~ControlView() = default;
-    // panes: whether a text box may copy its text now.
+    // panes: whether the traffic (pane text, counter captions) may be copied now.
     virtual void sync(bool panes) = 0;
 };
 
