@@ -614,20 +614,14 @@ void drawSplash() {
     save(image, "splash.jpg", 92);
 }
 
-// The window's background: a drafting sheet, one tint per screen size.
+// The window's background: a drafting sheet, one tint per screen size. Its
+// grid divides the picture evenly, so that it tiles without a seam.
 void drawBackground(const char* name, QColor tint, qreal step) {
     const int w = 640, h = 480;
     QImage image = canvas(w, h, false);
     QPainter p(&image);
-    p.setRenderHint(QPainter::Antialiasing);
-    QLinearGradient g(0, 0, 0, h);
-    g.setColorAt(0, tint.lighter(112));
-    g.setColorAt(1, tint.darker(108));
-    p.fillRect(image.rect(), g);
-    drawGrid(p, QRectF(0, 0, w, h), step, QColor(255, 255, 255, 26), QColor(255, 255, 255, 56));
-    p.setBrush(Qt::NoBrush);
-    p.setPen(QPen(QColor(255, 255, 255, 70), 2, Qt::SolidLine, Qt::FlatCap, Qt::MiterJoin));
-    p.drawPath(bitTrace("Tarvoline", 8, h - 36, h - 20, 6));
+    p.fillRect(image.rect(), tint);
+    drawGrid(p, QRectF(0, 0, w - 1, h - 1), step, QColor(255, 255, 255, 26), QColor(255, 255, 255, 56));
     p.end();
     save(image, name, 92);
 }
@@ -652,10 +646,10 @@ int main(int argc, char** argv) {
     drawPortIcons();
     drawCursor();
     drawSplash();
-    drawBackground("main_background.jpg", QColor(0x6c, 0x84, 0x98), 16);
-    drawBackground("Setup.jpg", QColor(0x5c, 0x7c, 0x94), 12);
-    drawBackground("Setup2.jpg", QColor(0x5c, 0x7c, 0x94), 14);
-    drawBackground("Setup3.jpg", QColor(0x5c, 0x7c, 0x94), 16);
-    drawBackground("Setup4.jpg", QColor(0x5c, 0x7c, 0x94), 20);
+    drawBackground("main_background.jpg", QColor(0x66, 0x80, 0x96), 16);
+    drawBackground("Setup.jpg", QColor(0x5c, 0x7a, 0x92), 16);
+    drawBackground("Setup2.jpg", QColor(0x5c, 0x7a, 0x92), 16);
+    drawBackground("Setup3.jpg", QColor(0x5c, 0x7a, 0x92), 16);
+    drawBackground("Setup4.jpg", QColor(0x5c, 0x7a, 0x92), 16);
     return failures ? 1 : 0;
 }

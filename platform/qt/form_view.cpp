@@ -218,10 +218,12 @@ void FormView::paintEvent(QPaintEvent*) {
     QPainter p(this);
     p.fillRect(rect(), systemColour(15));
     if (background_.isNull()) return;
+    // The picture at its size (scaled by the screen's dpi), repeated where the window is larger.
     const double k = px(1500) / 100.0;
     p.setRenderHint(QPainter::SmoothPixmapTransform);
-    p.drawPixmap(QRectF(0, 0, background_.width() * k, background_.height() * k), background_,
-                 QRectF(background_.rect()));
+    if (k == 1.0) return p.drawTiledPixmap(rect(), background_);
+    p.drawTiledPixmap(rect(), background_.scaled(background_.size() * k, Qt::IgnoreAspectRatio,
+                                                 Qt::SmoothTransformation));
 }
 
 void FormView::resizeEvent(QResizeEvent*) {
