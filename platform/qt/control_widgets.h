@@ -47,6 +47,7 @@ class FrameWidget : public QWidget, public ControlView {
 public:
     FrameWidget(Frame& model, FormView& view, QWidget* parent);
     void sync(bool panes) override;
+    const QString& caption() const { return caption_; }
 
 protected:
     void paintEvent(QPaintEvent*) override;

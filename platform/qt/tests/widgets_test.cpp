@@ -227,6 +227,50 @@ TEST(QtView, TypingGoesThroughTheModelWhichDoesTheEditing) {
     EXPECT_EQ(w.form().txtCommunication[1]->revision, before);
 }
 
+TEST(QtView, BytesOnTheLineReachThePanesThroughTheEventLoop) {
+    Window w;
+    w.start();
+    SerialPort& port = w.app.program->mscComControl1;
+    port.setSettings("115200,N,8,1");
+    port.setCommPort(1);
+    port.setPortOpen(true);
+    w.app.program->state.CommHandle[0] = port.CommID();
+    auto* transmit = w.widget<QPlainTextEdit>("txtCommunication(0)");
+    auto* receive = w.widget<QPlainTextEdit>("txtCommunication(3)");
+    auto* frame = w.widget<FrameWidget>("fraTxRx(0)");
+    ASSERT_TRUE(transmit && receive && frame);
+
+    // No call into the pump here: the readable port and the timer do it.
+    w.app.simulated1.feed("AT\r");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return transmit->toPlainText() == QStringLiteral("AT<CR>"); }, 2000))
+        << transmit->toPlainText().toStdString();
+    EXPECT_EQ(receive->toPlainText(), QStringLiteral("AT<CR>"));
+    EXPECT_EQ(w.form().txtCommunication[0]->Text(), "AT<CR>");
+    // The counter in the caption comes along with the text.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return frame->caption() == QStringLiteral("Transmit: 3"); }, 2000))
+        << frame->caption().toStdString();
+
+    // A timer the model stops ticks no more; bytes wait in the port.
+    w.model([&] { w.form().tmrTarvoline->Enabled = false; });
+    w.app.simulated1.feed("Z");
+    QTest::qWait(30);
+    EXPECT_EQ(port.InBufferCount(), 1);
+    w.model([&] { w.form().tmrTarvoline->Enabled = true; });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return port.InBufferCount() == 0; }, 2000));
+}
+
+TEST(QtView, AClickOnTheSplashPictureEndsIt) {
+    Window w;
+    auto* image = w.splash->findChild<QWidget*>(QStringLiteral("Image1"));
+    ASSERT_NE(image, nullptr);
+    QTest::mouseClick(image, Qt::RightButton);
+    EXPECT_NE(w.app.program->frmSplash, nullptr);  // a Click is the left button
+    QTest::mouseClick(image, Qt::LeftButton);
+    EXPECT_EQ(w.app.program->frmSplash, nullptr);
+    ASSERT_NE(w.app.program->FrmMain, nullptr);
+    EXPECT_NE(w.app.desktop.view(*w.app.program->FrmMain), nullptr);
+}
+
 TEST(QtView, CloseBoxRunsExitAndTheFileFilterIsTranslated) {
     Window w;
     FormView& v = w.start();
