@@ -11,7 +11,7 @@
 
 #include "capture/capture_store.h"
 #include "review/review.h"
-#include "review/review_layout.h"
+#include "shell/layout.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
 

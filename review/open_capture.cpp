@@ -5,7 +5,7 @@
 #include <string>
 
 #include "review/review.h"
-#include "review/review_layout.h"
+#include "shell/layout.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
 

@@ -10,6 +10,8 @@
 #include "review/review.h"
 #include "setup/frm_setup.h"
 #include "shell/frm_main.h"
+#include "shell/commands.h"
+#include "shell/layout.h"
 #include "shell/program.h"
 #include "shell/startup.h"
 
@@ -44,10 +46,13 @@ void bindFrmMain(FrmMain& f, Program& p) {
     f.handle("chkUARTControl_Click", [&p](const auto& a) { chkUARTControl_Click(p, argument(a, 0)); });
     f.handle("mscComControl1_OnComm", [&p](const auto&) { mscComControl1_OnComm(p); });
     f.handle("mscComControl2_OnComm", [&p](const auto&) { mscComControl2_OnComm(p); });
+
+    bindLayout(f);
+    bindCommands(f, p);
 }
 
 // The commands of the other windows register themselves once FrmMain stands.
-void bindCommands(Program& p) {
+void bindSubsystems(Program& p) {
     bindSetup(p);
     bindConversion(p);
     bindReview(p);

@@ -7,7 +7,7 @@
 
 namespace tvl {
 
-void bindCommands(Program& program);  // frm_main_events.cpp
+void bindSubsystems(Program& program);  // frm_main_events.cpp
 
 namespace {
 
@@ -16,7 +16,7 @@ void endSplash(Program& program) {
     program.platform.formUnloaded(*program.frmSplash);
     program.frmSplash.reset();
     program.FrmMain = std::make_unique<FrmMain>(program);
-    bindCommands(program);
+    bindSubsystems(program);
     FrmMain_Form_Load(program);
     FrmMain& main = *program.FrmMain;
     // The first layout pass comes with the showing, before the window is on the screen.

@@ -188,13 +188,14 @@ void Runner::execute(const std::vector<Word>& words) {
             control = form->find(name, index);
             if (!control) throw Failure(words[1].text + " is no control");
         }
-        // A disabled control raises nothing of its own: the click falls through.
-        while (control && (!control->Enabled || !control->MouseUp)) {
-            if (control->Enabled && control->kind() != ControlKind::Frame) return;
-            control = control->container();
+        // A disabled control raises nothing of its own: the click falls through
+        // to what lies beneath it. An enabled one takes it, handled or not.
+        while (control && !control->Enabled) control = control->container();
+        if (control) {
+            if (control->MouseUp) control->MouseUp(button);
+        } else if (form->MouseUp) {
+            form->MouseUp(button);
         }
-        if (control) control->MouseUp(button);
-        else if (form->MouseUp) form->MouseUp(button);
         return;
     }
     if (command == "resize") {

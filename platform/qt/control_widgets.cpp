@@ -1,0 +1,492 @@
+#include "platform/qt/control_widgets.h"
+
+#include <QAction>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QPainter>
+#include <QScrollBar>
+#include <QStyle>
+#include <QToolButton>
+
+#include "platform/control.h"
+#include "platform/form.h"
+#include "platform/qt/qt_desktop.h"
+#include "platform/qt/window_style.h"
+
+namespace tvl {
+
+namespace {
+
+// Compares with a QString without making one.
+QLatin1String latin1View(const std::string& text) {
+    return QLatin1String(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QString latin1(const std::string& text) {
+    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+void setIfChanged(QWidget& w, bool visible, bool enabled, const std::string& tip) {
+    if (w.isVisibleTo(w.parentWidget()) != visible) w.setVisible(visible);
+    if (w.isEnabledTo(w.parentWidget()) != enabled) w.setEnabled(enabled);
+    if (w.toolTip() != latin1View(tip)) w.setToolTip(latin1(tip));
+}
+
+}  // namespace
+
+void syncCommon(QWidget& w, const Control& c, const FormView& v, bool sized) {
+    const QRect place(v.px(c.Left), v.px(c.Top), v.px(c.Width), v.px(c.Height));
+    if (sized && w.geometry() != place) w.setGeometry(place);
+    if (!sized && w.pos() != place.topLeft()) w.move(place.topLeft());
+    setIfChanged(w, c.Visible, c.Enabled, c.ToolTipText);
+}
+
+bool mouseUp(FormView& view, Control& c, Qt::MouseButton button) {
+    if (view.detached()) return true;
+    const int b = FormView::buttonOf(button);
+    if (b && c.MouseUp) view.desktop().dispatch([&c, b] { c.MouseUp(b); });
+    return true;  // a control without a rule takes the button and does nothing
+}
+
+// ---- Frame
+
+FrameWidget::FrameWidget(Frame& model, FormView& view, QWidget* parent)
+    : QWidget(parent), model_(model), view_(view) {
+    setAutoFillBackground(false);
+    const ControlStyle style = styleOf(model);
+    if (style.font) setFont(*style.font);
+}
+
+void FrameWidget::sync(bool panes) {
+    syncCommon(*this, model_, view_);
+    // A caption carries a byte counter: it goes with the pane text, at the panes' pace.
+    if (panes && caption_ != latin1View(model_.Caption)) {
+        caption_ = latin1(model_.Caption);
+        update();
+    }
+}
+
+void FrameWidget::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    p.setRenderHint(QPainter::Antialiasing);
+    const ControlStyle style = styleOf(model_);
+    const QRectF all = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+    if (!model_.Border) {
+        // A borderless group: a quiet panel behind its controls.
+        p.setPen(QColor(0x9a, 0xa4, 0xae));
+        p.setBrush(style.background.value_or(palette().window().color()));
+        p.drawRoundedRect(all, 3, 3);
+        return;
+    }
+    const QFontMetrics fm(font());
+    const qreal mid = fm.height() / 2.0;
+    p.setPen(Qt::NoPen);
+    p.setBrush(style.background.value_or(palette().window().color()));
+    p.drawRect(rect());
+    // An etched edge below the caption's middle, with the caption on a gap in it.
+    const QRectF edge = QRectF(all).adjusted(2, mid, -2, -2);
+    p.setBrush(Qt::NoBrush);
+    p.setPen(QPen(QColor(255, 255, 255, 150), 1));
+    p.drawRoundedRect(edge.translated(1, 1), 3, 3);
+    p.setPen(QPen(QColor(0x55, 0x5e, 0x68), 1));
+    p.drawRoundedRect(edge, 3, 3);
+    if (!caption_.isEmpty()) {
+        const QRectF text(8, 0, fm.horizontalAdvance(caption_) + 6, fm.height());
+        p.fillRect(text, style.background.value_or(palette().window().color()));
+        p.setPen(model_.Enabled ? QColor(0x10, 0x18, 0x20) : QColor(0x60, 0x60, 0x60));
+        p.drawText(text, Qt::AlignCenter, caption_);
+    }
+}
+
+void FrameWidget::mouseReleaseEvent(QMouseEvent* e) {
+    if (mouseUp(view_, model_, e->button())) e->accept();
+}
+
+// ---- Label
+
+LabelWidget::LabelWidget(Label& model, FormView& view, QWidget* parent)
+    : QLabel(parent), model_(model), view_(view) {
+    const ControlStyle style = styleOf(model);
+    if (style.font) setFont(*style.font);
+    if (style.foreground) {
+        QPalette pal = palette();
+        pal.setColor(QPalette::WindowText, *style.foreground);
+        setPalette(pal);
+    }
+    setAttribute(Qt::WA_TranslucentBackground);
+    setContextMenuPolicy(Qt::PreventContextMenu);
+}
+
+void LabelWidget::sync(bool) {
+    if (text() != latin1View(model_.Caption)) {
+        setText(latin1(model_.Caption));
+        if (model_.AutoSize) adjustSize();
+    }
+    syncCommon(*this, model_, view_, !model_.AutoSize);
+}
+
+void LabelWidget::mouseReleaseEvent(QMouseEvent* e) {
+    if (mouseUp(view_, model_, e->button())) e->accept();
+}
+
+// ---- Image
+
+ImageWidget::ImageWidget(Image& model, FormView& view, QWidget* parent)
+    : QWidget(parent), model_(model), view_(view) {
+    setContextMenuPolicy(Qt::PreventContextMenu);
+    const ControlStyle style = styleOf(model);
+    if (style.cursorFile) {
+        QPixmap cursor(view.pictureFile(*style.cursorFile));
+        if (!cursor.isNull()) setCursor(QCursor(cursor, style.cursorHotSpot.x(), style.cursorHotSpot.y()));
+    }
+}
+
+void ImageWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (model_.Picture != file_) {
+        file_ = model_.Picture;
+        picture_ = file_.empty() ? QPixmap() : QPixmap(view_.pictureFile(file_));
+        update();
+    }
+}
+
+void ImageWidget::paintEvent(QPaintEvent*) {
+    if (picture_.isNull()) return;
+    QPainter p(this);
+    p.setRenderHint(QPainter::SmoothPixmapTransform);
+    if (model_.Stretch) {
+        p.drawPixmap(rect(), picture_);
+    } else {
+        // A picture keeps its size, scaled only by the screen's dpi, from the top-left corner.
+        const double k = view_.px(1500) / 100.0;
+        p.drawPixmap(QRectF(0, 0, picture_.width() * k, picture_.height() * k), picture_,
+                     QRectF(picture_.rect()));
+    }
+}
+
+void ImageWidget::mouseReleaseEvent(QMouseEvent* e) {
+    e->accept();
+    if (view_.detached()) return;
+    if (e->button() == Qt::LeftButton && rect().contains(e->position().toPoint()) && model_.Click) {
+        view_.desktop().dispatch([this] { model_.Click(); });
+        return;  // the click may have unloaded this form
+    }
+    mouseUp(view_, model_, e->button());
+}
+
+// ---- Line
+
+LineWidget::LineWidget(Line& model, FormView& view, QWidget* parent)
+    : QWidget(parent), model_(model), view_(view) {
+    setAttribute(Qt::WA_TransparentForMouseEvents);  // a line takes no mouse: what lies below does
+}
+
+void LineWidget::sync(bool) {
+    const int t = std::max(1, model_.BorderWidth);
+    const QPointF a(view_.px(model_.X1), view_.px(model_.Y1));
+    const QPointF b(view_.px(model_.X2), view_.px(model_.Y2));
+    const int half = (t + 1) / 2;
+    const QRect box = QRectF(a, b).normalized().toAlignedRect().adjusted(-half, -half, half, half);
+    if (isVisibleTo(parentWidget()) != model_.Visible) setVisible(model_.Visible);
+    const QPointF from = a - box.topLeft(), to = b - box.topLeft();
+    if (geometry() == box && from == from_ && to == to_ && t == thickness_) return;
+    setGeometry(box);
+    from_ = from;
+    to_ = to;
+    thickness_ = t;
+    update();
+}
+
+void LineWidget::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    QColor colour;
+    if (model_.SystemColor) colour = systemColour(static_cast<int>(model_.BorderColor));
+    else colour = QColor::fromRgb(model_.BorderColor);
+    p.setPen(QPen(colour, thickness_, Qt::SolidLine, thickness_ > 4 ? Qt::FlatCap : Qt::SquareCap));
+    p.drawLine(from_, to_);
+}
+
+// ---- Text box
+
+PaneWidget::PaneWidget(TextBox& model, FormView& view, QWidget* parent)
+    : QPlainTextEdit(parent), model_(model), view_(view) {
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    setWordWrapMode(QTextOption::WrapAnywhere);
+    setUndoRedoEnabled(false);
+    setAcceptDrops(false);
+    setContextMenuPolicy(Qt::PreventContextMenu);
+    setAttribute(Qt::WA_InputMethodEnabled, false);
+    const ControlStyle style = styleOf(model);
+    if (style.font) setFont(*style.font);
+    document()->setDocumentMargin(2);
+    // A box keeps its white ground when it, or the group holding it, is disabled.
+    QPalette pal = palette();
+    pal.setColor(QPalette::Disabled, QPalette::Base, pal.color(QPalette::Active, QPalette::Base));
+    setPalette(pal);
+    // The caret the user moves is the model's caret.
+    connect(this, &QPlainTextEdit::cursorPositionChanged, this, [this] {
+        if (copying_ || view_.detached()) return;
+        model_.SelStart = static_cast<std::size_t>(textCursor().position());
+    });
+}
+
+void PaneWidget::sync(bool panes) {
+    syncCommon(*this, model_, view_);
+    const bool readOnly = model_.Locked;
+    if (isReadOnly() != readOnly) setReadOnly(readOnly);
+    if (!panes || revision_ == model_.revision) return;
+    revision_ = model_.revision;
+    copying_ = true;
+    setPlainText(latin1(model_.Text()));
+    QTextCursor caret = textCursor();
+    caret.setPosition(static_cast<int>(std::min(model_.SelStart, model_.Text().size())));
+    setTextCursor(caret);
+    ensureCursorVisible();
+    copying_ = false;
+}
+
+void PaneWidget::keyPressEvent(QKeyEvent* e) {
+    if (view_.detached()) return;
+    // Moving and copying are the widget's; every key that edits goes to the model.
+    const bool moves = e->matches(QKeySequence::Copy) || e->matches(QKeySequence::SelectAll) ||
+                       e->key() == Qt::Key_Left || e->key() == Qt::Key_Right ||
+                       e->key() == Qt::Key_Up || e->key() == Qt::Key_Down ||
+                       e->key() == Qt::Key_Home || e->key() == Qt::Key_End ||
+                       e->key() == Qt::Key_PageUp || e->key() == Qt::Key_PageDown;
+    if (moves) return QPlainTextEdit::keyPressEvent(e);
+    int code = -1;
+    if (e->key() == Qt::Key_Backspace) code = 8;
+    else if (e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter) code = 13;
+    else if (!(e->modifiers() & (Qt::ControlModifier | Qt::MetaModifier)) && e->text().size() == 1) {
+        const char16_t ch = e->text().at(0).unicode();
+        if (ch >= 0x20 && ch != 0x7F && ch < 0x100) code = ch;
+    }
+    e->accept();
+    if (code < 0) return;
+    view_.desktop().dispatch([this, code] { model_.typeKey(code); });
+}
+
+void PaneWidget::inputMethodEvent(QInputMethodEvent* e) { e->accept(); }
+
+void PaneWidget::mouseReleaseEvent(QMouseEvent* e) {
+    QPlainTextEdit::mouseReleaseEvent(e);
+    mouseUp(view_, model_, e->button());
+    e->accept();
+}
+
+// ---- Graphical check box
+
+SwitchWidget::SwitchWidget(CheckBox& model, FormView& view, QWidget* parent)
+    : QWidget(parent), model_(model), view_(view) {
+    off_ = QPixmap(view.pictureFile(model.Picture));
+    on_ = QPixmap(view.pictureFile(model.DownPicture));
+    setContextMenuPolicy(Qt::PreventContextMenu);
+    setCursor(Qt::PointingHandCursor);
+}
+
+void SwitchWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (shown_ != model_.Value) {
+        shown_ = model_.Value;
+        update();
+    }
+}
+
+void SwitchWidget::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    p.setRenderHint(QPainter::SmoothPixmapTransform);
+    if (!isEnabled()) p.setOpacity(0.45);
+    const QPixmap& picture = model_.Value ? on_ : off_;
+    if (picture.isNull()) return;
+    const QSizeF size = QSizeF(picture.size()) * (view_.px(1500) / 100.0);
+    p.drawPixmap(QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size),
+                 picture, QRectF(picture.rect()));
+}
+
+void SwitchWidget::mouseReleaseEvent(QMouseEvent* e) {
+    e->accept();
+    if (view_.detached()) return;
+    if (e->button() == Qt::LeftButton && rect().contains(e->position().toPoint())) {
+        view_.desktop().dispatch([this] { model_.setValue(model_.Value ? 0 : 1); });
+        return;
+    }
+    mouseUp(view_, model_, e->button());
+}
+
+// ---- Toolbar
+
+ToolbarWidget::ToolbarWidget(Toolbar& model, FormView& view, QWidget* parent)
+    : QToolBar(parent), model_(model), view_(view) {
+    setMovable(false);
+    setFloatable(false);
+    setContextMenuPolicy(Qt::PreventContextMenu);
+    setIconSize(QSize(view.px(480), view.px(480)));
+    setToolButtonStyle(Qt::ToolButtonIconOnly);
+    setAutoFillBackground(true);
+    QPalette pal = palette();
+    pal.setColor(QPalette::Window, systemColour(15));
+    setPalette(pal);
+    for (int n = 1; n <= model.buttonCount(); ++n) {
+        const ToolbarButton& b = model.Buttons(n);
+        QAction* a = b.Separator ? addSeparator() : addAction(QString());
+        a->setObjectName(QStringLiteral("Buttons(%1)").arg(n));
+        if (!b.Separator) {
+            connect(a, &QAction::triggered, this, [this, n] {
+                if (!view_.detached()) view_.desktop().dispatch([this, n] { model_.click(n); });
+            });
+            if (QWidget* button = widgetForAction(a)) {
+                button->setFixedSize(view.px(585), view.px(570));
+                button->setObjectName(QStringLiteral("%1.Buttons(%2)").arg(latin1(model.key())).arg(n));
+            }
+        }
+        actions_.push_back(a);
+    }
+    shown_.resize(actions_.size());
+}
+
+void ToolbarWidget::sync(bool) {
+    setIfChanged(*this, model_.Visible, model_.Enabled, model_.ToolTipText);
+    for (int n = 1; n <= model_.buttonCount(); ++n) {
+        const ToolbarButton& b = model_.Buttons(n);
+        QAction* a = actions_[n - 1];
+        Shown& s = shown_[n - 1];
+        if (s.visible != b.Visible) a->setVisible(s.visible = b.Visible);
+        if (b.Separator) continue;
+        if (s.enabled != b.Enabled) a->setEnabled(s.enabled = b.Enabled);
+        if (s.tip != b.ToolTipText) {
+            s.tip = b.ToolTipText;
+            a->setToolTip(latin1(s.tip));
+            a->setText(latin1(b.Key));
+        }
+        if (s.image != b.Image) {
+            s.image = b.Image;
+            const bool has = b.Image >= 1 && b.Image <= static_cast<int>(model_.ImageList.size());
+            a->setIcon(has ? QIcon(view_.pictureFile(model_.ImageList[b.Image - 1])) : QIcon());
+        }
+    }
+}
+
+void ToolbarWidget::mouseReleaseEvent(QMouseEvent* e) {
+    if (mouseUp(view_, model_, e->button())) e->accept();
+}
+
+// ---- Dialog controls
+
+ButtonWidget::ButtonWidget(CommandButton& model, FormView& view, QWidget* parent)
+    : QPushButton(parent), model_(model), view_(view) {
+    setAutoDefault(false);
+    connect(this, &QPushButton::clicked, this, [this] {
+        if (!view_.detached() && model_.Click) view_.desktop().dispatch([this] { model_.Click(); });
+    });
+}
+
+void ButtonWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (text() != latin1View(model_.Caption)) setText(latin1(model_.Caption));
+    if (isDefault() != model_.Default) setDefault(model_.Default);
+}
+
+OptionWidget::OptionWidget(OptionButton& model, FormView& view, QWidget* parent)
+    : QRadioButton(parent), model_(model), view_(view) {
+    setAutoExclusive(false);  // the model clears the others of its group
+    connect(this, &QRadioButton::clicked, this, [this] {
+        if (!view_.detached()) view_.desktop().dispatch([this] { model_.choose(); });
+    });
+}
+
+void OptionWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (text() != latin1View(model_.Caption)) setText(latin1(model_.Caption));
+    if (isChecked() != model_.Value) setChecked(model_.Value);
+}
+
+TickWidget::TickWidget(CheckBox& model, FormView& view, QWidget* parent)
+    : QCheckBox(parent), model_(model), view_(view) {
+    connect(this, &QCheckBox::clicked, this, [this] {
+        if (!view_.detached()) view_.desktop().dispatch([this] { model_.setValue(model_.Value ? 0 : 1); });
+    });
+}
+
+void TickWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (isChecked() != (model_.Value != 0)) setChecked(model_.Value != 0);
+}
+
+ComboWidget::ComboWidget(ComboBox& model, FormView& view, QWidget* parent)
+    : QComboBox(parent), model_(model), view_(view) {
+    setEditable(true);
+    setInsertPolicy(QComboBox::NoInsert);
+    connect(this, &QComboBox::currentTextChanged, this, [this](const QString& text) {
+        if (copying_ || view_.detached()) return;
+        view_.desktop().dispatch([this, t = text.toLatin1().toStdString()] { model_.put("Text", t); });
+    });
+}
+
+void ComboWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    copying_ = true;
+    if (list_ != model_.List) {
+        list_ = model_.List;
+        clear();
+        for (const auto& item : list_) addItem(latin1(item));
+    }
+    if (currentText() != latin1View(model_.Text)) setEditText(latin1(model_.Text));
+    copying_ = false;
+}
+
+// ---- Menus
+
+MenuView::MenuView(Menu& model, FormView& view) : model_(model), menu_(new QMenu(&view)) {
+    menu_->setObjectName(latin1(model.key()));
+    for (Menu* entry : model.entries) {
+        QAction* a = menu_->addAction(latin1(entry->Caption));
+        a->setObjectName(latin1(entry->key()));
+        a->setSeparator(entry->Caption == "-");
+        a->setData(QVariant::fromValue(static_cast<void*>(entry)));
+        entries_.emplace_back(entry, a);
+    }
+}
+
+void MenuView::sync(bool) {
+    for (auto& [entry, a] : entries_) {
+        if (a->isVisible() != entry->Visible) a->setVisible(entry->Visible);
+        if (a->isEnabled() != entry->Enabled) a->setEnabled(entry->Enabled);
+        if (!a->isSeparator() && a->text() != latin1View(entry->Caption)) a->setText(latin1(entry->Caption));
+    }
+}
+
+// ---- Timer
+
+TimerView::TimerView(Timer& model, FormView& view)
+    : QObject(&view), model_(model), view_(view),
+      driver_(model, [&view] { return view.desktop().bytesWaiting(); }) {
+    setObjectName(latin1(model.key()));
+    clock_.setSingleShot(true);
+    clock_.setTimerType(Qt::PreciseTimer);
+    connect(&clock_, &QTimer::timeout, this, [this] { slice(); });
+}
+
+void TimerView::slice() {
+    if (view_.detached()) return;
+    TimerDriver::Next next = TimerDriver::Next::Stopped;
+    view_.desktop().dispatch([&] { next = driver_.runSlice(); });
+    if (view_.detached()) return;
+    switch (next) {
+        case TimerDriver::Next::Now: clock_.start(0); break;
+        case TimerDriver::Next::Interval: clock_.start(std::max(1, model_.Interval)); break;
+        case TimerDriver::Next::Stopped: break;
+    }
+}
+
+void TimerView::sync(bool) {
+    // A timer the model enabled starts; one it disabled is not run again (runSlice checks).
+    if (model_.Enabled && model_.Interval > 0 && !clock_.isActive()) clock_.start(model_.Interval);
+}
+
+void TimerView::readable() {
+    if (driver_.readable() && (!clock_.isActive() || clock_.remainingTime() > 0)) clock_.start(0);
+}
+
+}  // namespace tvl

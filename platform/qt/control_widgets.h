@@ -1,0 +1,246 @@
+// The widgets of the control models, one class per kind. Each copies its
+// model's state in sync() (comparing first, setting only what changed) and
+// turns its own events into the model's events through the desktop. None of
+// them changes the model by itself: a text box's editing is the model's.
+#pragma once
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTimer>
+#include <QToolBar>
+#include <QWidget>
+#include <cstdint>
+#include <vector>
+
+#include "platform/qt/form_view.h"
+
+class QAction;
+class QMenu;
+
+namespace tvl {
+
+class CheckBox;
+class ComboBox;
+class CommandButton;
+class OptionButton;
+class Frame;
+class Image;
+class Label;
+class Line;
+class TextBox;
+class Timer;
+class Toolbar;
+
+// Places a widget on its model's Left, Top, Width, Height and copies
+// Visible, Enabled and ToolTipText.
+void syncCommon(QWidget& widget, const Control& control, const FormView& view, bool sized = true);
+
+// Raises the model's MouseUp for a button released over this control's
+// widget; true when the widget took the event.
+bool mouseUp(FormView& view, Control& control, Qt::MouseButton button);
+
+class FrameWidget : public QWidget, public ControlView {
+public:
+    FrameWidget(Frame& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+    const QString& caption() const { return caption_; }
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+    void mouseReleaseEvent(QMouseEvent*) override;
+
+private:
+    Frame& model_;
+    FormView& view_;
+    QString caption_;
+};
+
+class LabelWidget : public QLabel, public ControlView {
+public:
+    LabelWidget(Label& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    void mouseReleaseEvent(QMouseEvent*) override;
+
+private:
+    Label& model_;
+    FormView& view_;
+};
+
+class ImageWidget : public QWidget, public ControlView {
+public:
+    ImageWidget(Image& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+    void mouseReleaseEvent(QMouseEvent*) override;
+
+private:
+    Image& model_;
+    FormView& view_;
+    std::string file_;
+    QPixmap picture_;
+};
+
+class LineWidget : public QWidget, public ControlView {
+public:
+    LineWidget(Line& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+
+private:
+    Line& model_;
+    FormView& view_;
+    QPointF from_, to_;  // within the widget
+    int thickness_ = 1;
+};
+
+// A text box: the model does all editing; the widget sends keys and shows the text.
+class PaneWidget : public QPlainTextEdit, public ControlView {
+public:
+    PaneWidget(TextBox& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+    std::uint64_t shownRevision() const { return revision_; }
+
+protected:
+    void keyPressEvent(QKeyEvent*) override;
+    void inputMethodEvent(QInputMethodEvent*) override;
+    void mouseReleaseEvent(QMouseEvent*) override;
+    bool canInsertFromMimeData(const QMimeData*) const override { return false; }
+    void insertFromMimeData(const QMimeData*) override {}
+
+private:
+    TextBox& model_;
+    FormView& view_;
+    std::uint64_t revision_ = ~std::uint64_t{0};
+    bool copying_ = false;
+};
+
+// A graphical check box: its off or on picture; a click toggles the model's Value.
+class SwitchWidget : public QWidget, public ControlView {
+public:
+    SwitchWidget(CheckBox& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+    void mouseReleaseEvent(QMouseEvent*) override;
+
+private:
+    CheckBox& model_;
+    FormView& view_;
+    int shown_ = -1;
+    QPixmap off_, on_;
+};
+
+class ToolbarWidget : public QToolBar, public ControlView {
+public:
+    ToolbarWidget(Toolbar& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+    // The action of Buttons(n), counted from 1.
+    QAction* action(int n) const { return actions_.at(n - 1); }
+
+protected:
+    void mouseReleaseEvent(QMouseEvent*) override;
+
+private:
+    struct Shown {
+        bool enabled = true, visible = true;
+        int image = -1;
+        std::string tip;
+    };
+    Toolbar& model_;
+    FormView& view_;
+    std::vector<QAction*> actions_;
+    std::vector<Shown> shown_;
+};
+
+// The plain controls of dialogs: a button, an option, a tick box, a combo box.
+// Each sends the user's change to its model, which runs the handlers.
+class ButtonWidget : public QPushButton, public ControlView {
+public:
+    ButtonWidget(CommandButton& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+private:
+    CommandButton& model_;
+    FormView& view_;
+};
+
+class OptionWidget : public QRadioButton, public ControlView {
+public:
+    OptionWidget(OptionButton& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    // The whole rectangle of the control takes the click, not only its text.
+    bool hitButton(const QPoint& pos) const override { return rect().contains(pos); }
+
+private:
+    OptionButton& model_;
+    FormView& view_;
+};
+
+class TickWidget : public QCheckBox, public ControlView {
+public:
+    TickWidget(CheckBox& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    bool hitButton(const QPoint& pos) const override { return rect().contains(pos); }
+
+private:
+    CheckBox& model_;
+    FormView& view_;
+};
+
+class ComboWidget : public QComboBox, public ControlView {
+public:
+    ComboWidget(ComboBox& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+private:
+    ComboBox& model_;
+    FormView& view_;
+    std::vector<std::string> list_;
+    bool copying_ = false;
+};
+
+// A top-level menu and its entries: a popup raised only by PopupMenu.
+class MenuView : public ControlView {
+public:
+    MenuView(Menu& model, FormView& view);
+    void sync(bool panes) override;
+    QMenu* menu() const { return menu_; }
+
+private:
+    Menu& model_;
+    QMenu* menu_;
+    std::vector<std::pair<Menu*, QAction*>> entries_;
+};
+
+// A model Timer driven by its TimerDriver on a Qt timer.
+class TimerView : public QObject, public ControlView {
+public:
+    TimerView(Timer& model, FormView& view);
+    void sync(bool panes) override;
+    void readable();
+    TimerDriver& driver() { return driver_; }
+
+private:
+    void slice();
+    Timer& model_;
+    FormView& view_;
+    TimerDriver driver_;
+    QTimer clock_;
+};
+
+}  // namespace tvl

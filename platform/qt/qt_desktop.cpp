@@ -1,0 +1,189 @@
+#include "platform/qt/qt_desktop.h"
+
+#include <exception>
+#include <string>
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QCursor>
+#include <QFile>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScreen>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/control.h"
+#include "platform/form.h"
+#include "platform/qt/form_view.h"
+
+namespace tvl {
+
+namespace {
+QString latin1(const std::string& text) {
+    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
+}
+std::string bytes(const QString& text) { return text.toLatin1().toStdString(); }
+std::string path(const QString& file) { return QFile::encodeName(file).toStdString(); }
+}  // namespace
+
+QString qtFileFilter(const std::string& filter) {
+    QStringList parts = latin1(filter).split(QLatin1Char('|'));
+    QStringList out;
+    for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
+        const QString description = parts[i].trimmed();
+        const QString patterns = parts[i + 1].split(QLatin1Char(';'), Qt::SkipEmptyParts).join(QLatin1Char(' '));
+        // Qt reads the patterns from the closing brackets; a description that
+        // already shows them keeps its own words.
+        if (description.endsWith(QLatin1Char(')')) &&
+            description.mid(description.lastIndexOf(QLatin1Char('(')) + 1).chopped(1).trimmed() ==
+                patterns)
+            out << description;
+        else
+            out << description + QStringLiteral(" (") + patterns + QLatin1Char(')');
+    }
+    return out.join(QStringLiteral(";;"));
+}
+
+QtDesktop::QtDesktop() {
+    paneTimer_.setSingleShot(true);
+    connect(&paneTimer_, &QTimer::timeout, this, [this] { syncAll(); });
+    sincePanes_.start();
+}
+
+QtDesktop::~QtDesktop() {
+    for (auto& [form, view] : views_) delete view;
+}
+
+void QtDesktop::MsgBox(const std::string& text, const std::string& title, int buttons,
+                       const std::string& helpFile, int context) {
+    QMessageBox box(QMessageBox::NoIcon, latin1(title), latin1(text), QMessageBox::Ok);
+    QAbstractButton* help = nullptr;
+    if (buttons & vbMsgBoxHelpButton) help = box.addButton(QMessageBox::Help);
+    // Help opens the help file and leaves the message standing.
+    do {
+        box.exec();
+        if (help && box.clickedButton() == help) ShowHelp(helpFile, 1, context);
+    } while (help && box.clickedButton() == help);
+}
+
+std::string QtDesktop::InputBox(const std::string& prompt, const std::string& title) {
+    bool ok = false;
+    const QString text = QInputDialog::getText(nullptr, latin1(title), latin1(prompt),
+                                               QLineEdit::Normal, QString(), &ok);
+    return ok ? bytes(text) : std::string();
+}
+
+std::string QtDesktop::ShowSave(const std::string& initialFolder, const std::string& filter) {
+    return path(QFileDialog::getSaveFileName(nullptr, QString(), QFile::decodeName(initialFolder.c_str()),
+                                             qtFileFilter(filter)));
+}
+
+std::string QtDesktop::ShowOpen(const std::string& initialFolder, const std::string& filter) {
+    return path(QFileDialog::getOpenFileName(nullptr, QString(), QFile::decodeName(initialFolder.c_str()),
+                                             qtFileFilter(filter)));
+}
+
+void QtDesktop::ShowHelp(const std::string&, int, int) {
+    // The help window comes with the help file.
+}
+
+int QtDesktop::GetSystemMetrics(int index) {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (!screen) return 0;
+    const double ratio = screen->devicePixelRatio();
+    return static_cast<int>((index == 1 ? screen->geometry().height() : screen->geometry().width()) * ratio);
+}
+
+std::string QtDesktop::ProgramFolder() {
+    if (programFolder.empty()) programFolder = path(QCoreApplication::applicationDirPath());
+    return programFolder;
+}
+
+void QtDesktop::PopupMenu(Menu& menu) {
+    FormView* v = view(menu.form());
+    QMenu* popup = v ? v->menuOf(menu) : nullptr;
+    if (!popup) return;
+    v->sync(false);  // the entries as the model has them now
+    if (popupHook) return popupHook(menu);
+    QAction* chosen = popup->exec(QCursor::pos());
+    if (!chosen || v->detached()) return;
+    auto* entry = static_cast<Menu*>(chosen->data().value<void*>());
+    if (entry && entry->Enabled && entry->Visible && entry->Click) entry->Click();
+}
+
+void QtDesktop::EndProcess() {
+    if (endHook) return endHook();
+    std::fflush(nullptr);
+    std::_Exit(0);
+}
+
+FormView* QtDesktop::view(const Form& form) const {
+    auto found = views_.find(&form);
+    return found == views_.end() ? nullptr : found->second;
+}
+
+void QtDesktop::formShown(Form& form) {
+    FormView*& v = views_[&form];
+    if (!v) v = new FormView(form, *this);
+    v->showWindow();
+}
+
+void QtDesktop::formHidden(Form& form) {
+    if (FormView* v = view(form)) v->hide();
+}
+
+void QtDesktop::formUnloaded(Form& form) {
+    auto found = views_.find(&form);
+    if (found == views_.end()) return;
+    FormView* v = found->second;
+    views_.erase(found);
+    // The form goes now; its window may still be inside one of its own events.
+    v->detach();
+    v->hide();
+    v->deleteLater();
+}
+
+void QtDesktop::redraw(Form& form) {
+    if (FormView* v = view(form)) {
+        v->sync(true);
+        v->repaint();
+    }
+}
+
+void QtDesktop::dispatch(const std::function<void()>& event) {
+    ++depth_;
+    std::string failure;
+    try {
+        event();
+    } catch (const std::exception& error) {
+        failure = error.what();
+    }
+    --depth_;
+    syncAll();
+    // A fault of ours is reported, never a reason to lose the session.
+    if (!failure.empty())
+        MsgBox("Tarvoline could not finish this action:\n\n" + failure, "Tarvoline", vbOKOnly);
+}
+
+void QtDesktop::syncAll() {
+    const bool panes = sincePanes_.elapsed() >= paneIntervalMs;
+    if (panes) {
+        sincePanes_.restart();
+        paneTimer_.stop();
+        ++paneCopies;
+    } else if (!paneTimer_.isActive()) {
+        // What changed since the last copy shows when its time comes.
+        paneTimer_.start(static_cast<int>(paneIntervalMs - sincePanes_.elapsed()));
+    }
+    for (auto& [form, v] : views_) v->sync(panes);
+}
+
+void QtDesktop::portReadable() {
+    for (auto& [form, v] : views_) v->portReadable();
+}
+
+}  // namespace tvl

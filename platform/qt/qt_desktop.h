@@ -1,0 +1,79 @@
+// The desktop the program runs on: the Platform of the Qt layer. It shows each
+// form the logic shows as a FormView, turns widget events into the model's
+// handlers through dispatch(), and after every dispatched event copies the
+// model's state to the widgets (pane text at most ~60 times a second). It
+// drives each model Timer with a TimerDriver.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/platform.h"
+
+namespace tvl {
+
+class Control;
+class Form;
+class FormView;
+
+class QtDesktop : public QObject, public Platform {
+    Q_OBJECT
+public:
+    QtDesktop();
+    ~QtDesktop() override;
+
+    // Platform
+    void MsgBox(const std::string& text, const std::string& title, int buttons,
+                const std::string& helpFile, int context) override;
+    std::string InputBox(const std::string& prompt, const std::string& title) override;
+    std::string ShowSave(const std::string& initialFolder, const std::string& filter) override;
+    std::string ShowOpen(const std::string& initialFolder, const std::string& filter) override;
+    void ShowHelp(const std::string& helpFile, int command, int context) override;
+    int GetSystemMetrics(int index) override;
+    std::string ProgramFolder() override;
+    void PopupMenu(Menu& menu) override;
+    void EndProcess() override;
+    void formShown(Form& form) override;
+    void formHidden(Form& form) override;
+    void formUnloaded(Form& form) override;
+    void redraw(Form& form) override;
+
+    // Runs a model event, then brings every view up to date.
+    void dispatch(const std::function<void()>& event);
+    // Copies the model to the widgets; pane text only if its time has come.
+    void syncAll();
+    // A port has bytes: the timers bring their next tick forward.
+    void portReadable();
+
+    // The view of a loaded form, or nullptr.
+    FormView* view(const Form& form) const;
+
+    // True while bytes wait for the pump; set by whoever builds the program.
+    std::function<bool()> bytesWaiting = [] { return false; };
+    // Folder of the pictures; the executable's folder unless set.
+    std::string programFolder;
+    // Tests replace what would block or end the process.
+    std::function<void(Menu&)> popupHook;
+    std::function<void()> endHook;
+
+    // Pane text is copied at most this often.
+    int paneIntervalMs = 16;
+    std::uint64_t paneCopies = 0;  // for benchmarks
+
+private:
+    std::map<const Form*, FormView*> views_;
+    QElapsedTimer sincePanes_;
+    QTimer paneTimer_;
+    int depth_ = 0;
+};
+
+// "Desc|*.a;*.b|Desc2|*.c" -> "Desc (*.a *.b);;Desc2 (*.c)"
+QString qtFileFilter(const std::string& filter);
+
+}  // namespace tvl

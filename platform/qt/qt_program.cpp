@@ -1,0 +1,50 @@
+#include "platform/qt/qt_program.h"
+
+#include <QMetaObject>
+
+#include "components/stores/stores.h"
+#include "line/transfer_pump.h"
+#include "shell/frm_main.h"
+
+namespace tvl {
+
+QtProgram::QtProgram(Lines lines) {
+    ProgramParts parts;
+    parts.platform = &desktop;
+    if (lines == Lines::System) {
+        devices = std::make_unique<SystemDevices>(poster());
+        parts.line1 = parts.line2 = devices.get();
+    } else {
+        parts.line1 = &simulated1;
+        parts.line2 = &simulated2;
+    }
+    parts.makeTVL = makeKelTVL;
+    parts.makeMDB = makeKelMDB;
+    parts.makeXLS = makeKelXLS;
+    program = std::make_unique<Program>(std::move(parts));
+
+    Program& p = *program;
+    desktop.bytesWaiting = [&p] { return bytesWaiting(p); };
+    p.mscComControl1.OnReadable = [this] { desktop.portReadable(); };
+    p.mscComControl2.OnReadable = [this] { desktop.portReadable(); };
+}
+
+QtProgram::~QtProgram() {
+    // The windows go before the program they show.
+    desktop.bytesWaiting = [] { return false; };
+    if (program) {
+        if (program->FrmMain) desktop.formUnloaded(*program->FrmMain);
+        if (program->frmSplash) desktop.formUnloaded(*program->frmSplash);
+    }
+    program.reset();
+    devices.reset();
+}
+
+Poster QtProgram::poster() {
+    return [this](std::function<void()> event) {
+        QMetaObject::invokeMethod(
+            &desktop, [this, event = std::move(event)] { desktop.dispatch(event); }, Qt::QueuedConnection);
+    };
+}
+
+}  // namespace tvl

@@ -1,0 +1,102 @@
+// Driving the pump's timer: back-to-back ticks while bytes wait, bounded
+// slices, the nominal interval when idle, and a Stop that ends the batch.
+#include <gtest/gtest.h>
+
+#include "platform/form.h"
+#include "platform/timer_driver.h"
+
+namespace tvl {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Rig {
+    Rig() {
+        timer = form.add<Timer>(nullptr, "tmrTarvoline");
+        timer->Interval = 1;
+        timer->Enabled = true;
+        // Each tick takes one waiting byte and costs 10 µs of the fake clock.
+        timer->Tick = [this] {
+            ++ticks;
+            if (waiting > 0) --waiting;
+            now += 10us;
+            if (stopAt && ticks == stopAt) timer->Enabled = false;
+        };
+    }
+    TimerDriver driver() {
+        return TimerDriver(*timer, [this] { return waiting > 0; }, [this] { return now; });
+    }
+    Form form{"FrmMain"};
+    Timer* timer;
+    int waiting = 0;
+    int ticks = 0;
+    int stopAt = 0;
+    std::chrono::nanoseconds now{};
+};
+
+TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlices) {
+    Rig r;
+    TimerDriver d = r.driver();
+    r.waiting = 1000;
+    // A 4 ms slice at 10 µs a tick: 400 ticks, then the event loop's turn.
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Now);
+    EXPECT_EQ(r.ticks, 400);
+    EXPECT_EQ(r.waiting, 600);
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Now);
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);  // the last 200 go in this one
+    EXPECT_EQ(r.waiting, 0);
+    EXPECT_EQ(r.ticks, 1000);
+    EXPECT_EQ(d.ticks, 1000u);
+    EXPECT_EQ(d.slices, 3u);
+}
+
+TEST(TimerDriver, IdleTimerTicksOncePerIntervalAndDisabledOneNotAtAll) {
+    Rig r;
+    TimerDriver d = r.driver();
+    // Nothing waits: still one tick, the handler's own rules run at the nominal rate.
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);
+    EXPECT_EQ(r.ticks, 1);
+    EXPECT_TRUE(d.readable());
+
+    r.timer->Enabled = false;
+    r.waiting = 5;
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Stopped);
+    EXPECT_EQ(r.ticks, 1);
+    EXPECT_FALSE(d.readable());
+    EXPECT_EQ(r.waiting, 5);  // bytes wait in the port until the next Start
+
+    r.timer->Enabled = true;
+    EXPECT_TRUE(d.readable());
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);
+    EXPECT_EQ(r.waiting, 0);
+}
+
+TEST(TimerDriver, StopInsideATickEndsTheBatch) {
+    Rig r;
+    TimerDriver d = r.driver();
+    r.waiting = 100;
+    r.stopAt = 7;  // a watched text passes on the seventh tick
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Stopped);
+    EXPECT_EQ(r.ticks, 7);
+    EXPECT_EQ(r.waiting, 93);
+}
+
+TEST(TimerDriver, SliceLengthBoundsTheTicksOfASlice) {
+    Rig r;
+    TimerDriver d = r.driver();
+    d.slice = 1ms;
+    r.waiting = 1000;
+    d.runSlice();
+    EXPECT_EQ(r.ticks, 100);
+    // A slow tick still runs alone: a slice always gets at least one.
+    r.timer->Tick = [&] {
+        ++r.ticks;
+        --r.waiting;
+        r.now += 5ms;
+    };
+    d.runSlice();
+    EXPECT_EQ(r.ticks, 101);
+}
+
+}  // namespace
+}  // namespace tvl
