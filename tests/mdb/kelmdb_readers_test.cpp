@@ -14,7 +14,14 @@
 #include <string>
 #include <vector>
 
+#include "components/serial/simulated_line.h"
 #include "components/stores/kelmdb_database.h"
+#include "components/stores/stores.h"
+#include "line/transfer_pump.h"
+#include "platform/quiet_platform.h"
+#include "setup/frm_setup.h"
+#include "shell/frm_main.h"
+#include "shell/program.h"
 
 namespace fs = std::filesystem;
 using tvl::KelMDBDatabase;
@@ -384,3 +391,55 @@ TEST_F(KelMDBFiles, FullDiskThrowsAndLeavesTheFileWhole) {
     EXPECT_EQ(v.rows.back(), (std::pair<std::string, std::string>{"after", "the disk had room again"}));
     EXPECT_EQ(v.row_count, appended + 2);
 }
+
+namespace tvl {
+namespace {
+
+// A run made through Setup with "Save MDB" and "Monitor Both": the pane that
+// fills first writes its text with a blank in the other column (the database
+// gives a never-given column one blank), and Stop writes both panes.
+TEST_F(KelMDBFiles, ARunThroughSetupWritesThePaneRecordsWithTheirBlanks) {
+    ASSERT_TRUE(mdbtoolsInstalled());
+    QuietPlatform platform;
+    SimulatedLines lines;
+    SimulatedLine line1{lines}, line2{lines};
+    ProgramParts parts;
+    parts.platform = &platform;
+    parts.line1 = &line1;
+    parts.line2 = &line2;
+    parts.makeMDB = makeKelMDB;
+    Program program(std::move(parts));
+    Main(program);
+    program.frmSplash->Image1->Click();
+
+    mnuSetup_Click(program);
+    FrmSetup& setup = *program.frmSetup;
+    setup.optMonitor[2]->choose();
+    setup.optSaving[1]->choose();
+    setup.txtComPort[0]->setText("1");
+    setup.txtComPort[1]->setText("2");
+    platform.saveAnswer = (folder_ / "run.mdb").string();
+    setup.cmdOK->Click();
+    ASSERT_TRUE(platform.messages.empty()) << platform.messages.front();
+
+    program.FrmMain->mnuStartStop->Click();
+    Timer& timer = *program.FrmMain->tmrTarvoline;
+    auto pump = [&] {
+        while (timer.Enabled && bytesWaiting(program)) timer.fire();
+    };
+    line2.feed(std::string(200, 'a') + "\xE9");  // pane 1 reaches the limit first
+    pump();
+    line1.feed("xyz\r");
+    pump();
+    program.FrmMain->mnuStartStop->Click();
+
+    std::vector<std::string> header;
+    const Rows rows = readWithMdbExport(platform.saveAnswer, &header);
+    EXPECT_EQ(header, (std::vector<std::string>{"Port1 (DTE1)", "Port2 (DTE2/DCE)"}));
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0], std::make_pair(std::string(200, 'a'), std::string(" ")));
+    EXPECT_EQ(rows[1], std::make_pair(std::string("\xE9"), std::string("xyz<CR>")));
+}
+
+}  // namespace
+}  // namespace tvl
