@@ -166,7 +166,7 @@ void QtDesktop::dispatch(const std::function<void()>& event) {
     syncAll();
     // A fault of ours is reported, never a reason to lose the session.
     if (!failure.empty())
-        MsgBox("Tarvoline could not finish this action:\n\n" + failure, "Tarvoline", vbOKOnly);
+        MsgBox("Tarvoline could not finish this action:\n\n" + failure, "Tarvoline", vbOKOnly, {}, 0);
 }
 
 void QtDesktop::syncAll() {
