@@ -25,14 +25,15 @@ std::string refusalOf(SerialDeviceFactory& factory, int number) {
 
 TEST(PortNumberRule, NamesTheDeviceOfEachRange) {
     UiQueue ui;
-    SystemDevices devices(ui.poster(), "/dev", "/run/user/7/tarvoline");
-    EXPECT_EQ(devices.describe(1), "/dev/ttyS0");
-    EXPECT_EQ(devices.describe(3), "/dev/ttyS2");
-    EXPECT_EQ(devices.describe(99), "/dev/ttyS98");
-    EXPECT_EQ(devices.describe(100), "/dev/ttyUSB0");
-    EXPECT_EQ(devices.describe(199), "/dev/ttyUSB99");
-    EXPECT_EQ(devices.describe(200), "/dev/ttyACM0");
-    EXPECT_EQ(devices.describe(299), "/dev/ttyACM99");
+    // A made-up device folder: the rule is only described here, nothing is opened.
+    SystemDevices devices(ui.poster(), "/devices", "/run/user/7/tarvoline");
+    EXPECT_EQ(devices.describe(1), "/devices/ttyS0");
+    EXPECT_EQ(devices.describe(3), "/devices/ttyS2");
+    EXPECT_EQ(devices.describe(99), "/devices/ttyS98");
+    EXPECT_EQ(devices.describe(100), "/devices/ttyUSB0");
+    EXPECT_EQ(devices.describe(199), "/devices/ttyUSB99");
+    EXPECT_EQ(devices.describe(200), "/devices/ttyACM0");
+    EXPECT_EQ(devices.describe(299), "/devices/ttyACM99");
     EXPECT_EQ(devices.describe(900), "virtual port: /run/user/7/tarvoline/com900");
     EXPECT_EQ(devices.describe(999), "virtual port: /run/user/7/tarvoline/com999");
     for (int number : {0, -1, 300, 899, 1000}) {
