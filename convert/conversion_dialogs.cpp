@@ -7,15 +7,6 @@ namespace tvl {
 
 namespace {
 
-template <class T>
-T* place(T* control, float left, float top, float width, float height) {
-    control->Left = left;
-    control->Top = top;
-    control->Width = width;
-    control->Height = height;
-    return control;
-}
-
 Label* label(Form& form, Control* container, const char* name, int index, const char* caption,
              float left, float top, float width, float height) {
     Label* l = place(form.add<Label>(container, name, index), left, top, width, height);

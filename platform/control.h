@@ -238,6 +238,16 @@ public:
     }
 };
 
+// Sets a control's place and size in twips; returns it, for chaining on add<>().
+template <class T>
+T* place(T* control, float left, float top, float width, float height) {
+    control->Left = left;
+    control->Top = top;
+    control->Width = width;
+    control->Height = height;
+    return control;
+}
+
 // Case-blind comparison of names.
 bool sameName(std::string_view a, std::string_view b);
 

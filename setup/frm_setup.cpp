@@ -12,15 +12,6 @@ namespace tvl {
 
 namespace {
 
-template <class T>
-T* place(T* control, float left, float top, float width, float height) {
-    control->Left = left;
-    control->Top = top;
-    control->Width = width;
-    control->Height = height;
-    return control;
-}
-
 int argument(const std::vector<std::string>& args) {
     return args.empty() ? 0 : std::stoi(args[0]);
 }

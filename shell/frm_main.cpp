@@ -7,14 +7,6 @@ namespace tvl {
 void bindFrmMain(FrmMain& form, Program& program);  // frm_main_events.cpp
 
 namespace {
-template <class T>
-T* place(T* control, float left, float top, float width, float height) {
-    control->Left = left;
-    control->Top = top;
-    control->Width = width;
-    control->Height = height;
-    return control;
-}
 Line* placeLine(Line* line, float x1, float y1, float x2, float y2) {
     line->X1 = x1;
     line->Y1 = y1;
