@@ -27,7 +27,8 @@ void renderAscii(Program& program, TextBox& pane, int i) {
     seen = 1;
     const auto c = static_cast<unsigned char>(text.back());
     if (c > 0x1F) {
-        watchComparison(program, i, std::string_view(&text.back(), 1));
+        const char last = text.back();  // the comparison may run Stop, which empties the pane
+        watchComparison(program, i, std::string_view(&last, 1));
         seen = 0;
         return;
     }
