@@ -231,10 +231,13 @@ bool takeMessages(std::string& buf, Killed& k, bool& ready) {
     return true;
 }
 
-// Starts the child, waits `delay` after the run started (or, with `afterBegin`,
-// that long after the next append began), kills it and collects what it said.
+// Where a kill's delay counts from.
+enum class From { RunStart, AppendBegun, AppendReturned };
+
+// Starts the child, waits `delay` after `from` (the run's start, or the next
+// append that begins or returns after it), kills it and collects what it said.
 Killed runAndKill(int savingOption, const std::string& file, unsigned seed,
-                  std::chrono::microseconds delay, bool afterBegin) {
+                  std::chrono::microseconds delay, From from) {
     Killed k;
     int fds[2];
     if (::pipe(fds) != 0) {
@@ -260,6 +263,7 @@ Killed runAndKill(int savingOption, const std::string& file, unsigned seed,
     using Clock = std::chrono::steady_clock;
     std::string buf;
     bool ready = false, armed = false, killed = false, eof = false;
+    std::size_t returned = 0;  // appends known to have returned at the last look
     const auto giveUp = Clock::now() + std::chrono::seconds(30);
     Clock::time_point killAt = Clock::time_point::max();
     const auto drain = [&](int timeoutMs) {
@@ -276,7 +280,11 @@ Killed runAndKill(int savingOption, const std::string& file, unsigned seed,
     };
     while (!killed && !eof) {
         const auto now = Clock::now();
-        if (ready && !armed && (!afterBegin || k.pending)) {
+        const bool justReturned = k.appended.size() > returned;
+        returned = k.appended.size();
+        if (ready && !armed &&
+            (from == From::RunStart || (from == From::AppendBegun && k.pending) ||
+             (from == From::AppendReturned && justReturned))) {
             armed = true;
             killAt = now + delay;
         }
@@ -453,16 +461,18 @@ void expectKilledCapture(const std::vector<Record>& found, const Killed& k, std:
 
 struct KillPlan {
     std::chrono::microseconds delay;
-    bool afterBegin;
+    From from;
 };
 
-// Fifteen moments: some anywhere in the first 400 ms of the run, some a few
-// microseconds into an append (where a write is most likely cut).
+// Fifteen moments: anywhere in the first 400 ms of the run; a few microseconds
+// into an append (where a write is most likely cut); a few microseconds after
+// one returned (where a write held back would be missed).
 std::vector<KillPlan> plans(std::mt19937& random) {
     std::vector<KillPlan> out;
     for (int i = 0; i < 15; ++i) {
-        if (i % 3 == 2) out.push_back({std::chrono::microseconds(random() % 300), true});
-        else out.push_back({std::chrono::microseconds(random() % 400000), false});
+        if (i % 3 == 0) out.push_back({std::chrono::microseconds(random() % 400000), From::RunStart});
+        else if (i % 3 == 1) out.push_back({std::chrono::microseconds(random() % 300), From::AppendBegun});
+        else out.push_back({std::chrono::microseconds(random() % 300), From::AppendReturned});
     }
     return out;
 }
@@ -490,7 +500,7 @@ TEST_F(KilledCapture, TvlKeepsEveryRecordAppendedBeforeTheKill) {
     int n = 0;
     for (const KillPlan& plan : plans(random_)) {
         const std::string file = (folder_ / ("run" + std::to_string(++n) + ".tvl")).string();
-        const Killed k = runAndKill(3, file, random_(), plan.delay, plan.afterBegin);
+        const Killed k = runAndKill(3, file, random_(), plan.delay, plan.from);
         SCOPED_TRACE(file + ": " + describe(k));
         ASSERT_EQ(k.error, "");
         bool torn = false;
@@ -524,7 +534,7 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
     int n = 0;
     for (const KillPlan& plan : plans(random_)) {
         const std::string file = (folder_ / ("run" + std::to_string(++n) + ".xls")).string();
-        const Killed k = runAndKill(2, file, random_(), plan.delay, plan.afterBegin);
+        const Killed k = runAndKill(2, file, random_(), plan.delay, plan.from);
         SCOPED_TRACE(file + ": " + describe(k));
         ASSERT_EQ(k.error, "");
         std::size_t found[2] = {0, 0};
