@@ -1,11 +1,17 @@
 // Bytes per second per port through the transfer pump, both ports busy, on the
 // simulated line: Transparent ASCII, Transparent hexadecimal, and Host mode
-// with five conversion rows per direction, also with both watches armed.
+// with five conversion rows per direction, also with both watches armed; and
+// Transparent ASCII with a capture running ("Save TVL", "Save XLS", "Monitor
+// Both", prepared through the Setup dialog), a record at every pane limit.
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <random>
 
 #include "components/serial/simulated_line.h"
+#include "components/stores/stores.h"
+#include "setup/frm_setup.h"
 #include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "shell/frm_main.h"
@@ -22,19 +28,42 @@ struct Bench {
     std::unique_ptr<Program> program;
 
     Bench(int mode, int display) {
-        ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
+        make();
         for (SerialPort* p : {&program->mscComControl1, &program->mscComControl2}) {
             p->setCommPort(p == &program->mscComControl1 ? 1 : 2);
             p->setPortOpen(true);
         }
         program->state.OperationMode = static_cast<std::uint8_t>(mode);
         program->state.DisplayMode = static_cast<std::uint8_t>(display);
+    }
+
+    // Transparent ASCII, Monitor Both, capturing to `file` with Setup's saving
+    // option `saving` (2 "Save XLS", 3 "Save TVL"), the run started.
+    Bench(int saving, const std::string& file) {
+        make();
+        mnuSetup_Click(*program);
+        FrmSetup& setup = *program->frmSetup;
+        setup.optMode[0]->choose();
+        setup.optDisplay[0]->choose();
+        setup.optMonitor[2]->choose();
+        setup.optSaving[saving]->choose();
+        setup.txtComPort[0]->setText("1");
+        setup.txtComPort[1]->setText("2");
+        platform.saveAnswer = file;
+        setup.cmdOK->Click();
+        program->FrmMain->mnuStartStop->Click();
+    }
+
+    void make() {
+        ProgramParts parts;
+        parts.platform = &platform;
+        parts.line1 = &line1;
+        parts.line2 = &line2;
+        parts.makeTVL = makeKelTVL;
+        parts.makeXLS = makeKelXLS;
+        program = std::make_unique<Program>(std::move(parts));
+        Main(*program);
+        program->frmSplash->Image1->Click();
     }
 
     void rows() {
@@ -72,14 +101,24 @@ std::string traffic(std::size_t n, unsigned seed) {
     return out;
 }
 
-void run(benchmark::State& state, int mode, int display, bool withRows, bool watched = false) {
+void run(benchmark::State& state, int mode, int display, bool withRows, bool watched = false,
+         int saving = 0) {
     const std::size_t perPort = 1 << 20;
     const std::string a = traffic(perPort, 1), b = traffic(perPort, 2);
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("tarvoline-bench-" + std::to_string(::getpid()));
+    if (saving) std::filesystem::create_directories(folder);
     for (auto _ : state) {
         state.PauseTiming();
-        Bench bench(mode, display);
+        std::unique_ptr<Bench> made = saving ? std::make_unique<Bench>(saving, (folder / (saving == 3 ? "run.tvl" : "run.xls")).string())
+                                             : std::make_unique<Bench>(mode, display);
+        Bench& bench = *made;
         if (withRows) bench.rows();
         if (watched) bench.watches();
+        if (saving && (bench.program->state.RunState != 1 || !bench.platform.messages.empty())) {
+            state.SkipWithError("the capture run did not start");
+            break;
+        }
         bench.line1.feed(a);
         bench.line2.feed(b);
         Timer& timer = *bench.program->FrmMain->tmrTarvoline;
@@ -93,6 +132,7 @@ void run(benchmark::State& state, int mode, int display, bool withRows, bool wat
         }
         state.ResumeTiming();
     }
+    if (saving) std::filesystem::remove_all(folder);
     state.counters["bytes/s per port"] =
         benchmark::Counter(double(perPort) * state.iterations(), benchmark::Counter::kIsRate);
     state.counters["times the goal"] = benchmark::Counter(
@@ -103,11 +143,15 @@ void TransparentAscii(benchmark::State& s) { run(s, 0, 0, false); }
 void TransparentHex(benchmark::State& s) { run(s, 0, 1, false); }
 void HostFiveRules(benchmark::State& s) { run(s, 1, 0, true); }
 void HostFiveRulesWatched(benchmark::State& s) { run(s, 1, 0, true, true); }
+void TransparentAsciiSavingTvl(benchmark::State& s) { run(s, 0, 0, false, false, 3); }
+void TransparentAsciiSavingXls(benchmark::State& s) { run(s, 0, 0, false, false, 2); }
 
 BENCHMARK(TransparentAscii)->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(TransparentHex)->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(HostFiveRules)->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(HostFiveRulesWatched)->Unit(benchmark::kMillisecond)->MinTime(1);
+BENCHMARK(TransparentAsciiSavingTvl)->Unit(benchmark::kMillisecond)->MinTime(1);
+BENCHMARK(TransparentAsciiSavingXls)->Unit(benchmark::kMillisecond)->MinTime(1);
 
 }  // namespace
 
