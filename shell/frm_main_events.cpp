@@ -10,6 +10,7 @@
 #include "review/review.h"
 #include "setup/frm_setup.h"
 #include "shell/frm_main.h"
+#include "shell/help.h"
 #include "shell/commands.h"
 #include "shell/layout.h"
 #include "shell/program.h"
@@ -56,6 +57,7 @@ void bindSubsystems(Program& p) {
     bindSetup(p);
     bindConversion(p);
     bindReview(p);
+    bindHelp(p);
 }
 
 }  // namespace tvl

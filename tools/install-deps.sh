@@ -6,7 +6,7 @@ packages="
   cmake ninja-build g++ pkg-config
   qt6-base-dev qt6-base-dev-tools libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libfreexl-dev python3-xlrd mdbtools
+  libfreexl-dev python3-xlrd mdbtools libasound2-dev
   xvfb xauth socat nodejs fonts-dejavu-core
 "
 missing=""

@@ -19,6 +19,7 @@
 #include "platform/control.h"
 #include "platform/form.h"
 #include "platform/qt/form_view.h"
+#include "platform/qt/help_window.h"
 
 namespace tvl {
 
@@ -87,8 +88,30 @@ std::string QtDesktop::ShowOpen(const std::string& initialFolder, const std::str
                                              qtFileFilter(filter)));
 }
 
-void QtDesktop::ShowHelp(const std::string&, int, int) {
-    // The help window comes with the help file.
+HelpWindow* QtDesktop::helpWindow() const { return help_.data(); }
+
+void QtDesktop::ShowHelp(const std::string& helpFile, int command, int context) {
+    // A bare name is looked for in the program's folder.
+    QString file = QFile::decodeName(helpFile.c_str());
+    if (!file.contains(QLatin1Char('/'))) file = QFile::decodeName(ProgramFolder().c_str()) + QLatin1Char('/') + file;
+    if (!help_) {
+        help_ = new HelpWindow;
+        help_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    // Asked for from a message box, the window stands over the box, which
+    // would otherwise keep it from being read; from the main window it stands
+    // beside it and blocks nothing.
+    const Qt::WindowModality modality =
+        QApplication::activeModalWidget() && QApplication::activeModalWidget() != help_.data() ? Qt::ApplicationModal
+                                                                                               : Qt::NonModal;
+    if (help_->windowModality() != modality) {
+        help_->hide();
+        help_->setWindowModality(modality);
+    }
+    help_->show();
+    help_->raise();
+    help_->activateWindow();
+    help_->showTopic(file, command, context);
 }
 
 int QtDesktop::GetSystemMetrics(int index) {

@@ -21,6 +21,7 @@ namespace tvl {
 class Control;
 class Form;
 class FormView;
+class HelpWindow;
 
 class QtDesktop : public QObject, public Platform {
     Q_OBJECT
@@ -62,12 +63,16 @@ public:
     std::function<void(Menu&)> popupHook;
     std::function<void()> endHook;
 
+    // The help window, once help has been asked for; nullptr before.
+    HelpWindow* helpWindow() const;
+
     // Pane text is copied at most this often.
     int paneIntervalMs = 16;
     std::uint64_t paneCopies = 0;  // for benchmarks
 
 private:
     std::map<const Form*, FormView*> views_;
+    QPointer<HelpWindow> help_;
     QElapsedTimer sincePanes_;
     QTimer paneTimer_;
     int depth_ = 0;

@@ -2,6 +2,7 @@
 
 #include <QMetaObject>
 
+#include "components/sound/wave_output.h"
 #include "components/stores/stores.h"
 #include "line/transfer_pump.h"
 #include "shell/frm_main.h"
@@ -21,6 +22,7 @@ QtProgram::QtProgram(Lines lines) {
     parts.makeTVL = makeKelTVL;
     parts.makeMDB = makeKelMDB;
     parts.makeXLS = makeKelXLS;
+    parts.makeSound = [] { return makeWaveOutput(); };
     program = std::make_unique<Program>(std::move(parts));
 
     Program& p = *program;
