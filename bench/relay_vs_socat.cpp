@@ -114,7 +114,7 @@ std::string pattern(std::size_t n, unsigned seed) {
 struct Figures {
     double oneWay = 0;    // MB/s
     double bothWays = 0;  // MB/s, the two directions together
-    double p50 = 0, p99 = 0;  // microseconds, one-byte round trip
+    double p50 = 0, p90 = 0, p99 = 0;  // microseconds, one-byte round trip
     bool ok = true;
 };
 
@@ -188,21 +188,45 @@ struct Sizes {
     int trips = 2000;
 };
 
-Figures measure(int a, int b, std::size_t size, int trips) {
-    Figures f;
+// Throughput one way and both ways; false when bytes did not arrive intact.
+bool throughput(int a, int b, std::size_t size, Figures& f) {
     for (int warm : {0, 1}) {  // a short run first, then the one that counts
         const auto w = oneWay(a, b, warm ? size : 4096);
-        if (!w) { f.ok = false; return f; }
+        if (!w) return f.ok = false;
         f.oneWay = *w;
     }
     const auto both = bothWays(a, b, size);
-    if (!both) { f.ok = false; return f; }
+    if (!both) return f.ok = false;
     f.bothWays = *both;
-    const auto trip = roundTrips(a, b, trips);
-    if (trip.empty()) { f.ok = false; return f; }
-    f.p50 = percentile(trip, 0.50);
-    f.p99 = percentile(trip, 0.99);
-    return f;
+    return true;
+}
+
+// The free ends of one relay (or of one bare pair), and its round trips so far.
+struct Ends {
+    explicit Ends(const char* n) : name(n) {}
+    const char* name;
+    int a = -1, b = -1;
+    std::vector<double> trips;
+    Figures figures;
+};
+
+// Round trips through every relay in turns, so that load coming and going on
+// the machine falls on all of them alike.
+void roundTripsInTurns(std::vector<Ends*> relays, int trips) {
+    const int turns = 10;
+    for (int turn = 0; turn < turns; ++turn)
+        for (Ends* e : relays) {
+            if (!e->figures.ok) continue;
+            const auto some = roundTrips(e->a, e->b, trips / turns);
+            if (some.empty()) e->figures.ok = false;
+            e->trips.insert(e->trips.end(), some.begin(), some.end());
+        }
+    for (Ends* e : relays) {
+        std::sort(e->trips.begin(), e->trips.end());
+        e->figures.p50 = percentile(e->trips, 0.50);
+        e->figures.p90 = percentile(e->trips, 0.90);
+        e->figures.p99 = percentile(e->trips, 0.99);
+    }
 }
 
 // ---- the user-interface thread of the headless program
@@ -271,25 +295,24 @@ private:
     std::optional<Clock::time_point> due_;
 };
 
-struct TarvolineRun {
-    Figures figures;
-    std::uint64_t ticks = 0, slices = 0, posts = 0;
-    std::string failure;
-};
+std::string makeFolder(const char* prefix) {
+    std::string pattern = (fs::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
+    const char* made = ::mkdtemp(pattern.data());
+    return made ? made : "";
+}
 
-TarvolineRun runTarvoline(const Sizes& sizes) {
-    TarvolineRun run;
-    std::string folderPattern = (fs::temp_directory_path() / "tvl-relay-XXXXXX").string();
-    const std::string folder = ::mkdtemp(folderPattern.data());
-    EventLoop loop;
-    SystemDevices devices(loop.poster(), folder + "/no-devices", folder);
-    QuietPlatform platform;
-    ProgramParts parts;
-    parts.platform = &platform;
-    parts.line1 = &devices;
-    parts.line2 = &devices;
-    {
-        Program program(std::move(parts));
+// The headless program in a run: Setup in Host mode on virtual ports 901 and
+// 902, Start, its user-interface thread running until the object goes.
+class Tarvoline {
+public:
+    Tarvoline() : folder_(makeFolder("tvl-relay-")) {
+        devices_ = std::make_unique<SystemDevices>(loop_.poster(), folder_ + "/no-devices", folder_);
+        ProgramParts parts;
+        parts.platform = &platform_;
+        parts.line1 = devices_.get();
+        parts.line2 = devices_.get();
+        program_ = std::make_unique<Program>(std::move(parts));
+        Program& program = *program_;
         Main(program);
         program.frmSplash->Image1->Click();
 
@@ -300,47 +323,63 @@ TarvolineRun runTarvoline(const Sizes& sizes) {
         setup.txtComPort[0]->setText("901");
         setup.txtComPort[1]->setText("902");
         setup.cmdOK->Click();
-        if (!platform.messages.empty() || !program.mscComControl1.PortOpen()) {
-            run.failure = platform.messages.empty() ? "Setup did not open the ports" : platform.messages.front();
-            fs::remove_all(folder);
-            return run;
+        if (!platform_.messages.empty() || !program.mscComControl1.PortOpen()) {
+            failure = platform_.messages.empty() ? "Setup did not open the ports" : platform_.messages.front();
+            return;
         }
         Timer& timer = *program.FrmMain->tmrTarvoline;
-        TimerDriver driver(timer, [&program] { return bytesWaiting(program); });
-        loop.drive(driver);
-        loop.interval = std::chrono::milliseconds(std::max(1, timer.Interval));
-        program.mscComControl1.OnReadable = [&loop] { loop.readable(); };
-        program.mscComControl2.OnReadable = [&loop] { loop.readable(); };
+        driver_ = std::make_unique<TimerDriver>(timer, [&program] { return bytesWaiting(program); });
+        loop_.drive(*driver_);
+        loop_.interval = std::chrono::milliseconds(std::max(1, timer.Interval));
+        program.mscComControl1.OnReadable = [this] { loop_.readable(); };
+        program.mscComControl2.OnReadable = [this] { loop_.readable(); };
         program.FrmMain->mnuStartStop->Click();
         if (program.state.RunState != 1 || !timer.Enabled) {
-            run.failure = "Start did not start the run";
-        } else {
-            loop.timerEnabled();
-            std::atomic<bool> stop{false};
-            // From here on only the loop's thread touches the program.
-            std::thread ui([&] { loop.run(stop); });
-            const int a = openRaw(virtualPortPath(folder, 901));
-            const int b = openRaw(virtualPortPath(folder, 902));
-            if (a < 0 || b < 0) run.failure = "cannot open the virtual ports' published ends";
-            else run.figures = measure(a, b, sizes.tarvoline, sizes.trips);
-            if (a >= 0) ::close(a);
-            if (b >= 0) ::close(b);
-            stop = true;
-            loop.wake();
-            ui.join();
-            run.ticks = driver.ticks;
-            run.slices = driver.slices;
-            run.posts = loop.posts;
-            program.FrmMain->mnuStartStop->Click();
+            failure = "Start did not start the run";
+            return;
         }
-        program.mscComControl1.OnReadable = nullptr;
-        program.mscComControl2.OnReadable = nullptr;
-        program.mscComControl1.setPortOpen(false);
-        program.mscComControl2.setPortOpen(false);
+        loop_.timerEnabled();
+        // From here on only the loop's thread touches the program.
+        ui_ = std::thread([this] { loop_.run(stop_); });
+        ends.a = openRaw(virtualPortPath(folder_, 901));
+        ends.b = openRaw(virtualPortPath(folder_, 902));
+        if (ends.a < 0 || ends.b < 0) failure = "cannot open the virtual ports' published ends";
     }
-    fs::remove_all(folder);
-    return run;
-}
+
+    ~Tarvoline() {
+        if (ends.a >= 0) ::close(ends.a);
+        if (ends.b >= 0) ::close(ends.b);
+        if (ui_.joinable()) {
+            stop_ = true;
+            loop_.wake();
+            ui_.join();
+            program_->FrmMain->mnuStartStop->Click();
+        }
+        program_->mscComControl1.OnReadable = nullptr;
+        program_->mscComControl2.OnReadable = nullptr;
+        program_->mscComControl1.setPortOpen(false);
+        program_->mscComControl2.setPortOpen(false);
+        program_.reset();
+        fs::remove_all(folder_);
+    }
+
+    std::uint64_t ticks() const { return driver_ ? driver_->ticks : 0; }
+    std::uint64_t slices() const { return driver_ ? driver_->slices : 0; }
+    std::uint64_t posts() const { return loop_.posts; }
+
+    Ends ends{Ends("Tarvoline")};
+    std::string failure;
+
+private:
+    std::string folder_;
+    EventLoop loop_;
+    QuietPlatform platform_;
+    std::unique_ptr<SystemDevices> devices_;
+    std::unique_ptr<Program> program_;
+    std::unique_ptr<TimerDriver> driver_;
+    std::atomic<bool> stop_{false};
+    std::thread ui_;
+};
 
 // ---- socat
 
@@ -357,62 +396,65 @@ std::string findSocat() {
     return {};
 }
 
-struct SocatRun {
-    Figures figures;
-    std::string failure;
-};
-
-SocatRun runSocat(const std::string& socat, const Sizes& sizes) {
-    SocatRun run;
-    std::string folderPattern = (fs::temp_directory_path() / "tvl-socat-XXXXXX").string();
-    const std::string folder = ::mkdtemp(folderPattern.data());
-    const std::string linkA = folder + "/A", linkB = folder + "/B";
-    std::vector<std::string> args = {socat, "-b", "65536", "PTY,link=" + linkA + ",raw,echo=0",
-                                     "PTY,link=" + linkB + ",raw,echo=0"};
-    std::vector<char*> argv;
-    for (auto& s : args) argv.push_back(s.data());
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    if (::posix_spawn(&pid, socat.c_str(), nullptr, nullptr, argv.data(), environ) != 0) {
-        run.failure = "cannot start " + socat;
-        fs::remove_all(folder);
-        return run;
+class Socat {
+public:
+    explicit Socat(const std::string& socat) : folder_(makeFolder("tvl-socat-")) {
+        const std::string linkA = folder_ + "/A", linkB = folder_ + "/B";
+        std::vector<std::string> args = {socat, "-b", "65536", "PTY,link=" + linkA + ",raw,echo=0",
+                                         "PTY,link=" + linkB + ",raw,echo=0"};
+        std::vector<char*> argv;
+        for (auto& s : args) argv.push_back(s.data());
+        argv.push_back(nullptr);
+        if (::posix_spawn(&pid_, socat.c_str(), nullptr, nullptr, argv.data(), environ) != 0) {
+            pid_ = 0;
+            failure = "cannot start " + socat;
+            return;
+        }
+        const auto end = Clock::now() + std::chrono::seconds(5);
+        while (!(fs::exists(linkA) && fs::exists(linkB)) && Clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ends.a = openRaw(linkA);
+        ends.b = openRaw(linkB);
+        if (ends.a < 0 || ends.b < 0) failure = "socat's pseudo-terminals did not appear";
     }
-    const auto end = Clock::now() + std::chrono::seconds(5);
-    while (!(fs::exists(linkA) && fs::exists(linkB)) && Clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    const int a = openRaw(linkA), b = openRaw(linkB);
-    if (a < 0 || b < 0) run.failure = "socat's pseudo-terminals did not appear";
-    else run.figures = measure(a, b, sizes.socat, sizes.trips);
-    if (a >= 0) ::close(a);
-    if (b >= 0) ::close(b);
-    ::kill(pid, SIGTERM);
-    ::waitpid(pid, nullptr, 0);
-    fs::remove_all(folder);
-    return run;
-}
+    ~Socat() {
+        if (ends.a >= 0) ::close(ends.a);
+        if (ends.b >= 0) ::close(ends.b);
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            ::waitpid(pid_, nullptr, 0);
+        }
+        fs::remove_all(folder_);
+    }
+
+    Ends ends{Ends("socat")};
+    std::string failure;
+
+private:
+    std::string folder_;
+    pid_t pid_ = 0;
+};
 
 // ---- one bare pseudo-terminal pair, for what a relay adds to a round trip
 
-Figures runBare(int trips) {
-    Figures f;
-    int master = -1, slave = -1;
-    if (::openpty(&master, &slave, nullptr, nullptr, nullptr) != 0) {
-        f.ok = false;
-        return f;
+class BarePair {
+public:
+    BarePair() {
+        int master = -1, slave = -1;
+        if (::openpty(&master, &slave, nullptr, nullptr, nullptr) != 0) return;
+        termios t{};
+        tcgetattr(slave, &t);
+        cfmakeraw(&t);
+        tcsetattr(slave, TCSANOW, &t);
+        ends.a = slave;
+        ends.b = master;
     }
-    termios t{};
-    tcgetattr(slave, &t);
-    cfmakeraw(&t);
-    tcsetattr(slave, TCSANOW, &t);
-    const auto trip = roundTrips(slave, master, trips);
-    f.ok = !trip.empty();
-    f.p50 = percentile(trip, 0.50);
-    f.p99 = percentile(trip, 0.99);
-    ::close(master);
-    ::close(slave);
-    return f;
-}
+    ~BarePair() {
+        if (ends.a >= 0) ::close(ends.a);
+        if (ends.b >= 0) ::close(ends.b);
+    }
+    Ends ends{Ends("bare pair")};
+};
 
 void usage() {
     std::fprintf(stderr, "usage: bench_relay_vs_socat [--tarvoline-mb N] [--socat-mb N] [--trips N]\n");
@@ -434,43 +476,55 @@ int main(int argc, char** argv) {
     }
     ::signal(SIGPIPE, SIG_IGN);
 
-    const std::string socat = findSocat();
-    if (socat.empty()) {
+    const std::string socatPath = findSocat();
+    if (socatPath.empty()) {
         std::fprintf(stderr,
                      "bench_relay_vs_socat: socat is not installed (tools/install-deps.sh installs it);\n"
                      "nothing to compare Tarvoline's relay with.\n");
         return 1;
     }
 
+    double load[3] = {0, 0, 0};
+    ::getloadavg(load, 3);
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     std::printf("Host-mode relay between two pseudo-terminal pairs: Tarvoline %zu MiB, socat %zu MiB each way, "
-                "%d one-byte round trips\n\n",
+                "%d one-byte round trips each\n",
                 sizes.tarvoline >> 20, sizes.socat >> 20, sizes.trips);
+    std::printf("machine: %u cores, load average %.2f%s\n\n", cores, load[0],
+                load[0] > cores ? " (busy: tails of the round trips reflect the scheduler, not the relays)" : "");
     std::fflush(stdout);
-    const Figures bare = runBare(sizes.trips);
-    const TarvolineRun t = runTarvoline(sizes);
-    const SocatRun s = runSocat(socat, sizes);
-    if (!t.failure.empty() || !t.figures.ok) {
-        std::fprintf(stderr, "Tarvoline: %s\n", t.failure.empty() ? "bytes did not arrive intact" : t.failure.c_str());
-        return 1;
-    }
-    if (!s.failure.empty() || !s.figures.ok) {
-        std::fprintf(stderr, "socat: %s\n", s.failure.empty() ? "bytes did not arrive intact" : s.failure.c_str());
-        return 1;
-    }
-    const Figures& tf = t.figures;
-    const Figures& sf = s.figures;
-    std::printf("%-34s %12s %12s %10s\n", "", "Tarvoline", "socat", "ratio");
-    std::printf("%-34s %12.2f %12.2f %10.3f\n", "throughput one way (MB/s)", tf.oneWay, sf.oneWay, tf.oneWay / sf.oneWay);
-    std::printf("%-34s %12.2f %12.2f %10.3f\n", "throughput both ways (MB/s)", tf.bothWays, sf.bothWays,
+
+    Tarvoline t;
+    Socat s(socatPath);
+    BarePair bare;
+    if (!t.failure.empty()) { std::fprintf(stderr, "Tarvoline: %s\n", t.failure.c_str()); return 1; }
+    if (!s.failure.empty()) { std::fprintf(stderr, "socat: %s\n", s.failure.c_str()); return 1; }
+    if (bare.ends.a < 0) { std::fprintf(stderr, "cannot open a pseudo-terminal pair\n"); return 1; }
+
+    Figures& tf = t.ends.figures;
+    Figures& sf = s.ends.figures;
+    throughput(t.ends.a, t.ends.b, sizes.tarvoline, tf);
+    throughput(s.ends.a, s.ends.b, sizes.socat, sf);
+    roundTripsInTurns({&bare.ends, &t.ends, &s.ends}, sizes.trips);
+    const Figures& bf = bare.ends.figures;
+    for (const Ends* e : {&t.ends, &s.ends, &bare.ends})
+        if (!e->figures.ok) {
+            std::fprintf(stderr, "%s: bytes did not arrive intact\n", e->name);
+            return 1;
+        }
+
+    std::printf("%-36s %12s %12s %10s %10s\n", "", "Tarvoline", "socat", "ratio", "bare pair");
+    std::printf("%-36s %12.2f %12.2f %10.3f\n", "throughput one way (MB/s)", tf.oneWay, sf.oneWay, tf.oneWay / sf.oneWay);
+    std::printf("%-36s %12.2f %12.2f %10.3f\n", "throughput both ways (MB/s)", tf.bothWays, sf.bothWays,
                 tf.bothWays / sf.bothWays);
-    std::printf("%-34s %12.1f %12.1f\n", "1-byte round trip p50 (us)", tf.p50, sf.p50);
-    std::printf("%-34s %12.1f %12.1f\n", "1-byte round trip p99 (us)", tf.p99, sf.p99);
-    std::printf("%-34s %12.1f %12.1f\n", "  added over a bare pair, p50 (us)", tf.p50 - bare.p50, sf.p50 - bare.p50);
-    std::printf("%-34s %12.1f %12.1f\n", "  added over a bare pair, p99 (us)", tf.p99 - bare.p99, sf.p99 - bare.p99);
-    std::printf("bare pseudo-terminal pair round trip: p50 %.1f us, p99 %.1f us\n", bare.p50, bare.p99);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p50 (us)", tf.p50, sf.p50, "", bf.p50);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p90 (us)", tf.p90, sf.p90, "", bf.p90);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p99 (us)", tf.p99, sf.p99, "", bf.p99);
+    std::printf("%-36s %12.1f %12.1f\n", "  added over the bare pair, p50 (us)", tf.p50 - bf.p50, sf.p50 - bf.p50);
+    std::printf("%-36s %12.1f %12.1f\n", "  added over the bare pair, p99 (us)", tf.p99 - bf.p99, sf.p99 - bf.p99);
     std::printf("Tarvoline's UI thread: %llu ticks in %llu slices, %llu posted calls\n\n",
-                static_cast<unsigned long long>(t.ticks), static_cast<unsigned long long>(t.slices),
-                static_cast<unsigned long long>(t.posts));
+                static_cast<unsigned long long>(t.ticks()), static_cast<unsigned long long>(t.slices()),
+                static_cast<unsigned long long>(t.posts()));
 
     const double ratio = std::min(tf.oneWay / sf.oneWay, tf.bothWays / sf.bothWays);
     std::printf("goal: throughput at least 1/10 of socat's     %s (worst ratio %.3f)\n",
