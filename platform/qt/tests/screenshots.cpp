@@ -1,12 +1,24 @@
-// Renders the splash and the main window (at rest, in a run, in review) to PNG
-// files in the folder given, on a real X server (run under xvfb-run).
-#include <QApplication>
-#include <QDir>
-#include <QTest>
-#include <cstdio>
+// Renders the splash, the main window (at rest, in a run, in review), the
+// Setup dialog and Setup's port failure message to PNG files in the folder
+// given, on a real X server (run under xvfb-run).
+#include <stdlib.h>
 
+#include <QApplication>
+#include <QAbstractButton>
+#include <QDir>
+#include <QMessageBox>
+#include <QMetaObject>
+#include <QTest>
+#include <QTimer>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "components/serial/device_rule.h"
 #include "platform/qt/form_view.h"
 #include "platform/qt/qt_program.h"
+#include "setup/frm_setup.h"
 #include "shell/frm_main.h"
 
 namespace {
@@ -21,6 +33,88 @@ bool save(QWidget& window, const QDir& folder, const char* name) {
     }
     std::printf("%s %dx%d\n", qPrintable(file), shot.width(), shot.height());
     return true;
+}
+
+// Saves the next modal window that opens (a message box) and closes it.
+void saveNextModal(const QDir& folder, const char* name, bool& saved) {
+    auto* poll = new QTimer;
+    int tries = 0;
+    QObject::connect(poll, &QTimer::timeout, [=, &saved]() mutable {
+        QWidget* box = QApplication::activeModalWidget();
+        if (!box && ++tries < 100) return;
+        poll->stop();
+        poll->deleteLater();
+        if (!box) {
+            std::fprintf(stderr, "no message box came up for %s\n", name);
+            return;
+        }
+        saved = save(*box, folder, name);
+        auto* message = qobject_cast<QMessageBox*>(box);
+        QAbstractButton* ok = message ? message->button(QMessageBox::Ok) : nullptr;
+        if (ok) ok->click();
+        else box->close();
+    });
+    poll->start(50);
+}
+
+// The program on this system's port rule, with the device folder and the
+// virtual-port folder an empty temporary folder: no real device is touched.
+struct ProgramWithoutDevices {
+    explicit ProgramWithoutDevices(const std::string& folder) {
+        tvl::Poster poster = [this](std::function<void()> event) {
+            QMetaObject::invokeMethod(
+                &desktop, [this, event = std::move(event)] { desktop.dispatch(event); }, Qt::QueuedConnection);
+        };
+        devices = std::make_unique<tvl::SystemDevices>(poster, folder, folder);
+        tvl::ProgramParts parts;
+        parts.platform = &desktop;
+        parts.line1 = parts.line2 = devices.get();
+        program = std::make_unique<tvl::Program>(std::move(parts));
+    }
+    ~ProgramWithoutDevices() {
+        if (program->frmSetup) desktop.formUnloaded(*program->frmSetup);
+        if (program->FrmMain) desktop.formUnloaded(*program->FrmMain);
+        if (program->frmSplash) desktop.formUnloaded(*program->frmSplash);
+        program.reset();
+    }
+    tvl::QtDesktop desktop;
+    std::unique_ptr<tvl::SystemDevices> devices;
+    std::unique_ptr<tvl::Program> program;
+};
+
+// The Setup dialog as it opens, then its message for a port number whose
+// device is missing.
+bool setupShots(const QDir& folder) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tvl-shots-XXXXXX").string();
+    if (!::mkdtemp(pattern.data())) return false;
+    bool ok = true;
+    {
+        ProgramWithoutDevices p(pattern);
+        p.desktop.popupHook = [](tvl::Menu&) {};
+        tvl::Program& program = *p.program;
+        tvl::Main(program);
+        p.desktop.dispatch([&] { program.frmSplash->Image1->Click(); });
+        p.desktop.dispatch([&] { tvl::mnuSetup_Click(program); });
+        tvl::FormView* setup = program.frmSetup ? p.desktop.view(*program.frmSetup) : nullptr;
+        if (!setup) {
+            std::fprintf(stderr, "Setup did not come up\n");
+            ok = false;
+        } else {
+            ok = save(*setup, folder, "setup.png") && ok;
+            p.desktop.dispatch([&] {
+                program.frmSetup->txtComPort[0]->setText("7");
+                program.frmSetup->txtComPort[1]->setText("8");
+            });
+            ok = save(*setup, folder, "setup_port7.png") && ok;
+            bool saved = false;
+            saveNextModal(folder, "setup_failure.png", saved);
+            p.desktop.dispatch([&] { program.frmSetup->cmdOK->Click(); });
+            ok = saved && ok;
+            if (program.frmSetup) p.desktop.dispatch([&] { program.frmSetup->cmdCancel->Click(); });
+        }
+    }
+    std::filesystem::remove_all(pattern);
+    return ok;
 }
 
 }  // namespace
@@ -69,5 +163,7 @@ int main(int argc, char** argv) {
 
     main.resize(main.width() * 3 / 2, main.height() * 3 / 2);
     ok = save(main, folder, "main_large.png") && ok;
+
+    ok = setupShots(folder) && ok;
     return ok ? 0 : 1;
 }

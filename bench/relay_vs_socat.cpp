@@ -1,0 +1,535 @@
+// Tarvoline's Host-mode relay beside socat, in one run, over the same kind of
+// line: two pseudo-terminal pairs, a client program on the free end of each.
+//
+//   Tarvoline  the whole headless program, Setup in Host mode on virtual ports
+//              901 and 902, Start; a user-interface thread runs what the line
+//              threads post and drives tmrTarvoline with the desktop's
+//              TimerDriver (ticks back to back while bytes wait, a readable
+//              port brings the next slice forward at once).
+//   socat      socat -b 65536 PTY,link=A,raw,echo=0 PTY,link=B,raw,echo=0
+//
+// Figures: throughput one way (A to B) and both ways at once, in MB/s; the
+// round trip of one byte (written at A, echoed by the client at B, read back
+// at A), p50 and p99, and what either relay adds to the round trip over one
+// bare pseudo-terminal pair. Goals are printed beside the figures.
+//
+//   build/bin/bench_relay_vs_socat [--tarvoline-mb N] [--socat-mb N] [--trips N]
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "components/serial/device_rule.h"
+#include "components/serial/virtual_port.h"
+#include "line/start_stop.h"
+#include "line/transfer_pump.h"
+#include "platform/quiet_platform.h"
+#include "platform/timer_driver.h"
+#include "setup/frm_setup.h"
+#include "shell/frm_main.h"
+#include "shell/program.h"
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using namespace tvl;
+
+// ---- the clients at the free ends
+
+int openRaw(const std::string& path) {
+    const int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) return -1;
+    termios t{};
+    tcgetattr(fd, &t);
+    cfmakeraw(&t);
+    t.c_cc[VMIN] = 1;
+    t.c_cc[VTIME] = 0;
+    tcsetattr(fd, TCSANOW, &t);
+    return fd;
+}
+
+bool writeAll(int fd, const char* data, std::size_t size) {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t n = ::write(fd, data + done, std::min<std::size_t>(65536, size - done));
+        if (n > 0) done += static_cast<std::size_t>(n);
+        else if (n < 0 && errno != EINTR && errno != EAGAIN) return false;
+    }
+    return true;
+}
+
+// Reads exactly size bytes, giving up after the limit; whether they all came
+// and were the expected ones.
+bool readExpect(int fd, const std::string& expected, std::chrono::seconds limit) {
+    const auto end = Clock::now() + limit;
+    std::vector<char> buffer(65536);
+    std::size_t got = 0;
+    bool same = true;
+    while (got < expected.size()) {
+        if (Clock::now() > end) return false;
+        pollfd p{fd, POLLIN, 0};
+        if (::poll(&p, 1, 100) <= 0) continue;
+        const ssize_t n = ::read(fd, buffer.data(), std::min(buffer.size(), expected.size() - got));
+        if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+        if (n <= 0) return false;
+        same = same && std::memcmp(buffer.data(), expected.data() + got, static_cast<std::size_t>(n)) == 0;
+        got += static_cast<std::size_t>(n);
+    }
+    return same;
+}
+
+std::string pattern(std::size_t n, unsigned seed) {
+    std::string out(n, '\0');
+    unsigned x = seed * 2654435761u + 1;
+    for (char& c : out) {
+        x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+        c = static_cast<char>(x & 0xFF);
+    }
+    return out;
+}
+
+struct Figures {
+    double oneWay = 0;    // MB/s
+    double bothWays = 0;  // MB/s, the two directions together
+    double p50 = 0, p90 = 0, p99 = 0;  // microseconds, one-byte round trip
+    bool ok = true;
+};
+
+// The time to move size bytes from a to b: MB/s, or nullopt when they did not arrive intact.
+std::optional<double> oneWay(int a, int b, std::size_t size) {
+    const std::string data = pattern(size, 1);
+    const auto start = Clock::now();
+    std::thread writer([&] { writeAll(a, data.data(), data.size()); });
+    const bool ok = readExpect(b, data, std::chrono::seconds(120));
+    writer.join();
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    if (!ok) return std::nullopt;
+    return size / seconds / 1e6;
+}
+
+std::optional<double> bothWays(int a, int b, std::size_t size) {
+    const std::string ab = pattern(size, 2), ba = pattern(size, 3);
+    const auto start = Clock::now();
+    std::thread writeA([&] { writeAll(a, ab.data(), ab.size()); });
+    std::thread writeB([&] { writeAll(b, ba.data(), ba.size()); });
+    bool okB = false;
+    std::thread readB([&] { okB = readExpect(b, ab, std::chrono::seconds(120)); });
+    const bool okA = readExpect(a, ba, std::chrono::seconds(120));
+    readB.join();
+    writeA.join();
+    writeB.join();
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    if (!okA || !okB) return std::nullopt;
+    return 2.0 * size / seconds / 1e6;
+}
+
+// One byte written at a, echoed by a client at b, read back at a; round trips
+// in microseconds, sorted. Empty when a byte did not come back.
+std::vector<double> roundTrips(int a, int b, int count) {
+    std::atomic<bool> stop{false};
+    std::thread echo([&] {
+        char c;
+        while (!stop) {
+            pollfd p{b, POLLIN, 0};
+            if (::poll(&p, 1, 50) <= 0) continue;
+            if (::read(b, &c, 1) == 1) writeAll(b, &c, 1);
+        }
+    });
+    std::vector<double> out;
+    for (int i = 0; i < count; ++i) {
+        const char c = static_cast<char>(i);
+        const auto start = Clock::now();
+        writeAll(a, &c, 1);
+        pollfd p{a, POLLIN, 0};
+        char back = 0;
+        if (::poll(&p, 1, 2000) <= 0 || ::read(a, &back, 1) != 1 || back != c) {
+            out.clear();
+            break;
+        }
+        out.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+    }
+    stop = true;
+    echo.join();
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+double percentile(const std::vector<double>& sorted, double q) {
+    if (sorted.empty()) return 0;
+    return sorted[std::min(sorted.size() - 1, static_cast<std::size_t>(q * sorted.size()))];
+}
+
+struct Sizes {
+    std::size_t tarvoline = 8u << 20;
+    std::size_t socat = 64u << 20;
+    int trips = 2000;
+};
+
+// Throughput one way and both ways; false when bytes did not arrive intact.
+bool throughput(int a, int b, std::size_t size, Figures& f) {
+    for (int warm : {0, 1}) {  // a short run first, then the one that counts
+        const auto w = oneWay(a, b, warm ? size : 4096);
+        if (!w) return f.ok = false;
+        f.oneWay = *w;
+    }
+    const auto both = bothWays(a, b, size);
+    if (!both) return f.ok = false;
+    f.bothWays = *both;
+    return true;
+}
+
+// The free ends of one relay (or of one bare pair), and its round trips so far.
+struct Ends {
+    explicit Ends(const char* n) : name(n) {}
+    const char* name;
+    int a = -1, b = -1;
+    std::vector<double> trips;
+    Figures figures;
+};
+
+// Round trips through every relay in turns, so that load coming and going on
+// the machine falls on all of them alike.
+void roundTripsInTurns(std::vector<Ends*> relays, int trips) {
+    const int turns = 10;
+    for (int turn = 0; turn < turns; ++turn)
+        for (Ends* e : relays) {
+            if (!e->figures.ok) continue;
+            const auto some = roundTrips(e->a, e->b, trips / turns);
+            if (some.empty()) e->figures.ok = false;
+            e->trips.insert(e->trips.end(), some.begin(), some.end());
+        }
+    for (Ends* e : relays) {
+        std::sort(e->trips.begin(), e->trips.end());
+        e->figures.p50 = percentile(e->trips, 0.50);
+        e->figures.p90 = percentile(e->trips, 0.90);
+        e->figures.p99 = percentile(e->trips, 0.99);
+    }
+}
+
+// ---- the user-interface thread of the headless program
+
+// An event loop: runs what other threads post as soon as it is posted, and
+// drives the pump's timer as the desktop does: a slice of ticks when due, the
+// next slice at once while bytes wait, after the Interval when none do, and at
+// once when a port reports bytes.
+class EventLoop {
+public:
+    Poster poster() {
+        return [this](std::function<void()> call) {
+            {
+                std::lock_guard lock(mutex_);
+                posted_.push_back(std::move(call));
+            }
+            wake_.notify_one();
+        };
+    }
+
+    void drive(TimerDriver& driver) { driver_ = &driver; }
+    // A port reported bytes (runs on this loop's thread, from a posted call).
+    void readable() {
+        if (driver_ && driver_->readable()) due_ = Clock::now();
+    }
+    void timerEnabled() { due_ = Clock::now(); }
+
+    void run(const std::atomic<bool>& stop) {
+        while (!stop) {
+            runPosted();
+            if (due_ && Clock::now() >= *due_) {
+                due_.reset();
+                switch (driver_->runSlice()) {
+                    case TimerDriver::Next::Now: due_ = Clock::now(); break;
+                    case TimerDriver::Next::Interval: due_ = Clock::now() + interval; break;
+                    case TimerDriver::Next::Stopped: break;
+                }
+                continue;
+            }
+            std::unique_lock lock(mutex_);
+            const auto ready = [&] { return !posted_.empty() || stop; };
+            if (due_) wake_.wait_until(lock, *due_, ready);
+            else wake_.wait_for(lock, std::chrono::milliseconds(50), ready);
+        }
+    }
+    void wake() { wake_.notify_one(); }
+
+    std::chrono::milliseconds interval{1};
+    std::uint64_t posts = 0;
+
+private:
+    void runPosted() {
+        std::deque<std::function<void()>> now;
+        {
+            std::lock_guard lock(mutex_);
+            now.swap(posted_);
+        }
+        posts += now.size();
+        for (auto& call : now) call();
+    }
+
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::deque<std::function<void()>> posted_;
+    TimerDriver* driver_ = nullptr;
+    std::optional<Clock::time_point> due_;
+};
+
+std::string makeFolder(const char* prefix) {
+    std::string pattern = (fs::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
+    const char* made = ::mkdtemp(pattern.data());
+    return made ? made : "";
+}
+
+// The headless program in a run: Setup in Host mode on virtual ports 901 and
+// 902, Start, its user-interface thread running until the object goes.
+class Tarvoline {
+public:
+    Tarvoline() : folder_(makeFolder("tvl-relay-")) {
+        devices_ = std::make_unique<SystemDevices>(loop_.poster(), folder_ + "/no-devices", folder_);
+        ProgramParts parts;
+        parts.platform = &platform_;
+        parts.line1 = devices_.get();
+        parts.line2 = devices_.get();
+        program_ = std::make_unique<Program>(std::move(parts));
+        Program& program = *program_;
+        Main(program);
+        program.frmSplash->Image1->Click();
+
+        // Setup as a user makes it: Host mode, ports 901 and 902, the default line.
+        mnuSetup_Click(program);
+        FrmSetup& setup = *program.frmSetup;
+        setup.optMode[1]->choose();
+        setup.txtComPort[0]->setText("901");
+        setup.txtComPort[1]->setText("902");
+        setup.cmdOK->Click();
+        if (!platform_.messages.empty() || !program.mscComControl1.PortOpen()) {
+            failure = platform_.messages.empty() ? "Setup did not open the ports" : platform_.messages.front();
+            return;
+        }
+        Timer& timer = *program.FrmMain->tmrTarvoline;
+        driver_ = std::make_unique<TimerDriver>(timer, [&program] { return bytesWaiting(program); });
+        loop_.drive(*driver_);
+        loop_.interval = std::chrono::milliseconds(std::max(1, timer.Interval));
+        program.mscComControl1.OnReadable = [this] { loop_.readable(); };
+        program.mscComControl2.OnReadable = [this] { loop_.readable(); };
+        program.FrmMain->mnuStartStop->Click();
+        if (program.state.RunState != 1 || !timer.Enabled) {
+            failure = "Start did not start the run";
+            return;
+        }
+        loop_.timerEnabled();
+        // From here on only the loop's thread touches the program.
+        ui_ = std::thread([this] { loop_.run(stop_); });
+        ends.a = openRaw(virtualPortPath(folder_, 901));
+        ends.b = openRaw(virtualPortPath(folder_, 902));
+        if (ends.a < 0 || ends.b < 0) failure = "cannot open the virtual ports' published ends";
+    }
+
+    ~Tarvoline() {
+        if (ends.a >= 0) ::close(ends.a);
+        if (ends.b >= 0) ::close(ends.b);
+        if (ui_.joinable()) {
+            stop_ = true;
+            loop_.wake();
+            ui_.join();
+            program_->FrmMain->mnuStartStop->Click();
+        }
+        program_->mscComControl1.OnReadable = nullptr;
+        program_->mscComControl2.OnReadable = nullptr;
+        program_->mscComControl1.setPortOpen(false);
+        program_->mscComControl2.setPortOpen(false);
+        program_.reset();
+        fs::remove_all(folder_);
+    }
+
+    std::uint64_t ticks() const { return driver_ ? driver_->ticks : 0; }
+    std::uint64_t slices() const { return driver_ ? driver_->slices : 0; }
+    std::uint64_t posts() const { return loop_.posts; }
+
+    Ends ends{Ends("Tarvoline")};
+    std::string failure;
+
+private:
+    std::string folder_;
+    EventLoop loop_;
+    QuietPlatform platform_;
+    std::unique_ptr<SystemDevices> devices_;
+    std::unique_ptr<Program> program_;
+    std::unique_ptr<TimerDriver> driver_;
+    std::atomic<bool> stop_{false};
+    std::thread ui_;
+};
+
+// ---- socat
+
+std::string findSocat() {
+    const char* path = std::getenv("PATH");
+    std::string dirs = path ? path : "/usr/bin:/bin";
+    std::size_t start = 0;
+    while (start <= dirs.size()) {
+        const std::size_t end = std::min(dirs.find(':', start), dirs.size());
+        const fs::path candidate = fs::path(dirs.substr(start, end - start)) / "socat";
+        if (::access(candidate.c_str(), X_OK) == 0) return candidate.string();
+        start = end + 1;
+    }
+    return {};
+}
+
+class Socat {
+public:
+    explicit Socat(const std::string& socat) : folder_(makeFolder("tvl-socat-")) {
+        const std::string linkA = folder_ + "/A", linkB = folder_ + "/B";
+        std::vector<std::string> args = {socat, "-b", "65536", "PTY,link=" + linkA + ",raw,echo=0",
+                                         "PTY,link=" + linkB + ",raw,echo=0"};
+        std::vector<char*> argv;
+        for (auto& s : args) argv.push_back(s.data());
+        argv.push_back(nullptr);
+        if (::posix_spawn(&pid_, socat.c_str(), nullptr, nullptr, argv.data(), environ) != 0) {
+            pid_ = 0;
+            failure = "cannot start " + socat;
+            return;
+        }
+        const auto end = Clock::now() + std::chrono::seconds(5);
+        while (!(fs::exists(linkA) && fs::exists(linkB)) && Clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ends.a = openRaw(linkA);
+        ends.b = openRaw(linkB);
+        if (ends.a < 0 || ends.b < 0) failure = "socat's pseudo-terminals did not appear";
+    }
+    ~Socat() {
+        if (ends.a >= 0) ::close(ends.a);
+        if (ends.b >= 0) ::close(ends.b);
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            ::waitpid(pid_, nullptr, 0);
+        }
+        fs::remove_all(folder_);
+    }
+
+    Ends ends{Ends("socat")};
+    std::string failure;
+
+private:
+    std::string folder_;
+    pid_t pid_ = 0;
+};
+
+// ---- one bare pseudo-terminal pair, for what a relay adds to a round trip
+
+class BarePair {
+public:
+    BarePair() {
+        int master = -1, slave = -1;
+        if (::openpty(&master, &slave, nullptr, nullptr, nullptr) != 0) return;
+        termios t{};
+        tcgetattr(slave, &t);
+        cfmakeraw(&t);
+        tcsetattr(slave, TCSANOW, &t);
+        ends.a = slave;
+        ends.b = master;
+    }
+    ~BarePair() {
+        if (ends.a >= 0) ::close(ends.a);
+        if (ends.b >= 0) ::close(ends.b);
+    }
+    Ends ends{Ends("bare pair")};
+};
+
+void usage() {
+    std::fprintf(stderr, "usage: bench_relay_vs_socat [--tarvoline-mb N] [--socat-mb N] [--trips N]\n");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Sizes sizes;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (i + 1 >= argc) { usage(); return 2; }
+        const long value = std::strtol(argv[++i], nullptr, 10);
+        if (value <= 0) { usage(); return 2; }
+        if (arg == "--tarvoline-mb") sizes.tarvoline = static_cast<std::size_t>(value) << 20;
+        else if (arg == "--socat-mb") sizes.socat = static_cast<std::size_t>(value) << 20;
+        else if (arg == "--trips") sizes.trips = static_cast<int>(value);
+        else { usage(); return 2; }
+    }
+    ::signal(SIGPIPE, SIG_IGN);
+
+    const std::string socatPath = findSocat();
+    if (socatPath.empty()) {
+        std::fprintf(stderr,
+                     "bench_relay_vs_socat: socat is not installed (tools/install-deps.sh installs it);\n"
+                     "nothing to compare Tarvoline's relay with.\n");
+        return 1;
+    }
+
+    double load[3] = {0, 0, 0};
+    ::getloadavg(load, 3);
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    std::printf("Host-mode relay between two pseudo-terminal pairs: Tarvoline %zu MiB, socat %zu MiB each way, "
+                "%d one-byte round trips each\n",
+                sizes.tarvoline >> 20, sizes.socat >> 20, sizes.trips);
+    std::printf("machine: %u cores, load average %.2f%s\n\n", cores, load[0],
+                load[0] > cores ? " (busy: tails of the round trips reflect the scheduler, not the relays)" : "");
+    std::fflush(stdout);
+
+    Tarvoline t;
+    Socat s(socatPath);
+    BarePair bare;
+    if (!t.failure.empty()) { std::fprintf(stderr, "Tarvoline: %s\n", t.failure.c_str()); return 1; }
+    if (!s.failure.empty()) { std::fprintf(stderr, "socat: %s\n", s.failure.c_str()); return 1; }
+    if (bare.ends.a < 0) { std::fprintf(stderr, "cannot open a pseudo-terminal pair\n"); return 1; }
+
+    Figures& tf = t.ends.figures;
+    Figures& sf = s.ends.figures;
+    throughput(t.ends.a, t.ends.b, sizes.tarvoline, tf);
+    throughput(s.ends.a, s.ends.b, sizes.socat, sf);
+    roundTripsInTurns({&bare.ends, &t.ends, &s.ends}, sizes.trips);
+    const Figures& bf = bare.ends.figures;
+    for (const Ends* e : {&t.ends, &s.ends, &bare.ends})
+        if (!e->figures.ok) {
+            std::fprintf(stderr, "%s: bytes did not arrive intact\n", e->name);
+            return 1;
+        }
+
+    std::printf("%-36s %12s %12s %10s %10s\n", "", "Tarvoline", "socat", "ratio", "bare pair");
+    std::printf("%-36s %12.2f %12.2f %10.3f\n", "throughput one way (MB/s)", tf.oneWay, sf.oneWay, tf.oneWay / sf.oneWay);
+    std::printf("%-36s %12.2f %12.2f %10.3f\n", "throughput both ways (MB/s)", tf.bothWays, sf.bothWays,
+                tf.bothWays / sf.bothWays);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p50 (us)", tf.p50, sf.p50, "", bf.p50);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p90 (us)", tf.p90, sf.p90, "", bf.p90);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p99 (us)", tf.p99, sf.p99, "", bf.p99);
+    std::printf("%-36s %12.1f %12.1f\n", "  added over the bare pair, p50 (us)", tf.p50 - bf.p50, sf.p50 - bf.p50);
+    std::printf("%-36s %12.1f %12.1f\n", "  added over the bare pair, p99 (us)", tf.p99 - bf.p99, sf.p99 - bf.p99);
+    std::printf("Tarvoline's UI thread: %llu ticks in %llu slices, %llu posted calls\n\n",
+                static_cast<unsigned long long>(t.ticks()), static_cast<unsigned long long>(t.slices()),
+                static_cast<unsigned long long>(t.posts()));
+
+    const double ratio = std::min(tf.oneWay / sf.oneWay, tf.bothWays / sf.bothWays);
+    std::printf("goal: throughput at least 1/10 of socat's     %s (worst ratio %.3f)\n",
+                ratio >= 0.1 ? "met" : "NOT MET", ratio);
+    std::printf("goal: p99 one-byte round trip under 1 ms      %s (%.1f us)\n",
+                tf.p99 < 1000 ? "met" : "NOT MET", tf.p99);
+    return 0;
+}
