@@ -21,6 +21,10 @@ constexpr auto kModemInterval = std::chrono::milliseconds(10);
 constexpr auto kHungRetry = std::chrono::milliseconds(250);
 // On close, queued output gets this long to reach the fd.
 constexpr auto kCloseDrain = std::chrono::milliseconds(100);
+// The pump writes one byte per tick and port. Woken for the first byte of a
+// run, the thread waits this long so that the run goes out in one write
+// instead of one system call and one thread switch per byte.
+constexpr auto kGatherOutput = std::chrono::microseconds(50);
 constexpr std::size_t kReadChunk = 64 * 1024;
 constexpr int kReadsPerWake = 16;
 
@@ -195,6 +199,7 @@ void PosixDevice::run() {
         if (fds[0].revents & POLLIN) {
             std::uint64_t count;
             [[maybe_unused]] auto got = ::read(wake_, &count, sizeof count);
+            if (!stop_ && !pending && outBufferCount() > 0) std::this_thread::sleep_for(kGatherOutput);
         }
         if (!hung) {
             if (fds[1].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL))
