@@ -455,6 +455,55 @@ void drawPortIcons() {
     port("port2.png", 2);
 }
 
+// The Setup dialog's picture buttons: a mark and a word on a raised face.
+void drawDialogButtons() {
+    auto button = [](const char* name, int w, int h, const char* word,
+                     const std::function<void(QPainter&, const QRectF&)>& mark) {
+        QImage image = canvas(w, h);
+        QPainter p(&image);
+        p.setRenderHint(QPainter::Antialiasing);
+        const QRectF face(0.5, 0.5, w - 1, h - 1);
+        p.setPen(QPen(QColor(0x6b, 0x78, 0x86), 1));
+        p.setBrush(vertical(face, QColor(0xf7, 0xf9, 0xfb), QColor(0xd5, 0xdc, 0xe4)));
+        p.drawRoundedRect(face, 4, 4);
+        const qreal side = h * 0.5;
+        const QRectF markArea(h * 0.3, (h - side) / 2, side, side);
+        mark(p, markArea);
+        QFont f(QStringLiteral("DejaVu Sans"));
+        f.setPixelSize(static_cast<int>(h * 0.36));
+        f.setBold(true);
+        p.setFont(f);
+        p.setPen(ink);
+        p.drawText(QRectF(markArea.right() + h * 0.2, 0, w - markArea.right() - h * 0.3, h),
+                   Qt::AlignVCenter | Qt::AlignLeft, QString::fromLatin1(word));
+        p.end();
+        save(image, name);
+    };
+    button("setup_ok.png", 97, 41, "OK", [](QPainter& p, const QRectF& r) {
+        p.setPen(QPen(QColor(0x2e, 0x8b, 0x3a), r.width() * 0.18, Qt::SolidLine, Qt::RoundCap,
+                      Qt::RoundJoin));
+        p.drawPolyline(QPolygonF({QPointF(r.left(), r.center().y()),
+                                  QPointF(r.left() + r.width() * 0.4, r.bottom()),
+                                  QPointF(r.right(), r.top())}));
+    });
+    button("setup_cancel.png", 97, 41, "Cancel", [](QPainter& p, const QRectF& r) {
+        p.setPen(QPen(QColor(0xb8, 0x2b, 0x2b), r.width() * 0.18, Qt::SolidLine, Qt::RoundCap));
+        p.drawLine(r.topLeft(), r.bottomRight());
+        p.drawLine(r.topRight(), r.bottomLeft());
+    });
+    button("setup_default.png", 80, 33, "Default", [](QPainter& p, const QRectF& r) {
+        p.setPen(QPen(teal.darker(130), r.width() * 0.16, Qt::SolidLine, Qt::RoundCap));
+        p.setBrush(Qt::NoBrush);
+        p.drawArc(r, 60 * 16, 300 * 16);
+        p.setBrush(teal.darker(130));
+        p.setPen(Qt::NoPen);
+        const QPointF tip(r.center().x() + r.width() * 0.25, r.top() + r.height() * 0.07);
+        p.drawPolygon(QPolygonF({tip + QPointF(-r.width() * 0.3, -r.height() * 0.12),
+                                 tip + QPointF(r.width() * 0.12, -r.height() * 0.3),
+                                 tip + QPointF(r.width() * 0.05, r.height() * 0.22)}));
+    });
+}
+
 void drawCursor() {
     QImage image = canvas(32, 32);
     QPainter p(&image);
@@ -644,6 +693,7 @@ int main(int argc, char** argv) {
     drawLamps();
     drawSwitches();
     drawPortIcons();
+    drawDialogButtons();
     drawCursor();
     drawSplash();
     drawBackground("main_background.jpg", QColor(0x66, 0x80, 0x96), 16);

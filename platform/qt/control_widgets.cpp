@@ -1,5 +1,7 @@
 #include "platform/qt/control_widgets.h"
 
+#include <QIcon>
+
 #include <QAction>
 #include <QKeyEvent>
 #include <QMenu>
@@ -385,6 +387,14 @@ ButtonWidget::ButtonWidget(CommandButton& model, FormView& view, QWidget* parent
 void ButtonWidget::sync(bool) {
     syncCommon(*this, model_, view_);
     if (text() != latin1View(model_.Caption)) setText(latin1(model_.Caption));
+    // A picture button shows its picture over the whole face.
+    if (pictureShown_ != model_.Picture) {
+        pictureShown_ = model_.Picture;
+        const QPixmap picture = pictureShown_.empty() ? QPixmap() : QPixmap(view_.pictureFile(pictureShown_));
+        setIcon(QIcon(picture));
+        setIconSize(picture.size());
+        setFlat(!picture.isNull());
+    }
     if (isDefault() != model_.Default) setDefault(model_.Default);
 }
 

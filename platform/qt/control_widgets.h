@@ -173,6 +173,7 @@ public:
 private:
     CommandButton& model_;
     FormView& view_;
+    std::string pictureShown_;  // the picture file on the face, to load it once
 };
 
 class OptionWidget : public QRadioButton, public ControlView {
