@@ -74,19 +74,38 @@ std::string randomBytes(std::size_t n, unsigned seed) {
     return out;
 }
 
-TEST(HostRelayOverPseudoTerminals, AMegabyteEachWayArrivesOnceAndInOrder) {
-    const fs::path folder = fs::temp_directory_path() / ("tarvoline-e2e-" + std::to_string(::getpid()));
-    fs::create_directories(folder);
+// The whole program past its splash, both ports on this system's rule with
+// the virtual ports published in a folder of the test's own.
+struct VirtualPortRun {
+    explicit VirtualPortRun(const std::string& name)
+        : folder(fs::temp_directory_path() / (name + "-" + std::to_string(::getpid()))) {
+        fs::create_directories(folder);
+        devices = std::make_unique<SystemDevices>(ui.poster(), "/nonexistent-devices", folder.string());
+        ProgramParts parts;
+        parts.platform = &platform;
+        parts.line1 = devices.get();
+        parts.line2 = devices.get();
+        program = std::make_unique<Program>(std::move(parts));
+        Main(*program);
+        program->frmSplash->Image1->Click();
+    }
+    ~VirtualPortRun() {
+        program.reset();  // closes the ports, which unpublish their links
+        fs::remove_all(folder);
+    }
+    std::string link(int number) const { return (folder / ("com" + std::to_string(number))).string(); }
+
+    fs::path folder;
     UiLoop ui;
-    SystemDevices devices(ui.poster(), "/nonexistent-devices", folder.string());
     QuietPlatform platform;
-    ProgramParts parts;
-    parts.platform = &platform;
-    parts.line1 = &devices;
-    parts.line2 = &devices;
-    Program program(std::move(parts));
-    Main(program);
-    program.frmSplash->Image1->Click();
+    std::unique_ptr<SystemDevices> devices;
+    std::unique_ptr<Program> program;
+};
+
+TEST(HostRelayOverPseudoTerminals, AMegabyteEachWayArrivesOnceAndInOrder) {
+    VirtualPortRun run("tarvoline-e2e");
+    Program& program = *run.program;
+    UiLoop& ui = run.ui;
 
     program.state.OperationMode = 1;
     program.state.MonitorChoice = 2;
@@ -99,8 +118,8 @@ TEST(HostRelayOverPseudoTerminals, AMegabyteEachWayArrivesOnceAndInOrder) {
     mnuStartStop_Click(program);
     ASSERT_EQ(program.state.RunState, 1);
 
-    Client device1((folder / "com901").string());
-    Client device2((folder / "com902").string());
+    Client device1(run.link(901));
+    Client device2(run.link(902));
     ASSERT_TRUE(device1.ok() && device2.ok());
 
     const std::size_t size = 1 << 20;
@@ -119,9 +138,6 @@ TEST(HostRelayOverPseudoTerminals, AMegabyteEachWayArrivesOnceAndInOrder) {
     EXPECT_EQ(program.state.TransmitCount[0], static_cast<std::int64_t>(size));
     EXPECT_EQ(program.state.ReceiveCount[1], static_cast<std::int64_t>(size));
 
-    program.mscComControl1.setPortOpen(false);
-    program.mscComControl2.setPortOpen(false);
-    fs::remove_all(folder);
 }
 
 // The way a user makes a run: Setup in Host mode on two virtual ports, Start,
@@ -129,18 +145,10 @@ TEST(HostRelayOverPseudoTerminals, AMegabyteEachWayArrivesOnceAndInOrder) {
 // Stop. Relayed bytes are 0x00-0x7F and typed keys 0x80-0xFF, so the stream
 // at Port 2 can be taken apart again: each part must arrive whole and in order.
 TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
-    const fs::path folder = fs::temp_directory_path() / ("tarvoline-e2e-setup-" + std::to_string(::getpid()));
-    fs::create_directories(folder);
-    UiLoop ui;
-    SystemDevices devices(ui.poster(), "/nonexistent-devices", folder.string());
-    QuietPlatform platform;
-    ProgramParts parts;
-    parts.platform = &platform;
-    parts.line1 = &devices;
-    parts.line2 = &devices;
-    Program program(std::move(parts));
-    Main(program);
-    program.frmSplash->Image1->Click();
+    VirtualPortRun run("tarvoline-e2e-setup");
+    Program& program = *run.program;
+    UiLoop& ui = run.ui;
+    QuietPlatform& platform = run.platform;
 
     mnuSetup_Click(program);
     ASSERT_TRUE(program.frmSetup);
@@ -154,8 +162,8 @@ TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
     program.FrmMain->mnuStartStop->Click();
     ASSERT_EQ(program.state.RunState, 1);
 
-    Client device1((folder / "com901").string());
-    Client device2((folder / "com902").string());
+    Client device1(run.link(901));
+    Client device2(run.link(902));
     ASSERT_TRUE(device1.ok() && device2.ok());
     const std::size_t size = 200000;
     std::string toPort2 = randomBytes(size, 11), toPort1 = randomBytes(size, 12);
@@ -189,7 +197,6 @@ TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
     // counters count everything delivered.
     EXPECT_EQ(program.state.ReceiveCount[0], static_cast<std::int64_t>(size + typed.size()));
     EXPECT_EQ(program.state.ReceiveCount[1], static_cast<std::int64_t>(size));
-    fs::remove_all(folder);
 }
 
 }  // namespace
