@@ -36,12 +36,14 @@
 #include "setup/frm_setup.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/stores/store_test_util.h"
 
 namespace tvl {
 namespace {
 
 namespace fs = std::filesystem;
 using Record = std::pair<std::string, std::string>;
+using testing::utf8ToLatin1;
 
 // ---------------------------------------------------------------- the child
 
@@ -339,21 +341,6 @@ std::vector<Record> readTvl(const std::string& path, bool& torn) {
     }
     torn = file.TornTail();
     file.CloseStore();
-    return out;
-}
-
-std::string utf8ToLatin1(const char* s) {
-    std::string out;
-    for (const auto* p = reinterpret_cast<const unsigned char*>(s); *p; ++p) {
-        if (*p < 0x80) {
-            out.push_back(char(*p));
-        } else if ((*p & 0xE0) == 0xC0 && (p[1] & 0xC0) == 0x80) {
-            out.push_back(char(((*p & 0x1F) << 6) | (p[1] & 0x3F)));
-            ++p;
-        } else {
-            out += "<not latin-1>";
-        }
-    }
     return out;
 }
 

@@ -17,6 +17,7 @@ namespace tvl {
 namespace {
 
 using testing::ScratchFolder;
+using testing::utf8ToLatin1;
 using Row = std::vector<std::string>;
 using Sheet = std::vector<Row>;
 
@@ -25,21 +26,6 @@ struct Book {
     std::vector<std::string> names;
     std::vector<Sheet> sheets;
 };
-
-std::string utf8ToLatin1(const char* s) {
-    std::string out;
-    for (const auto* p = reinterpret_cast<const unsigned char*>(s); *p; ++p) {
-        if (*p < 0x80) {
-            out.push_back(char(*p));
-        } else if ((*p & 0xE0) == 0xC0 && (p[1] & 0xC0) == 0x80) {
-            out.push_back(char(((*p & 0x1F) << 6) | (p[1] & 0x3F)));
-            ++p;
-        } else {
-            out += "<not latin-1>";
-        }
-    }
-    return out;
-}
 
 // Reads with FreeXL; fails the test (and returns what it got) on an error.
 Book readWithFreeXL(const std::string& path) {

@@ -13,6 +13,23 @@
 
 namespace tvl::testing {
 
+// A text the xls readers give as UTF-8, back to one byte per character
+// (ISO-8859-1); a character beyond it shows as "<not latin-1>".
+inline std::string utf8ToLatin1(const char* s) {
+    std::string out;
+    for (const auto* p = reinterpret_cast<const unsigned char*>(s); *p; ++p) {
+        if (*p < 0x80) {
+            out.push_back(char(*p));
+        } else if ((*p & 0xE0) == 0xC0 && (p[1] & 0xC0) == 0x80) {
+            out.push_back(char(((*p & 0x1F) << 6) | (p[1] & 0x3F)));
+            ++p;
+        } else {
+            out += "<not latin-1>";
+        }
+    }
+    return out;
+}
+
 class ScratchFolder {
 public:
     ScratchFolder() {
