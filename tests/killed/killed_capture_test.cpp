@@ -16,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -537,7 +538,13 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
             expectKilledCapture(rows, k, KelXLSWorkbook::kMaxCellText);
             found[r++] = rows.size();
         }
-        EXPECT_EQ(found[0], found[1]) << "the readers disagree";
+        // Both readers hold every record whose append returned (checked above).
+        // The one record an append was writing when the kill came lies in the
+        // workbook's crash window, where one reader may see it and the other not.
+        if (k.wasInAppend)
+            EXPECT_LE(std::max(found[0], found[1]) - std::min(found[0], found[1]), 1u) << "the readers disagree";
+        else
+            EXPECT_EQ(found[0], found[1]) << "the readers disagree";
         total += k.appended.size();
         inAppend += k.wasInAppend;
         extra += found[0] - k.appended.size();
