@@ -431,8 +431,11 @@ std::vector<Record> readXlsWithXlrd(const std::string& path, std::string& error)
 }
 
 // `found` is what a reader saw past the head or titles: the appended records,
-// then at most the one under way.
-void expectKilledCapture(const std::vector<Record>& found, const Killed& k, std::size_t cellLimit) {
+// then at most the one under way. With blankPending, that one may also show as
+// a row of empty cells: a workbook killed inside an append can hold the row
+// without its texts (its known crash window, see docs/xls-format.md).
+void expectKilledCapture(const std::vector<Record>& found, const Killed& k, std::size_t cellLimit,
+                         bool blankPending = false) {
     const auto cut = [&](Record r) {
         r.first = r.first.substr(0, cellLimit);
         r.second = r.second.substr(0, cellLimit);
@@ -442,7 +445,7 @@ void expectKilledCapture(const std::vector<Record>& found, const Killed& k, std:
     for (std::size_t i = 0; i < k.appended.size(); ++i)
         ASSERT_EQ(found[i], cut(k.appended[i])) << "record " << i;
     ASSERT_LE(found.size(), k.appended.size() + (k.pending ? 1 : 0)) << "records nobody appended";
-    if (found.size() > k.appended.size()) {
+    if (found.size() > k.appended.size() && !(blankPending && found.back() == Record())) {
         EXPECT_EQ(found.back(), cut(*k.pending)) << "the record under way";
     }
 }
@@ -535,7 +538,7 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
             ASSERT_FALSE(rows.empty()) << "no titles";
             EXPECT_EQ(rows.front(), titles);
             rows.erase(rows.begin());
-            expectKilledCapture(rows, k, KelXLSWorkbook::kMaxCellText);
+            expectKilledCapture(rows, k, KelXLSWorkbook::kMaxCellText, true);
             found[r++] = rows.size();
         }
         // Both readers hold every record whose append returned (checked above).
