@@ -132,6 +132,7 @@ void KelXLSWorkbook::AppendRecord() {
             const std::uint64_t sheetAt = eofAt + 4;
             const std::string sheet = sheetStart(sheets);
             file_.write(sheetAt, sheet);
+            file_.commit(false);  // the sheet lies in the stream before anything points to it
             std::string bs;
             record(bs, kBoundsheet, boundsheet(sheets, std::uint32_t(sheetAt)));
             file_.write(slotAt_[sheets], bs);
@@ -140,8 +141,14 @@ void KelXLSWorkbook::AppendRecord() {
             eofAt = sheetAt + sheet.size() - 4;
             dimensionsAt = sheetAt + 20 + 4;
         }
+        // The old EOF stays until the row is whole in the stream: everything but
+        // the row's first record header goes in first, and that 4-byte header,
+        // written over the old EOF, makes the row visible in one step. A kill at
+        // any point leaves the sheet with its old rows or with the new one whole.
         const std::string cells = label(rows, 0, PortText1) + label(rows, 1, PortText2) + eofRecord();
-        file_.write(eofAt, cells);
+        file_.write(eofAt + 4, std::string_view(cells).substr(4));
+        file_.commit(false);
+        file_.write(eofAt, std::string_view(cells).substr(0, 4));
         newEofAt = eofAt + cells.size() - 4;
         ++rows;
         file_.write(dimensionsAt + 4, Bytes().u32(rows).s);
