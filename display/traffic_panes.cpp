@@ -1,6 +1,7 @@
 #include "display/traffic_panes.h"
 
 #include <charconv>
+#include <cstring>
 
 #include "capture/capture_writer.h"
 #include "convert/watch_data.h"
@@ -82,8 +83,15 @@ std::string hexForm(unsigned char code) {
 void setCaption(Frame& frame, std::string_view text, std::int64_t count) {
     char digits[24];
     const auto end = std::to_chars(digits, digits + sizeof digits, count).ptr;
-    frame.Caption.assign(text);
-    frame.Caption.append(digits, end);
+    const auto n = static_cast<std::size_t>(end - digits);
+    std::string& caption = frame.Caption;
+    // Twice a byte per port: where only the count moved, write just its digits.
+    if (caption.size() == text.size() + n && caption.compare(0, text.size(), text) == 0) {
+        std::memcpy(caption.data() + text.size(), digits, n);
+        return;
+    }
+    caption.assign(text);
+    caption.append(digits, end);
 }
 
 void txtCommunication_Change(Program& program, int Index) {

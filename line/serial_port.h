@@ -144,6 +144,10 @@ private:
     std::string settings_ = "9600,N,8,1";
     int handshaking_ = comNone;
     int inputLen_ = 0;
+    // Bytes taken from the device in one batch and not yet given out by Input:
+    // the pump takes one byte per tick, the device is asked once per batch.
+    std::string taken_;
+    std::size_t takenHead_ = 0;
     bool dtr_ = false;
     bool rts_ = false;
     int commEvent_ = 0;

@@ -49,6 +49,11 @@ public:
     static Clock steadyClock();
 
 private:
+    // Ticks faster than this are counted off between readings of the clock,
+    // up to kMaxStride of them: a slice overruns by at most that many ticks.
+    static constexpr std::chrono::nanoseconds kFastTick{1000};
+    static constexpr int kMaxStride = 16;
+
     Timer& timer_;
     std::function<bool()> bytesWaiting_;
     Clock clock_;

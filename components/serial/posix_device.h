@@ -85,13 +85,20 @@ private:
     std::atomic<std::uint32_t> modem_{0};
     bool modemLines_ = false;  // TIOCMGET works on this fd
 
-    mutable std::mutex inMutex_;
+    // The UI thread takes input and queues output a byte at a time while the
+    // line thread reads and writes in chunks: the counts are atomics so that
+    // asking costs no lock, and no lock is held across a system call.
+    std::mutex inMutex_;
     std::string in_;
     std::size_t inHead_ = 0;
+    std::atomic<std::size_t> inCount_{0};
 
-    mutable std::mutex outMutex_;
-    std::string out_;
-    std::size_t outHead_ = 0;
+    std::mutex outMutex_;
+    std::string out_;       // queued by write(), under outMutex_
+    std::string sending_;   // the line thread's: taken from out_, not yet written
+    std::size_t sendingHead_ = 0;
+    std::size_t lastBatch_ = 0;  // how many bytes sending_ took at once, last time
+    std::atomic<std::size_t> outCount_{0};  // out_ and the rest of sending_
 };
 
 }  // namespace tvl

@@ -1,5 +1,7 @@
 #include "line/serial_port.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <map>
 
 namespace tvl {
@@ -53,6 +55,8 @@ void SerialPort::setPortOpen(bool open) {
 }
 
 void SerialPort::close() {
+    taken_.clear();
+    takenHead_ = 0;
     if (!device_) return;
     openPorts().erase(device_->handle());
     device_.reset();
@@ -64,15 +68,24 @@ int SerialPort::CommID() const {
 }
 
 int SerialPort::InBufferCount() const {
-    return device_ ? static_cast<int>(device_->inBufferCount()) : 0;
+    return device_ ? static_cast<int>(taken_.size() - takenHead_ + device_->inBufferCount()) : 0;
 }
 
 std::string SerialPort::Input() {
     if (!device_) return {};
-    std::size_t want = device_->inBufferCount();
-    if (inputLen_ > 0 && want > static_cast<std::size_t>(inputLen_)) want = inputLen_;
-    std::string bytes(want, '\0');
-    bytes.resize(device_->read(bytes.data(), want));
+    std::size_t held = taken_.size() - takenHead_;
+    const std::size_t limit = inputLen_ > 0 ? static_cast<std::size_t>(inputLen_) : SIZE_MAX;
+    if (held < limit) {
+        taken_.erase(0, takenHead_);
+        takenHead_ = 0;
+        const std::size_t waiting = device_->inBufferCount();
+        taken_.resize(held + waiting);
+        held += device_->read(taken_.data() + held, waiting);
+        taken_.resize(held);
+    }
+    const std::size_t n = std::min(held, limit);
+    std::string bytes = taken_.substr(takenHead_, n);
+    takenHead_ += n;
     return bytes;
 }
 

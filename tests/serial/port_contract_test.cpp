@@ -144,7 +144,17 @@ TYPED_TEST(PortContract, InputTakesAtMostInputLenBytes) {
     EXPECT_EQ(port.Input(), "x");
     EXPECT_EQ(port.InBufferCount(), 2);
     EXPECT_EQ(port.Input(), "y");
+
+    // Bytes that arrive while earlier ones still wait count with them and come after them.
+    this->backend.send("uvw");
+    this->backend.settle([&] { return port.InBufferCount() == 4; });
     EXPECT_EQ(port.Input(), "z");
+    port.setInputLen(2);
+    EXPECT_EQ(port.Input(), "uv");
+    this->backend.send("123");
+    this->backend.settle([&] { return port.InBufferCount() == 4; });
+    port.setInputLen(0);
+    EXPECT_EQ(port.Input(), "w123");
     EXPECT_EQ(port.Input(), "");
     EXPECT_EQ(port.InBufferCount(), 0);
 }
@@ -184,8 +194,13 @@ TYPED_TEST(PortContract, ClosedPortHoldsLineLevelsAndDropsOutput) {
     }
 
     this->backend.send("left behind");
-    this->backend.settle([&] { return port.InBufferCount() > 0; });
+    this->backend.settle([&] { return port.InBufferCount() == 11; });
+    port.setInputLen(1);
+    EXPECT_EQ(port.Input(), "l");
     port.setPortOpen(false);
+    EXPECT_EQ(port.InBufferCount(), 0);
+    EXPECT_EQ(port.Input(), "");
+    this->open(port);  // a new run starts with nothing of the last one
     EXPECT_EQ(port.InBufferCount(), 0);
     EXPECT_EQ(port.Input(), "");
 }

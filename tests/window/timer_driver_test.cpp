@@ -19,19 +19,24 @@ struct Rig {
         timer->Tick = [this] {
             ++ticks;
             if (waiting > 0) --waiting;
-            now += 10us;
+            now += tickCost;
             if (stopAt && ticks == stopAt) timer->Enabled = false;
         };
     }
     TimerDriver driver() {
-        return TimerDriver(*timer, [this] { return waiting > 0; }, [this] { return now; });
+        return TimerDriver(*timer, [this] { return waiting > 0; }, [this] {
+            ++clockReads;
+            return now;
+        });
     }
     Form form{"FrmMain"};
     Timer* timer;
     int waiting = 0;
     int ticks = 0;
     int stopAt = 0;
+    std::chrono::nanoseconds tickCost = 10us;
     std::chrono::nanoseconds now{};
+    int clockReads = 0;
 };
 
 TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlices) {
@@ -96,6 +101,30 @@ TEST(TimerDriver, SliceLengthBoundsTheTicksOfASlice) {
     };
     d.runSlice();
     EXPECT_EQ(r.ticks, 101);
+}
+
+TEST(TimerDriver, FastTicksReadTheClockSeldomYetKeepTheSliceWhenTheyTurnSlow) {
+    Rig r;
+    TimerDriver d = r.driver();
+    r.tickCost = 100ns;
+    r.waiting = 1'000'000;
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Now);
+    // 4 ms of 100 ns ticks, give or take the ticks counted off between readings.
+    EXPECT_GE(r.ticks, 40'000);
+    EXPECT_LE(r.ticks, 40'016);
+    EXPECT_LT(r.clockReads, r.ticks / 8);
+
+    // Ticks that turn slow in the middle of a slice (a capture record written
+    // to disk) still end it: at most one stride of ticks past its length.
+    r.ticks = 0;
+    r.timer->Tick = [&] {
+        ++r.ticks;
+        --r.waiting;
+        r.now += r.ticks <= 20'000 ? 100ns : 1ms;
+    };
+    d.runSlice();
+    EXPECT_GE(r.ticks, 20'002);
+    EXPECT_LE(r.ticks, 20'000 + 16);
 }
 
 }  // namespace
