@@ -7,40 +7,29 @@
 
 #include <gtest/gtest.h>
 
-#include "components/serial/simulated_line.h"
 #include "components/stores/stores.h"
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct CaptureRun {
-    QuietPlatform platform;
-    SimulatedLines lines;
-    SimulatedLine line1{lines}, line2{lines};
-    std::unique_ptr<Program> program;
+struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
     fs::path folder = fs::temp_directory_path() / ("tarvoline-capture-" + std::to_string(::getpid()));
 
     CaptureRun() {
         fs::create_directories(folder);
         ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
         parts.makeTVL = makeKelTVL;
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
-        program->mscComControl1.setCommPort(1);
-        program->mscComControl2.setCommPort(2);
-        program->mscComControl1.setPortOpen(true);
-        program->mscComControl2.setPortOpen(true);
+        make(std::move(parts));
+        start();
+        openPorts();
     }
     ~CaptureRun() {
         program.reset();
@@ -59,10 +48,6 @@ struct CaptureRun {
         store.CloseStore();
         program->state.SavingMode = 3;
         program->state.MonitorChoice = 2;
-    }
-    void pump() {
-        Timer& timer = *program->FrmMain->tmrTarvoline;
-        while (timer.Enabled && bytesWaiting(*program)) timer.fire();
     }
     std::vector<std::pair<std::string, std::string>> records() {
         auto file = makeKelTVL();

@@ -7,12 +7,11 @@
 
 #include <gtest/gtest.h>
 
-#include "components/serial/simulated_line.h"
 #include "convert/conversion_dialogs.h"
-#include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
@@ -65,31 +64,13 @@ struct RowModel {
     }
 };
 
-struct HostLine {
-    QuietPlatform platform;
-    SimulatedLines lines;
-    SimulatedLine line1{lines}, line2{lines};
-    std::unique_ptr<Program> program;
-
+struct HostLine : testing::ProgramOnLines<QuietPlatform> {
     HostLine() {
-        ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
-        program->mscComControl1.setCommPort(1);
-        program->mscComControl2.setCommPort(2);
-        program->mscComControl1.setPortOpen(true);
-        program->mscComControl2.setPortOpen(true);
+        make();
+        start();
+        openPorts();
         program->state.OperationMode = 1;
         program->FrmMain->mnuStartStop->Click();
-    }
-
-    void drain() {
-        Timer& timer = *program->FrmMain->tmrTarvoline;
-        while (timer.Enabled && bytesWaiting(*program)) timer.fire();
     }
 
     // Opens the dialog, types the twenty boxes and presses OK.
@@ -163,7 +144,7 @@ TEST(ConversionProperty, HostModeSendsHoldsOrReplacesEveryByteAsTheRowsSay) {
             const std::string bytes[2] = {randomText(random, 60), randomText(random, 60)};
             host.line1.feed(bytes[0]);
             host.line2.feed(bytes[1]);
-            host.drain();
+            host.pump();
             for (int p = 0; p < 2; ++p) {
                 for (char c : bytes[p]) model[p].read(c);
                 readCount[p] += bytes[p].size();
@@ -257,7 +238,7 @@ TEST(ConversionDialog, RefusesRowsItCannotStoreAndNamesTheFirst) {
     EXPECT_EQ(s.MaxPresentLength[0], 2);
     EXPECT_EQ(s.MaxPresentLength[1], 0);
     host.line1.feed("ABCDE");
-    host.drain();
+    host.pump();
     EXPECT_EQ(host.line2.takeWritten(), "XCDE");
 }
 

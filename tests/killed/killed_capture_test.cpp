@@ -29,14 +29,13 @@
 #include <utility>
 #include <vector>
 
-#include "components/serial/simulated_line.h"
 #include "components/stores/keltvl_file.h"
 #include "components/stores/kelxls_workbook.h"
-#include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "setup/frm_setup.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 #include "tests/stores/store_test_util.h"
 
 namespace tvl {
@@ -147,18 +146,13 @@ std::string traffic(std::mt19937& random, std::size_t n) {
 // Runs in the child: never returns.
 [[noreturn]] void capturingChild(int fd, int savingOption, const std::string& file, unsigned seed) {
     const Reporter report(fd);
-    QuietPlatform platform;
-    SimulatedLines lines;
-    SimulatedLine line1{lines}, line2{lines};
+    testing::ProgramOnLines<QuietPlatform> run;
     ProgramParts parts;
-    parts.platform = &platform;
-    parts.line1 = &line1;
-    parts.line2 = &line2;
     parts.makeTVL = [&] { return std::make_unique<ReportingTVL>(report); };
     parts.makeXLS = [&] { return std::make_unique<ReportingXLS>(report); };
-    Program program(std::move(parts));
-    Main(program);
-    program.frmSplash->Image1->Click();
+    Program& program = run.make(std::move(parts));
+    QuietPlatform& platform = run.platform;
+    run.start();
 
     mnuSetup_Click(program);
     FrmSetup& setup = *program.frmSetup;
@@ -182,9 +176,9 @@ std::string traffic(std::mt19937& random, std::size_t n) {
     std::mt19937 random(seed);
     Timer& timer = *program.FrmMain->tmrTarvoline;
     for (;;) {
-        line1.feed(traffic(random, 20 + random() % 60));
-        line2.feed(traffic(random, 20 + random() % 60));
-        while (timer.Enabled && bytesWaiting(program)) timer.fire();
+        run.line1.feed(traffic(random, 20 + random() % 60));
+        run.line2.feed(traffic(random, 20 + random() % 60));
+        run.pump();
         if (!timer.Enabled || program.state.RunState != 1) {
             report.send('E', platform.messages.empty() ? "the run stopped" : platform.messages.front());
             ::_exit(1);

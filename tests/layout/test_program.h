@@ -1,15 +1,15 @@
 // A whole headless program over simulated lines, with a desktop that records
-// popups and the end of the process, started up to the main window.
+// popups and the end of the process, and the steps of the start-up sound.
 #pragma once
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "components/serial/simulated_line.h"
 #include "platform/platform.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl::testing {
 
@@ -29,30 +29,19 @@ public:
     int ends = 0;
 };
 
-struct TestProgram {
+struct TestProgram : ProgramOnLines<RecordingPlatform> {
     TestProgram() {
-        ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
-        program = std::make_unique<Program>(std::move(parts));
+        make();
         program->mciTarvoline.trace = [this](const std::string& step) { sound.push_back(step); };
     }
-    // Main, then a key on the splash: the main window after Form_Load and its first pass.
+    // The main window after Form_Load and its first pass, with no sound noted yet.
     FrmMain& start() {
-        Main(*program);
-        program->frmSplash->KeyPress(key);
+        FrmMain& main = ProgramOnLines::start();
         sound.clear();
-        return *program->FrmMain;
+        return main;
     }
 
-    RecordingPlatform platform;
-    SimulatedLines lines;
-    SimulatedLine line1{lines};
-    SimulatedLine line2{lines};
-    std::unique_ptr<Program> program;
     std::vector<std::string> sound;  // the steps given to mciTarvoline
-    int key = 13;
 };
 
 }  // namespace tvl::testing

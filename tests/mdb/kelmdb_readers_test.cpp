@@ -14,14 +14,13 @@
 #include <string>
 #include <vector>
 
-#include "components/serial/simulated_line.h"
 #include "components/stores/kelmdb_database.h"
 #include "components/stores/stores.h"
-#include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "setup/frm_setup.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace fs = std::filesystem;
 using tvl::KelMDBDatabase;
@@ -400,17 +399,12 @@ namespace {
 // gives a never-given column one blank), and Stop writes both panes.
 TEST_F(KelMDBFiles, ARunThroughSetupWritesThePaneRecordsWithTheirBlanks) {
     ASSERT_TRUE(mdbtoolsInstalled());
-    QuietPlatform platform;
-    SimulatedLines lines;
-    SimulatedLine line1{lines}, line2{lines};
+    testing::ProgramOnLines<QuietPlatform> run;
     ProgramParts parts;
-    parts.platform = &platform;
-    parts.line1 = &line1;
-    parts.line2 = &line2;
     parts.makeMDB = makeKelMDB;
-    Program program(std::move(parts));
-    Main(program);
-    program.frmSplash->Image1->Click();
+    Program& program = run.make(std::move(parts));
+    QuietPlatform& platform = run.platform;
+    run.start();
 
     mnuSetup_Click(program);
     FrmSetup& setup = *program.frmSetup;
@@ -423,14 +417,10 @@ TEST_F(KelMDBFiles, ARunThroughSetupWritesThePaneRecordsWithTheirBlanks) {
     ASSERT_TRUE(platform.messages.empty()) << platform.messages.front();
 
     program.FrmMain->mnuStartStop->Click();
-    Timer& timer = *program.FrmMain->tmrTarvoline;
-    auto pump = [&] {
-        while (timer.Enabled && bytesWaiting(program)) timer.fire();
-    };
-    line2.feed(std::string(200, 'a') + "\xE9");  // pane 1 reaches the limit first
-    pump();
-    line1.feed("xyz\r");
-    pump();
+    run.line2.feed(std::string(200, 'a') + "\xE9");  // pane 1 reaches the limit first
+    run.pump();
+    run.line1.feed("xyz\r");
+    run.pump();
     program.FrmMain->mnuStartStop->Click();
 
     std::vector<std::string> header;

@@ -14,14 +14,13 @@
 #include <utility>
 #include <vector>
 
-#include "components/serial/simulated_line.h"
 #include "components/stores/stores.h"
 #include "line/start_stop.h"
-#include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "review/review.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl::review_test {
 
@@ -97,35 +96,23 @@ private:
     fs::path path_;
 };
 
-struct ReviewRig {
+// The scratch folder comes first: the platform is told its name, and it is
+// removed only once the program is gone.
+struct WithScratch {
     Scratch scratch;
-    ReviewPlatform platform{scratch.folder() + "program"};
-    SimulatedLines lines;
-    SimulatedLine line1{lines}, line2{lines};
-    std::unique_ptr<Program> program;
+};
 
-    ReviewRig() {
+struct ReviewRig : WithScratch, testing::ProgramOnLines<ReviewPlatform> {
+    ReviewRig() : ProgramOnLines(scratch.folder() + "program") {
         ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
         parts.makeTVL = makeKelTVL;
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
-        program->mscComControl1.setCommPort(1);
-        program->mscComControl2.setCommPort(2);
-        program->mscComControl1.setPortOpen(true);
-        program->mscComControl2.setPortOpen(true);
+        make(std::move(parts));
+        start();
+        openPorts();
     }
 
     FrmMain& form() { return *program->FrmMain; }
     SharedState& state() { return program->state; }
-
-    void pump() {
-        Timer& timer = *program->FrmMain->tmrTarvoline;
-        while (timer.Enabled && bytesWaiting(*program)) timer.fire();
-    }
 
     // A capture as a run of the program writes it with "Save TVL" and "Monitor
     // Both": the head record takes the store's columns as they stand (`head`),

@@ -6,11 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include "components/serial/simulated_line.h"
 #include "platform/quiet_platform.h"
 #include "setup/frm_setup.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
@@ -76,25 +76,19 @@ struct SaveDialogLog : QuietPlatform {
     Calls folders, filters;
 };
 
-struct SetupRun {
-    SaveDialogLog platform;
-    SimulatedLines lines;
-    SimulatedLine line1{lines}, line2{lines};
+// The logs come first: the program's stores write to them until it is gone.
+struct StoreLogs {
     StoreLog tvl, mdb, xls;
-    std::unique_ptr<Program> program;
+};
 
+struct SetupRun : StoreLogs, testing::ProgramOnLines<SaveDialogLog> {
     SetupRun() {
         ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
         parts.makeTVL = [this] { return std::make_unique<NotingTVL>(tvl); };
         parts.makeMDB = [this] { return std::make_unique<NotingMDB>(mdb); };
         parts.makeXLS = [this] { return std::make_unique<NotingXLS>(xls); };
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
-        program->FrmMain->mnuSetup->Click();
+        make(std::move(parts));
+        start().mnuSetup->Click();
     }
     FrmSetup& dialog() { return *program->frmSetup; }
     void ok(int saving, const std::string& answer) {

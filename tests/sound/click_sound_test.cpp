@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "components/serial/simulated_line.h"
 #include "components/sound/wave_file.h"
 #include "components/sound/wave_output.h"
 #include "platform/quiet_platform.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
 #include "shell/startup.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
@@ -43,18 +43,12 @@ struct Recording : SoundOutput {
     std::vector<std::string>& log;
 };
 
-struct Rig {
-    explicit Rig(std::function<std::unique_ptr<SoundOutput>()> makeSound) {
+struct Rig : testing::ProgramOnLines<QuietPlatform> {
+    explicit Rig(std::function<std::unique_ptr<SoundOutput>()> makeSound)
+        : ProgramOnLines(std::string(TVL_BINARY_DIR) + "/bin") {
         ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
         parts.makeSound = std::move(makeSound);
-        program = std::make_unique<Program>(std::move(parts));
-    }
-    void start() {
-        Main(*program);
-        program->frmSplash->KeyPress(key);
+        make(std::move(parts));
     }
     FrmMain& main() { return *program->FrmMain; }
     // A capture of three records under review, for the review toolbar.
@@ -63,13 +57,6 @@ struct Rig {
         program->state.RecordPort1 = {"", "first", "second", "third"};
         program->state.RecordPort2 = {"", "one", "two", "three"};
     }
-
-    QuietPlatform platform{std::string(TVL_BINARY_DIR) + "/bin"};
-    SimulatedLines lines;
-    SimulatedLine line1{lines};
-    SimulatedLine line2{lines};
-    std::unique_ptr<Program> program;
-    int key = 13;
 };
 
 constexpr int kHelp = 7;  // tbrTarvoline: Help, after two separators
