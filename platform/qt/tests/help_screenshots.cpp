@@ -13,21 +13,12 @@
 
 #include "platform/qt/help_window.h"
 #include "platform/qt/qt_program.h"
+#include "platform/qt/tests/screenshot_util.h"
 #include "shell/frm_main.h"
 
 namespace {
 
-bool save(QWidget& window, const QDir& folder, const char* name) {
-    QTest::qWait(100);
-    const QString file = folder.filePath(QString::fromLatin1(name));
-    const QPixmap shot = window.grab();
-    if (shot.isNull() || !shot.save(file)) {
-        std::fprintf(stderr, "cannot write %s\n", qPrintable(file));
-        return false;
-    }
-    std::printf("%s %dx%d\n", qPrintable(file), shot.width(), shot.height());
-    return true;
-}
+using tvl::shots::save;
 
 // The text of the first line shown at the top of the browser.
 QString topLine(const tvl::HelpWindow& help) {
@@ -43,12 +34,7 @@ bool check(bool ok, const char* what) {
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    QApplication::setStyle(QStringLiteral("Fusion"));
-    QFont font(QStringLiteral("DejaVu Sans"));
-    font.setPointSizeF(9);
-    QApplication::setFont(font);
-    const QDir folder(argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots"));
-    QDir().mkpath(folder.path());
+    const QDir folder = tvl::shots::prepare(argc, argv, 9);
 
     tvl::QtProgram program;
     program.desktop.popupHook = [](tvl::Menu&) {};

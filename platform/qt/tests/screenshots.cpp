@@ -18,22 +18,13 @@
 #include "components/serial/device_rule.h"
 #include "platform/qt/form_view.h"
 #include "platform/qt/qt_program.h"
+#include "platform/qt/tests/screenshot_util.h"
 #include "setup/frm_setup.h"
 #include "shell/frm_main.h"
 
 namespace {
 
-bool save(QWidget& window, const QDir& folder, const char* name) {
-    QTest::qWait(100);
-    const QString file = folder.filePath(QString::fromLatin1(name));
-    const QPixmap shot = window.grab();
-    if (shot.isNull() || !shot.save(file)) {
-        std::fprintf(stderr, "cannot write %s\n", qPrintable(file));
-        return false;
-    }
-    std::printf("%s %dx%d\n", qPrintable(file), shot.width(), shot.height());
-    return true;
-}
+using tvl::shots::save;
 
 // Saves the next modal window that opens (a message box) and closes it.
 void saveNextModal(const QDir& folder, const char* name, bool& saved) {
@@ -121,12 +112,7 @@ bool setupShots(const QDir& folder) {
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    QApplication::setStyle(QStringLiteral("Fusion"));
-    QFont font(QStringLiteral("DejaVu Sans"));
-    font.setPointSizeF(8.25);
-    QApplication::setFont(font);
-    const QDir folder(argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots"));
-    QDir().mkpath(folder.path());
+    const QDir folder = tvl::shots::prepare(argc, argv, 8.25);
 
     tvl::QtProgram program;
     program.desktop.popupHook = [](tvl::Menu&) {};
