@@ -149,6 +149,13 @@ void PosixDevice::write(std::string_view bytes) {
     bool wasEmpty;
     {
         std::lock_guard lock(outMutex_);
+        const std::size_t queued = outCount_.load();
+        const std::size_t room = queued < outputLimit_ ? outputLimit_ - queued : 0;
+        if (bytes.size() > room) {
+            dropped_ += bytes.size() - room;
+            bytes = bytes.substr(0, room);
+            if (bytes.empty()) return;
+        }
         out_.append(bytes);
         wasEmpty = outCount_.fetch_add(bytes.size()) == 0;
     }

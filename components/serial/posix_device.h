@@ -60,6 +60,14 @@ public:
     // Bytes queued for writing that the fd has not yet taken.
     std::size_t outBufferCount() const;
 
+    // Output the line does not take is queued up to this many bytes; beyond
+    // that, new output is dropped and counted, so that a line nobody reads (a
+    // virtual port with no client, a device that holds CTS off) cannot take
+    // all memory. 16 MiB is hours of output at serial speeds.
+    static constexpr std::size_t kOutputLimit = 16u << 20;
+    void setOutputLimit(std::size_t bytes) { outputLimit_ = bytes; }
+    std::uint64_t droppedOutput() const { return dropped_.load(); }
+
 private:
     struct Shared;
 
@@ -99,6 +107,8 @@ private:
     std::size_t sendingHead_ = 0;
     std::size_t lastBatch_ = 0;  // how many bytes sending_ took at once, last time
     std::atomic<std::size_t> outCount_{0};  // out_ and the rest of sending_
+    std::size_t outputLimit_ = kOutputLimit;
+    std::atomic<std::uint64_t> dropped_{0};
 };
 
 }  // namespace tvl

@@ -155,6 +155,25 @@ TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndPostsOneCallAtATime) {
     ASSERT_TRUE(line.ui.runUntil([&] { return line.readable == 2; }));
 }
 
+TEST(LineThread, OutputNobodyReadsStopsGrowingAtTheLimitAndKeepsTheOldestBytes) {
+    DeviceOnPty line;
+    line.device->setOutputLimit(64 * 1024);
+    const std::string sent = noise(1 << 20, 3);
+    for (std::size_t at = 0; at < sent.size(); at += 4096)
+        line.device->write(std::string_view(sent).substr(at, 4096));
+
+    // The far end reads nothing: the pseudo-terminal fills, the queue stays bounded.
+    EXPECT_LE(line.device->outBufferCount(), 64u * 1024);
+    const std::uint64_t dropped = line.device->droppedOutput();
+    EXPECT_GT(dropped, 0u);
+
+    // What was kept arrives whole and in order once the far end reads.
+    const std::string got = readSome(line.pty.master(), sent.size() - dropped);
+    EXPECT_EQ(got.size() + dropped, sent.size());
+    EXPECT_TRUE(got == sent.substr(0, got.size())) << "kept output was reordered or torn";
+    EXPECT_EQ(line.device->droppedOutput(), dropped);
+}
+
 TEST(LineThread, ACallPostedBeforeCloseDoesNothingAfterIt) {
     UiQueue ui;
     TempFolder folder;
