@@ -21,6 +21,9 @@ constexpr std::uint32_t kNoStream = 0xFFFFFFFF;
 constexpr std::uint32_t kPerSector = AppendCompoundFile::kSector / 4;  // 128 sector numbers
 constexpr std::uint32_t kHeaderDifat = 109;
 constexpr std::uint32_t kFirstSlack = 64;  // spare stream sectors at creation
+// A stream of 4,096 bytes or less would belong in the mini stream (FreeXL
+// looks for it there already at exactly 4,096).
+constexpr std::uint32_t kMinSectors = 9;
 
 void put16(std::string& s, std::size_t at, std::uint16_t v) {
     s[at] = char(v);
@@ -55,6 +58,7 @@ void AppendCompoundFile::fail(const std::string& what, int err) const {
 }
 
 void AppendCompoundFile::pwriteAll(std::uint64_t at, std::string_view bytes, const char* what) {
+    if (beforeWrite) beforeWrite(at, bytes);
     std::size_t done = 0;
     while (done < bytes.size()) {
         const ssize_t n = ::pwrite(fd_, bytes.data() + done, bytes.size() - done, off_t(at + done));
@@ -64,8 +68,8 @@ void AppendCompoundFile::pwriteAll(std::uint64_t at, std::string_view bytes, con
     }
 }
 
-void AppendCompoundFile::sync(const char* what) {
-    if (::fdatasync(fd_) != 0) fail(what, errno);
+void AppendCompoundFile::syncFile() {
+    if (::fdatasync(fd_) != 0) fail("cannot write", errno);
 }
 
 void AppendCompoundFile::layTail(std::uint32_t capacity) {
@@ -84,16 +88,13 @@ void AppendCompoundFile::layTail(std::uint32_t capacity) {
     difat_ = difat;
 }
 
-std::string AppendCompoundFile::fatSector(std::uint32_t index, std::uint64_t streamSize) const {
+std::string AppendCompoundFile::fatSector(std::uint32_t index) const {
     std::string out(kSector, '\0');
-    const std::uint32_t used = std::max<std::uint32_t>(1, sectorsFor(streamSize));
     for (std::uint32_t i = 0; i < kPerSector; ++i) {
         const std::uint64_t s = std::uint64_t(index) * kPerSector + i;
         std::uint32_t v = kFreeSect;
-        if (s < used)
-            v = s + 1 == used ? kEndOfChain : std::uint32_t(s + 1);
-        else if (s < capacity_)
-            v = kFreeSect;
+        if (s < capacity_)
+            v = s + 1 == capacity_ ? kEndOfChain : std::uint32_t(s + 1);
         else if (s < std::uint64_t(capacity_) + fat_)
             v = kFatSect;
         else if (s < std::uint64_t(capacity_) + fat_ + difat_)
@@ -105,10 +106,10 @@ std::string AppendCompoundFile::fatSector(std::uint32_t index, std::uint64_t str
     return out;
 }
 
-std::string AppendCompoundFile::directorySector(std::uint64_t streamSize) const {
+std::string AppendCompoundFile::directorySector() const {
     std::string out(kSector, '\0');
     directoryEntry(out, 0, u"Root Entry", 5, 1, kEndOfChain, 0);
-    directoryEntry(out, 128, name_, 2, kNoStream, 0, streamSize);
+    directoryEntry(out, 128, name_, 2, kNoStream, 0, std::uint64_t(capacity_) * kSector);
     for (std::size_t e = 2; e < 4; ++e) {
         put32(out, 128 * e + 68, kNoStream);
         put32(out, 128 * e + 72, kNoStream);
@@ -117,10 +118,10 @@ std::string AppendCompoundFile::directorySector(std::uint64_t streamSize) const 
     return out;
 }
 
-std::string AppendCompoundFile::tailBytes(std::uint64_t streamSize) const {
+std::string AppendCompoundFile::tailBytes() const {
     std::string out;
     out.reserve(std::size_t(fat_ + difat_ + 1) * kSector);
-    for (std::uint32_t i = 0; i < fat_; ++i) out += fatSector(i, streamSize);
+    for (std::uint32_t i = 0; i < fat_; ++i) out += fatSector(i);
     for (std::uint32_t d = 0; d < difat_; ++d) {
         std::string sec(kSector, '\xFF');
         for (std::uint32_t k = 0; k < kPerSector - 1; ++k) {
@@ -130,7 +131,7 @@ std::string AppendCompoundFile::tailBytes(std::uint64_t streamSize) const {
         put32(sec, kSector - 4, d + 1 < difat_ ? capacity_ + fat_ + d + 1 : kEndOfChain);
         out += sec;
     }
-    out += directorySector(streamSize);
+    out += directorySector();
     return out;
 }
 
@@ -160,13 +161,13 @@ void AppendCompoundFile::create(const std::string& file, std::string_view stream
     name_.assign(streamName.begin(), streamName.end());
     fd_ = ::open(file.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd_ < 0) fail("cannot create", errno);
-    size_ = pending_ = initial.size();
-    layTail(sectorsFor(initial.size()) + kFirstSlack);
+    written_ = initial.size();
+    layTail(std::max(sectorsFor(initial.size()) + kFirstSlack, kMinSectors));
     pwriteAll(kSector, initial, "cannot write");
-    pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(size_), "cannot write");
-    sync("cannot write");
+    pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(), "cannot write");
+    syncFile();
     pwriteAll(0, header(), "cannot write");
-    sync("cannot write");
+    syncFile();
     const auto slash = file.find_last_of('/');
     const std::string folder = slash == std::string::npos ? "." : file.substr(0, slash + 1);
     const int dfd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -180,56 +181,51 @@ void AppendCompoundFile::relocate(std::uint32_t needed) {
     const std::uint32_t oldTail = fat_ + difat_ + 1;
     const std::uint32_t grow = std::max({oldTail, kPerSector, capacity_ / 8});
     const std::uint32_t newCapacity = std::max(needed, capacity_ + grow);
+    const std::uint32_t oldCapacity = capacity_, oldFat = fat_, oldDifat = difat_;
     layTail(newCapacity);
-    // The new tail lies past the old one; the header still names the old.
-    pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(size_), "cannot write");
-    sync("cannot write");
-    pwriteAll(0, header(), "cannot write");
-    sync("cannot write");
+    try {
+        // The new tail lies past the old one; the header still names the old.
+        pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(), "cannot write");
+        syncFile();
+        pwriteAll(0, header(), "cannot write");
+    } catch (const StoreError&) {
+        // Still the old layout: later writes must not reach the old tail.
+        capacity_ = oldCapacity;
+        fat_ = oldFat;
+        difat_ = oldDifat;
+        throw;
+    }
+    syncFile();
 }
 
 void AppendCompoundFile::write(std::uint64_t offset, std::string_view bytes) {
     if (fd_ < 0) fail("not open", 0);
     const std::uint64_t end = offset + bytes.size();
     if (end > kMaxStream) fail("workbook is full (2 GB)", EFBIG);
-    const std::uint32_t needed = sectorsFor(std::max(end, pending_));
+    const std::uint32_t needed = sectorsFor(end);
     if (needed > capacity_) relocate(needed);
     pwriteAll(kSector + offset, bytes, "cannot write");
-    pending_ = std::max(pending_, end);
+    written_ = std::max(written_, end);
 }
 
-void AppendCompoundFile::commit(bool doSync) {
+void AppendCompoundFile::sync() {
     if (fd_ < 0) fail("not open", 0);
-    if (pending_ != size_) {
-        const std::uint32_t oldLast = std::max<std::uint32_t>(1, sectorsFor(size_)) - 1;
-        const std::uint32_t newLast = std::max<std::uint32_t>(1, sectorsFor(pending_)) - 1;
-        if (oldLast != newLast) {
-            std::string fat;
-            const std::uint32_t first = std::min(oldLast, newLast) / kPerSector;
-            const std::uint32_t last = std::max(oldLast, newLast) / kPerSector;
-            for (std::uint32_t i = first; i <= last; ++i) fat += fatSector(i, pending_);
-            pwriteAll(std::uint64_t(capacity_ + first + 1) * kSector, fat, "cannot write");
-        }
-        pwriteAll(std::uint64_t(dirSector() + 1) * kSector, directorySector(pending_), "cannot write");
-        size_ = pending_;
-    }
-    if (doSync) sync("cannot write");
+    syncFile();
 }
 
 void AppendCompoundFile::close() {
     if (fd_ < 0) return;
     try {
-        commit(false);
         // Give back the spare capacity when the shorter layout's tail fits
         // wholly before the current one (so the header switch stays safe).
         const std::uint32_t oldCapacity = capacity_, oldFat = fat_, oldDifat = difat_;
-        const std::uint32_t used = std::max<std::uint32_t>(1, sectorsFor(size_));
+        const std::uint32_t used = std::max(sectorsFor(written_), kMinSectors);
         layTail(used);
         if (used + fat_ + difat_ + 1 <= oldCapacity) {
-            pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(size_), "cannot write");
-            sync("cannot write");
+            pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(), "cannot write");
+            syncFile();
             pwriteAll(0, header(), "cannot write");
-            sync("cannot write");
+            syncFile();
             if (::ftruncate(fd_, off_t(std::uint64_t(dirSector() + 2) * kSector)) != 0)
                 fail("cannot write", errno);
         } else {

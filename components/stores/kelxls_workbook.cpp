@@ -11,10 +11,16 @@ constexpr std::uint16_t kBof = 0x0809, kEof = 0x000A, kCodepage = 0x0042, kWindo
                         kDimensions = 0x0200, kWindow2 = 0x023E, kLabel = 0x0204,
                         kBlank = 0x0201;
 // Holds the place of a sheet entry not yet written; readers skip it as an
-// unknown record.
+// unknown record. Four zero bytes, its header with length 0, are the end
+// mark: FreeXL stops reading the stream there.
 constexpr std::uint16_t kReserved = 0x0000;
+// Fills space inside a sheet: a type no version of the format defines, so
+// readers skip it (in a sheet xlrd takes type 0000 for an old DIMENSIONS).
+constexpr std::uint16_t kFiller = 0x01FF;
 constexpr std::uint16_t kCellXf = 15;  // the first cell format, after the 15 style formats
-constexpr std::size_t kMinStream = 4096;  // smaller streams would go to the mini stream
+const std::string kEndMark(4, '\0');
+// A kill cuts a write only where it crosses a page boundary of the file.
+constexpr std::uint64_t kPage = 4096;
 
 struct Bytes {
     std::string s;
@@ -55,6 +61,20 @@ std::string label(std::uint32_t row, unsigned col, std::string_view text) {
 
 std::string eofRecord() { return Bytes().u16(kEof).u16(0).s; }
 
+// Whether the eight stream bytes at `at` lie in one page of the file, so that
+// one write puts them there whole or not at all.
+bool inOnePage(std::uint64_t at) {
+    return (AppendCompoundFile::kSector + at) % kPage <= kPage - 8;
+}
+
+// A sheet's EOF record for stream offset `at`, behind a 12-byte filler where
+// the eight bytes that will one day reveal the next row would cross a page.
+std::string sheetEnd(std::uint64_t at) {
+    std::string s;
+    if (!inOnePage(at)) record(s, kFiller, std::string(8, '\0'));
+    return s + eofRecord();
+}
+
 std::string globals(std::vector<std::uint64_t>& slotAt) {
     std::string g;
     record(g, kBof, bof(0x0005));
@@ -90,15 +110,18 @@ KelXLSWorkbook::~KelXLSWorkbook() {
     }
 }
 
-// BOF, DIMENSIONS (one row), WINDOW2, the titles, EOF.
-std::string KelXLSWorkbook::sheetStart(std::uint32_t index) const {
+// BOF, a filler that puts the DIMENSIONS row count on a 4-byte boundary (so
+// that its patch is never cut), DIMENSIONS (no rows yet), WINDOW2, EOF. The
+// titles follow as the sheet's first row.
+std::string KelXLSWorkbook::sheetStart(std::uint32_t index, std::uint64_t sheetAt) {
     std::string s;
     record(s, kBof, bof(0x0010));
-    record(s, kDimensions, Bytes().u32(0).u32(1).u16(0).u16(2).u16(0).s);
+    if (const auto off = (sheetAt + s.size() + 8) % 4; off != 0) record(s, kFiller, std::string(8 - off, '\0'));
+    dimensionsAt_ = sheetAt + s.size() + 4;
+    record(s, kDimensions, Bytes().u32(0).u32(0).u16(0).u16(2).u16(0).s);
     record(s, kWindow2, Bytes().u16(index == 0 ? 0x06B6 : 0x00B6).u16(0).u16(0).u32(0x40).u16(0).u16(0).u32(0).s);
-    s += label(0, 0, PortTitle1);
-    s += label(0, 1, PortTitle2);
-    s += eofRecord();
+    s += sheetEnd(sheetAt + s.size());
+    eofAt_ = sheetAt + s.size() - 4;
     return s;
 }
 
@@ -109,69 +132,83 @@ void KelXLSWorkbook::CreateStore() {
     std::string bs;
     record(bs, kBoundsheet, boundsheet(0, std::uint32_t(sheetAt)));
     stream.replace(slotAt_[0], bs.size(), bs);
-    stream += sheetStart(0);
-    const std::uint64_t eofAt = stream.size() - 4;
-    if (stream.size() < kMinStream) stream.resize(kMinStream, '\0');
+    stream += sheetStart(0, sheetAt) + kEndMark;
     file_.create(path(), "Workbook", stream);
     sheets_ = 1;
-    rows_ = 1;
-    eofAt_ = eofAt;
-    dimensionsAt_ = sheetAt + 20 + 4;  // after the sheet's BOF record and DIMENSIONS header
+    rows_ = 0;
+    appendRow(PortTitle1, PortTitle2);
+    file_.sync();
 }
 
-void KelXLSWorkbook::AppendRecord() {
-    if (!file_.isOpen()) throw StoreError(path() + ": workbook is not open");
-    std::uint32_t sheets = sheets_, rows = rows_;
-    std::uint64_t eofAt = eofAt_, dimensionsAt = dimensionsAt_;
-    std::uint64_t newEofAt = 0;
+// Every change below follows one rule: bytes go first where no reader looks
+// (behind the end mark, inside a filler record, in the body of a reserved
+// record), then one small write that cannot be cut (it lies in one page)
+// makes them part of the workbook. A kill at any moment leaves a workbook
+// FreeXL and xlrd both read.
+
+// The next sheet, with no rows yet, goes in behind the last one's end mark;
+// its BOF header over the end mark shows it to the readers that go through
+// the stream; then its entry in the globals, body first and type last, to
+// those that go by the entries. (With a row in it, FreeXL would refuse the
+// file between the two; an empty sheet it takes either way.)
+void KelXLSWorkbook::addSheet() {
+    if (sheets_ == kMaxSheets) throw StoreError(path() + ": workbook is full");
+    const std::uint64_t lastEof = eofAt_, lastDimensions = dimensionsAt_;
+    const std::uint64_t sheetAt = lastEof + 4;
+    const std::string sheet = sheetStart(sheets_, sheetAt) + kEndMark;
+    bool shown = false;
     try {
-        if (rows == kRowsPerSheet) {
-            if (sheets == kMaxSheets) throw StoreError(path() + ": workbook is full");
-            // The new sheet follows the last one's EOF; its entry in the
-            // globals replaces a reserved record of the same size.
-            const std::uint64_t sheetAt = eofAt + 4;
-            const std::string sheet = sheetStart(sheets);
-            file_.write(sheetAt, sheet);
-            file_.commit(false);  // the sheet lies in the stream before anything points to it
-            std::string bs;
-            record(bs, kBoundsheet, boundsheet(sheets, std::uint32_t(sheetAt)));
-            file_.write(slotAt_[sheets], bs);
-            ++sheets;
-            rows = 1;
-            eofAt = sheetAt + sheet.size() - 4;
-            dimensionsAt = sheetAt + 20 + 4;
-        }
-        // The old EOF stays until the row is whole in the stream: everything but
-        // the row's first record header goes in first, and that 4-byte header,
-        // written over the old EOF, makes the row visible in one step. A kill at
-        // any point leaves the sheet with its old rows or with the new one whole.
-        const std::string cells = label(rows, 0, PortText1) + label(rows, 1, PortText2) + eofRecord();
-        file_.write(eofAt + 4, std::string_view(cells).substr(4));
-        file_.commit(false);
-        file_.write(eofAt, std::string_view(cells).substr(0, 4));
-        newEofAt = eofAt + cells.size() - 4;
-        ++rows;
-        file_.write(dimensionsAt + 4, Bytes().u32(rows).s);
-        file_.commit(SyncEachAppend);
+        file_.write(sheetAt + 4, sheet.substr(4));
+        file_.write(sheetAt, sheet.substr(0, 4));
+        shown = true;
+        std::string bs;
+        record(bs, kBoundsheet, boundsheet(sheets_, std::uint32_t(sheetAt)));
+        file_.write(slotAt_[sheets_] + 2, bs.substr(2));
+        file_.write(slotAt_[sheets_], bs.substr(0, 2));  // "85 00" over "00 00": never half
     } catch (const StoreError&) {
-        // Put back the old end of the sheet so the file stays as it was.
+        eofAt_ = lastEof;
+        dimensionsAt_ = lastDimensions;
         try {
-            if (sheets != sheets_) {
-                std::string reserved;
-                record(reserved, kReserved, std::string(boundsheet(sheets_, 0).size(), '\0'));
-                file_.write(slotAt_[sheets_], reserved);
-            }
-            file_.write(eofAt_, eofRecord());
-            file_.write(dimensionsAt_ + 4, Bytes().u32(rows_).s);
-            file_.commit(SyncEachAppend);
+            if (shown) file_.write(sheetAt, kEndMark);
         } catch (const StoreError&) {
         }
         throw;
     }
-    sheets_ = sheets;
-    rows_ = rows;
-    eofAt_ = newEofAt;
-    dimensionsAt_ = dimensionsAt;
+    ++sheets_;
+    rows_ = 0;
+}
+
+// Row rows_ of the current sheet: cells, EOF and a new end mark go behind the
+// end mark; DIMENSIONS makes room for the row (FreeXL refuses a cell outside
+// it, and shows the room as an empty row until the row is there); then the
+// first eight bytes, over the old EOF and end mark, reveal the row at once.
+void KelXLSWorkbook::appendRow(const std::string& a, const std::string& b) {
+    std::string row = label(rows_, 0, a) + label(rows_, 1, b);
+    row += sheetEnd(eofAt_ + row.size()) + kEndMark;
+    try {
+        file_.write(eofAt_ + 8, std::string_view(row).substr(8));
+        file_.write(dimensionsAt_ + 4, Bytes().u32(rows_ + 1).s);
+        file_.write(eofAt_, std::string_view(row).substr(0, 8));
+        if (SyncEachAppend) file_.sync();
+    } catch (const StoreError&) {
+        // Put back the old end of the sheet so the file stays as it was.
+        try {
+            file_.write(eofAt_, eofRecord() + kEndMark);
+            file_.write(dimensionsAt_ + 4, Bytes().u32(rows_).s);
+            if (SyncEachAppend) file_.sync();
+        } catch (const StoreError&) {
+        }
+        throw;
+    }
+    ++rows_;
+    eofAt_ += row.size() - 8;
+}
+
+void KelXLSWorkbook::AppendRecord() {
+    if (!file_.isOpen()) throw StoreError(path() + ": workbook is not open");
+    if (rows_ == kRowsPerSheet) addSheet();
+    if (rows_ == 0) appendRow(PortTitle1, PortTitle2);  // a new sheet starts with the titles
+    appendRow(PortText1, PortText2);
 }
 
 void KelXLSWorkbook::CloseStore() { file_.close(); }

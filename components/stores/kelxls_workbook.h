@@ -3,15 +3,16 @@
 //
 // CreateStore writes a workbook holding the titles in row 1 and keeps it open;
 // every AppendRecord adds one row (PortText1 in column A, PortText2 in B) and
-// leaves the file a complete workbook on disk, so a crash or power cut loses
-// no row already appended. Its cost does not depend on the file's size: the
-// two cells go at the end of the sheet, then a few fixed places are patched
-// (the sheet's EOF and DIMENSIONS, the stream size, a FAT sector now and then).
-// A sheet holds 65,536 rows; the capture then goes on in a new sheet that
-// starts with the titles again. Texts are ISO-8859-1 (byte value = character).
+// leaves the file a complete workbook on disk: a kill at any moment, or a
+// power cut after a synced append, loses no row already appended. Its cost
+// does not depend on the file's size: the row goes behind the sheet's end,
+// DIMENSIONS is patched, and eight bytes reveal the row. A sheet holds 65,536
+// rows; the capture then goes on in a new sheet that starts with the titles
+// again. Texts are ISO-8859-1 (byte value = character).
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,11 +38,20 @@ public:
     // CloseStore or when the system writes them back; the file stays valid.
     bool SyncEachAppend = true;
 
+    // Tests see every write before it is made, to check each state a kill
+    // could leave the file in.
+    void watchWrites(std::function<void(std::uint64_t fileOffset, std::string_view bytes)> watch) {
+        file_.beforeWrite = std::move(watch);
+    }
+
     std::uint32_t SheetCount() const { return sheets_; }
     std::uint32_t RowsInSheet() const { return rows_; }  // titles included
 
 private:
-    std::string sheetStart(std::uint32_t index) const;
+    // Also sets eofAt_ and dimensionsAt_ for the sheet placed at `sheetAt`.
+    std::string sheetStart(std::uint32_t index, std::uint64_t sheetAt);
+    void addSheet();
+    void appendRow(const std::string& a, const std::string& b);
 
     AppendCompoundFile file_;
     std::uint32_t sheets_ = 0;

@@ -425,8 +425,11 @@ std::vector<Record> readXlsWithXlrd(const std::string& path, std::string& error)
 }
 
 // `found` is what a reader saw past the head or titles: the appended records,
-// then at most the one under way.
-void expectKilledCapture(const std::vector<Record>& found, const Killed& k, std::size_t cellLimit) {
+// then at most the one under way. With emptyPending, that one may also show
+// as a row of empty cells: FreeXL reads the room a workbook makes for a row
+// just before revealing it so.
+void expectKilledCapture(const std::vector<Record>& found, const Killed& k, std::size_t cellLimit,
+                         bool emptyPending = false) {
     const auto cut = [&](Record r) {
         r.first = r.first.substr(0, cellLimit);
         r.second = r.second.substr(0, cellLimit);
@@ -436,7 +439,7 @@ void expectKilledCapture(const std::vector<Record>& found, const Killed& k, std:
     for (std::size_t i = 0; i < k.appended.size(); ++i)
         ASSERT_EQ(found[i], cut(k.appended[i])) << "record " << i;
     ASSERT_LE(found.size(), k.appended.size() + (k.pending ? 1 : 0)) << "records nobody appended";
-    if (found.size() > k.appended.size()) {
+    if (found.size() > k.appended.size() && !(emptyPending && found.back() == Record())) {
         EXPECT_EQ(found.back(), cut(*k.pending)) << "the record under way";
     }
 }
@@ -529,13 +532,12 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
             ASSERT_FALSE(rows.empty()) << "no titles";
             EXPECT_EQ(rows.front(), titles);
             rows.erase(rows.begin());
-            expectKilledCapture(rows, k, KelXLSWorkbook::kMaxCellText);
+            expectKilledCapture(rows, k, KelXLSWorkbook::kMaxCellText, r == 0);
             found[r++] = rows.size();
         }
         // Both readers hold every record whose append returned (checked above).
-        // A kill between the row's header and its DIMENSIONS patch leaves the
-        // row under way visible to a reader that reads cells (xlrd) and not to
-        // one that trusts DIMENSIONS (FreeXL).
+        // A kill between the DIMENSIONS patch and the row's reveal leaves room
+        // for the row under way that FreeXL shows as an empty row and xlrd not.
         if (k.wasInAppend)
             EXPECT_LE(std::max(found[0], found[1]) - std::min(found[0], found[1]), 1u) << "the readers disagree";
         else
