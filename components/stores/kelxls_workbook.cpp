@@ -141,10 +141,9 @@ void KelXLSWorkbook::CreateStore() {
 }
 
 // Every change below follows one rule: bytes go first where no reader looks
-// (behind the end mark, inside a filler record, in the body of a reserved
-// record), then one small write that cannot be cut (it lies in one page)
-// makes them part of the workbook. A kill at any moment leaves a workbook
-// FreeXL and xlrd both read.
+// (behind the end mark, in the body of a reserved record), then one small
+// write that cannot be cut (it lies in one page) makes them part of the
+// workbook. A kill at any moment leaves a workbook FreeXL and xlrd both read.
 
 // The next sheet, with no rows yet, goes in behind the last one's end mark;
 // its BOF header over the end mark shows it to the readers that go through
