@@ -8,7 +8,6 @@
 // returned is there, in order and exact; beyond them only the record that was
 // being appended may be there (whole, or for .tvl as one torn tail).
 #include <fcntl.h>
-#include <freexl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -37,13 +36,13 @@
 #include "shell/program.h"
 #include "tests/support/program_on_lines.h"
 #include "tests/stores/store_test_util.h"
+#include "tests/stores/xls_readers.h"
 
 namespace tvl {
 namespace {
 
 namespace fs = std::filesystem;
 using Record = std::pair<std::string, std::string>;
-using testing::utf8ToLatin1;
 
 // ---------------------------------------------------------------- the child
 
@@ -339,87 +338,21 @@ std::vector<Record> readTvl(const std::string& path, bool& torn) {
     return out;
 }
 
-// The rows of every sheet, one after another; an error names itself in `error`.
-std::vector<Record> readXlsWithFreeXL(const std::string& path, std::string& error) {
+// The rows of a capture's one sheet as a reader saw it, each of two cells;
+// anything else, or the reader's own error, names itself in `error`.
+std::vector<Record> recordsOf(const testing::XlsBook& book, std::string& error) {
     std::vector<Record> rows;
-    const void* h = nullptr;
-    if (freexl_open(path.c_str(), &h) != FREEXL_OK || !h) {
-        if (h) freexl_close(h);
-        error = "freexl_open failed";
+    if (!error.empty()) return rows;
+    if (book.sheets.size() != 1) {
+        error = "sheets: " + std::to_string(book.sheets.size());
         return rows;
     }
-    unsigned int sheets = 0;
-    freexl_get_info(h, FREEXL_BIFF_SHEET_COUNT, &sheets);
-    if (sheets != 1) error = "sheets: " + std::to_string(sheets);
-    for (unsigned short s = 0; s < sheets && error.empty(); ++s) {
-        unsigned int n = 0;
-        unsigned short cols = 0;
-        if (freexl_select_active_worksheet(h, s) != FREEXL_OK || freexl_worksheet_dimensions(h, &n, &cols) != FREEXL_OK) {
-            error = "cannot select sheet";
+    for (const testing::XlsRow& row : book.sheets.front()) {
+        if (row.size() != 2) {
+            error = "cells in a row: " + std::to_string(row.size());
             break;
         }
-        if (cols != 2) error = "columns: " + std::to_string(cols);
-        for (unsigned int r = 0; r < n && error.empty(); ++r) {
-            std::string cell[2];
-            for (unsigned short c = 0; c < 2; ++c) {
-                FreeXL_CellValue v;
-                if (freexl_get_cell_value(h, r, c, &v) != FREEXL_OK) error = "cell error at row " + std::to_string(r);
-                else if (v.type == FREEXL_CELL_TEXT || v.type == FREEXL_CELL_SST_TEXT) cell[c] = utf8ToLatin1(v.value.text_value);
-                else if (v.type != FREEXL_CELL_NULL) error = "not a text at row " + std::to_string(r);
-            }
-            rows.emplace_back(cell[0], cell[1]);
-        }
-    }
-    freexl_close(h);
-    return rows;
-}
-
-// Through tests/stores/xls_dump.py (xlrd); its output format is described there.
-std::vector<Record> readXlsWithXlrd(const std::string& path, std::string& error) {
-    std::vector<Record> rows;
-    const std::string cmd = "/usr/bin/python3 " TVL_SOURCE_DIR "/tests/stores/xls_dump.py '" + path + "' 2>&1";
-    FILE* pipe = ::popen(cmd.c_str(), "r");
-    if (!pipe) {
-        error = "cannot run " + cmd;
-        return rows;
-    }
-    std::string out;
-    char buf[65536];
-    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, pipe)) > 0;) out.append(buf, n);
-    if (::pclose(pipe) != 0) {
-        error = "xlrd: " + out.substr(0, 2000);
-        return rows;
-    }
-    std::size_t at = 0;
-    const auto u32 = [&] {
-        std::uint32_t v = 0;
-        if (at + 4 > out.size()) throw std::runtime_error("short xlrd output");
-        std::memcpy(&v, out.data() + at, 4);
-        at += 4;
-        return v;
-    };
-    try {
-        int sheets = 0;
-        while (at < out.size()) {
-            ++sheets;
-            const auto nl = out.find('\n', at);
-            if (out[at] != 'S' || nl == std::string::npos) throw std::runtime_error("bad xlrd output");
-            at = nl + 1;
-            for (std::uint32_t r = 0, n = u32(); r < n; ++r) {
-                std::string cell[2];
-                const std::uint32_t cells = u32();
-                if (cells != 2) throw std::runtime_error("cells in a row: " + std::to_string(cells));
-                for (std::string& c : cell) {
-                    const std::uint32_t len = u32();
-                    c = out.substr(at, len);
-                    at += len;
-                }
-                rows.emplace_back(cell[0], cell[1]);
-            }
-        }
-        if (sheets != 1) error = "sheets: " + std::to_string(sheets);
-    } catch (const std::exception& e) {
-        error = e.what();
+        rows.emplace_back(row[0], row[1]);
     }
     return rows;
 }
@@ -527,7 +460,8 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
         for (const char* reader : {"freexl", "xlrd"}) {
             SCOPED_TRACE(reader);
             std::string error;
-            std::vector<Record> rows = r == 0 ? readXlsWithFreeXL(file, error) : readXlsWithXlrd(file, error);
+            std::vector<Record> rows = recordsOf(
+                r == 0 ? testing::readXlsWithFreeXL(file, error) : testing::readXlsWithXlrd(file, error), error);
             ASSERT_EQ(error, "");
             ASSERT_FALSE(rows.empty()) << "no titles";
             EXPECT_EQ(rows.front(), titles);

@@ -1,121 +1,36 @@
 #include "components/stores/kelxls_workbook.h"
 
-#include <freexl.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tests/stores/store_test_util.h"
+#include "tests/stores/xls_readers.h"
 
 namespace tvl {
 namespace {
 
 using testing::ScratchFolder;
-using testing::utf8ToLatin1;
-using Row = std::vector<std::string>;
-using Sheet = std::vector<Row>;
+using Row = testing::XlsRow;
+using Sheet = testing::XlsSheet;
+using Book = testing::XlsBook;
 
-// A workbook as a reader saw it: sheets of rows of ISO-8859-1 texts.
-struct Book {
-    std::vector<std::string> names;
-    std::vector<Sheet> sheets;
-};
-
-// Reads with FreeXL; fails the test (and returns what it got) on an error.
+// Each reads with its reader; an error fails the test, and what was read comes back.
 Book readWithFreeXL(const std::string& path) {
-    Book book;
-    const void* h = nullptr;
-    const int rc = freexl_open(path.c_str(), &h);
-    EXPECT_EQ(rc, FREEXL_OK) << "freexl_open " << path;
-    EXPECT_NE(h, nullptr) << "freexl_open " << path;  // it can fail giving FREEXL_OK and no handle
-    if (rc != FREEXL_OK || !h) {
-        if (h) freexl_close(h);
-        return book;
-    }
-    unsigned int count = 0;
-    EXPECT_EQ(freexl_get_info(h, FREEXL_BIFF_SHEET_COUNT, &count), FREEXL_OK);
-    for (unsigned short s = 0; s < count; ++s) {
-        const char* name = nullptr;
-        EXPECT_EQ(freexl_get_worksheet_name(h, s, &name), FREEXL_OK);
-        book.names.push_back(name ? name : "");
-        EXPECT_EQ(freexl_select_active_worksheet(h, s), FREEXL_OK);
-        unsigned int rows = 0;
-        unsigned short cols = 0;
-        EXPECT_EQ(freexl_worksheet_dimensions(h, &rows, &cols), FREEXL_OK);
-        Sheet sheet;
-        for (unsigned int r = 0; r < rows; ++r) {
-            Row row;
-            for (unsigned short c = 0; c < cols; ++c) {
-                FreeXL_CellValue cell;
-                if (freexl_get_cell_value(h, r, c, &cell) != FREEXL_OK) {
-                    row.push_back("<error>");
-                } else if (cell.type == FREEXL_CELL_TEXT || cell.type == FREEXL_CELL_SST_TEXT) {
-                    row.push_back(utf8ToLatin1(cell.value.text_value));
-                } else if (cell.type == FREEXL_CELL_NULL) {
-                    row.push_back("");  // FreeXL gives an empty text as no value
-                } else {
-                    row.push_back("<not text>");
-                }
-            }
-            sheet.push_back(row);
-        }
-        book.sheets.push_back(std::move(sheet));
-    }
-    freexl_close(h);
+    std::string error;
+    Book book = testing::readXlsWithFreeXL(path, error);
+    EXPECT_EQ(error, "") << "FreeXL, " << path;
     return book;
 }
 
-// Reads with xlrd through tests/stores/xls_dump.py.
 Book readWithXlrd(const std::string& path) {
-    Book book;
-    const std::string cmd =
-        "/usr/bin/python3 " TVL_SOURCE_DIR "/tests/stores/xls_dump.py '" + path + "' 2>&1";
-    FILE* pipe = ::popen(cmd.c_str(), "r");
-    if (!pipe) {
-        ADD_FAILURE() << "cannot run " << cmd;
-        return book;
-    }
-    std::string out;
-    char buf[65536];
-    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, pipe)) > 0;) out.append(buf, n);
-    const int status = ::pclose(pipe);
-    EXPECT_EQ(status, 0) << out.substr(0, 2000);
-    if (status != 0) return book;
-
-    std::size_t at = 0;
-    const auto u32 = [&] {
-        std::uint32_t v = 0;
-        if (at + 4 > out.size()) throw std::runtime_error("short xlrd output");
-        std::memcpy(&v, out.data() + at, 4);
-        at += 4;
-        return v;
-    };
-    try {
-        while (at < out.size()) {
-            if (out[at] != 'S') throw std::runtime_error("bad xlrd output");
-            const auto nl = out.find('\n', at);
-            book.names.push_back(out.substr(at + 1, nl - at - 1));
-            at = nl + 1;
-            Sheet sheet(u32());
-            for (Row& row : sheet) {
-                row.resize(u32());
-                for (std::string& cell : row) {
-                    const std::uint32_t n = u32();
-                    cell = out.substr(at, n);
-                    at += n;
-                }
-            }
-            book.sheets.push_back(std::move(sheet));
-        }
-    } catch (const std::exception& e) {
-        ADD_FAILURE() << e.what();
-    }
+    std::string error;
+    Book book = testing::readXlsWithXlrd(path, error);
+    EXPECT_EQ(error, "") << "xlrd, " << path;
     return book;
 }
 
