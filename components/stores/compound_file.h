@@ -44,9 +44,6 @@ public:
     void close();
 
     bool isOpen() const { return fd_ >= 0; }
-    std::uint64_t written() const { return written_; }  // end of the furthest write
-    std::uint32_t capacitySectors() const { return capacity_; }
-    const std::string& file() const { return file_; }
 
     // Called before each write to the file with its offset and bytes, so that
     // tests can see every state a kill could leave.

@@ -1,7 +1,5 @@
 #include "components/stores/kelxls_workbook.h"
 
-#include <algorithm>
-
 namespace tvl {
 namespace {
 
