@@ -9,30 +9,21 @@
 #include <filesystem>
 #include <random>
 
-#include "components/serial/simulated_line.h"
 #include "components/stores/stores.h"
 #include "setup/frm_setup.h"
-#include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace {
 
 using namespace tvl;
 
-struct Bench {
-    QuietPlatform platform;
-    SimulatedLines lines;
-    SimulatedLine line1{lines}, line2{lines};
-    std::unique_ptr<Program> program;
-
+struct Bench : testing::ProgramOnLines<QuietPlatform> {
     Bench(int mode, int display) {
-        make();
-        for (SerialPort* p : {&program->mscComControl1, &program->mscComControl2}) {
-            p->setCommPort(p == &program->mscComControl1 ? 1 : 2);
-            p->setPortOpen(true);
-        }
+        startProgram();
+        openPorts();
         program->state.OperationMode = static_cast<std::uint8_t>(mode);
         program->state.DisplayMode = static_cast<std::uint8_t>(display);
     }
@@ -40,7 +31,7 @@ struct Bench {
     // Transparent ASCII, Monitor Both, capturing to `file` with Setup's saving
     // option `saving` (2 "Save XLS", 3 "Save TVL"), the run started.
     Bench(int saving, const std::string& file) {
-        make();
+        startProgram();
         mnuSetup_Click(*program);
         FrmSetup& setup = *program->frmSetup;
         setup.optMode[0]->choose();
@@ -54,16 +45,13 @@ struct Bench {
         program->FrmMain->mnuStartStop->Click();
     }
 
-    void make() {
+    // The program with the stores a capture needs, at its main window.
+    void startProgram() {
         ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
         parts.makeTVL = makeKelTVL;
         parts.makeXLS = makeKelXLS;
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
+        make(std::move(parts));
+        start();
     }
 
     void rows() {
@@ -121,9 +109,8 @@ void run(benchmark::State& state, int mode, int display, bool withRows, bool wat
         }
         bench.line1.feed(a);
         bench.line2.feed(b);
-        Timer& timer = *bench.program->FrmMain->tmrTarvoline;
         state.ResumeTiming();
-        while (timer.Enabled && bytesWaiting(*bench.program)) timer.fire();
+        bench.pump();
         state.PauseTiming();
         if (bench.program->state.TransmitCount[0] != static_cast<std::int64_t>(perPort) ||
             bench.program->state.TransmitCount[1] != static_cast<std::int64_t>(perPort)) {

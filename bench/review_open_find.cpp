@@ -19,13 +19,13 @@
 #include <memory>
 #include <string>
 
-#include "components/serial/simulated_line.h"
 #include "components/stores/keltvl_file.h"
 #include "components/stores/stores.h"
 #include "platform/quiet_platform.h"
 #include "review/review.h"
 #include "shell/frm_main.h"
 #include "shell/program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace {
 
@@ -73,20 +73,12 @@ public:
     std::string answer;
 };
 
-struct Rig {
-    BenchPlatform platform{folder().string()};
-    tvl::SimulatedLines lines;
-    tvl::SimulatedLine line1{lines}, line2{lines};
-    std::unique_ptr<tvl::Program> program;
-    Rig() {
+struct Rig : tvl::testing::ProgramOnLines<BenchPlatform> {
+    Rig() : ProgramOnLines(folder().string()) {
         tvl::ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = &line1;
-        parts.line2 = &line2;
         parts.makeTVL = tvl::makeKelTVL;
-        program = std::make_unique<tvl::Program>(std::move(parts));
-        tvl::Main(*program);
-        program->frmSplash->Image1->Click();
+        make(std::move(parts));
+        start();
     }
 };
 

@@ -1,5 +1,6 @@
 // A whole headless program on two simulated lines and a platform of the
-// test's choosing, for tests that drive it as a user and the desktop would.
+// test's choosing, for the tests and benchmarks that drive it as a user and
+// the desktop would.
 // Header only: tests/support builds no test program of its own.
 #pragma once
 
