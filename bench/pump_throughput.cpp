@@ -10,10 +10,10 @@
 #include <random>
 
 #include "components/stores/stores.h"
-#include "setup/frm_setup.h"
+#include "setup/setup.h"
 #include "platform/quiet_platform.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace {

@@ -46,9 +46,9 @@
 #include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "platform/timer_driver.h"
-#include "setup/frm_setup.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "setup/setup.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 extern char** environ;
 

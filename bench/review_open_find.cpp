@@ -23,8 +23,8 @@
 #include "components/stores/stores.h"
 #include "platform/quiet_platform.h"
 #include "review/review.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace {

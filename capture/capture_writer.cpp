@@ -1,9 +1,8 @@
 #include "capture/capture_writer.h"
 
-#include "capture/capture_store.h"
-#include "line/start_stop.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "components/stores/capture_store.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 
@@ -35,7 +34,7 @@ void writeRecord(Program& program) {
         }
     } catch (const StoreError& error) {
         program.storeFailed = true;
-        if (program.state.RunState == 1) mnuStartStop_Click(program);
+        if (program.state.RunState == 1 && program.startStop) program.startStop();
         program.platform.MsgBox(std::string("The capture could not be written, so the run was "
                                             "stopped. Records written before are kept.\n\n") +
                                     error.what(),

@@ -1,7 +1,6 @@
 #include "convert/watch_data.h"
 
-#include "line/start_stop.h"
-#include "shell/program.h"
+#include "app/program.h"
 
 namespace tvl {
 
@@ -13,9 +12,9 @@ bool watchArmedFor(const Program& program, int Index) {
 void watchComparison(Program& program, int Index, std::string_view X) {
     SharedState& s = program.state;
     if ((Index == 0 || Index == 1) && s.WatchArmed[0] == 1 && s.WatchString[0] == X)
-        mnuStartStop_Click(program);
+        program.startStop();
     if ((Index == 2 || Index == 3) && s.WatchArmed[1] == 1 && s.WatchString[1] == X)
-        mnuStartStop_Click(program);
+        program.startStop();
 }
 
 }  // namespace tvl

@@ -1,6 +1,6 @@
 #include "display/traffic_panes.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

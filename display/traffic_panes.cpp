@@ -5,8 +5,8 @@
 
 #include "capture/capture_writer.h"
 #include "convert/watch_data.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

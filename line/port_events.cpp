@@ -1,8 +1,8 @@
 #include "line/port_events.h"
 
-#include "line/serial_port.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "components/serial/serial_port.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

@@ -1,9 +1,9 @@
 #include "line/start_stop.h"
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 #include "capture/capture_writer.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

@@ -1,8 +1,8 @@
 #include "line/transfer_pump.h"
 
 #include "display/traffic_panes.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <string>
 
 namespace tvl {
 
@@ -31,6 +32,22 @@ Control* Form::find(std::string_view name, int index) const {
 
 void Form::handle(const std::string& name, Handler handler) {
     handlers_[lower(name)] = std::move(handler);
+}
+
+int argument(const std::vector<std::string>& args, std::size_t n) {
+    return n < args.size() ? std::stoi(args[n]) : 0;
+}
+
+void Form::bind(const std::string& name, std::function<void()>& event,
+                std::function<void()> handler) {
+    event = handler;
+    handle(name, [handler = std::move(handler)](const Args&) { handler(); });
+}
+
+void Form::bind(const std::string& name, std::function<void(int)>& event,
+                std::function<void(int)> handler) {
+    event = handler;
+    handle(name, [handler = std::move(handler)](const Args& a) { handler(argument(a, 0)); });
 }
 
 const Form::Handler* Form::handler(std::string_view name) const {

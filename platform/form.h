@@ -3,6 +3,7 @@
 // way the program names them.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <map>
 #include <memory>
@@ -12,6 +13,9 @@
 #include "platform/control.h"
 
 namespace tvl {
+
+// The n-th word of a by-name call as a number; 0 when it is not given.
+int argument(const std::vector<std::string>& args, std::size_t n);
 
 class Form {
 public:
@@ -38,8 +42,25 @@ public:
     const std::vector<std::unique_ptr<Control>>& controls() const { return controls_; }
 
     // Handlers by name ("tmrTarvoline_Timer"), taking the scenario's words as arguments.
-    using Handler = std::function<void(const std::vector<std::string>& args)>;
+    using Args = std::vector<std::string>;
+    using Handler = std::function<void(const Args& args)>;
     void handle(const std::string& name, Handler handler);
+
+    // Binds an event to its handler and registers the same handler by name,
+    // so that the view, the tests and the scenarios run one and the same code.
+    void bind(const std::string& name, std::function<void()>& event, std::function<void()> handler);
+    // An event with a number (a mouse button): by name, the first argument.
+    void bind(const std::string& name, std::function<void(int)>& event,
+              std::function<void(int)> handler);
+    // The same event of every control of an array: control i runs handler(i);
+    // by name, the first argument is the index.
+    template <class C, std::size_t N>
+    void bind(const std::string& name, const std::array<C*, N>& controls,
+              std::function<void()> C::*event, std::function<void(int)> handler) {
+        for (std::size_t i = 0; i < N; ++i)
+            controls[i]->*event = [handler, i] { handler(static_cast<int>(i)); };
+        handle(name, [handler](const Args& a) { handler(argument(a, 0)); });
+    }
     const Handler* handler(std::string_view name) const;
     const std::map<std::string, Handler>& handlers() const { return handlers_; }
 
@@ -67,5 +88,14 @@ private:
     std::map<std::string, Control*> byKey_;  // lower-case key
     std::map<std::string, Handler> handlers_;  // lower-case name
 };
+
+// Makes a label with its caption, placed in twips.
+inline Label* addLabel(Form& form, Control* container, const char* name, int index,
+                       const std::string& caption, float left, float top, float width,
+                       float height) {
+    Label* label = place(form.add<Label>(container, name, index), left, top, width, height);
+    label->Caption = caption;
+    return label;
+}
 
 }  // namespace tvl

@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "review/review.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

@@ -9,11 +9,11 @@
 #include <stdexcept>
 #include <string>
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 #include "review/review.h"
-#include "shell/layout.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/layout.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

@@ -2,8 +2,8 @@
 // step first puts the panes' text into the entry on screen, so navigation is
 // also what keeps the user's edits.
 #include "review/review.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "review/review.h"
-#include "shell/layout.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/layout.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 

@@ -1,7 +1,7 @@
 #include "review/review.h"
 
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 
@@ -24,8 +24,7 @@ void bindReview(Program& program) {
     };
     for (const auto& c : commands) {
         auto run = c.command;
-        c.entry->Click = [p, run] { run(*p); };
-        f.handle(c.handler, [p, run](const auto&) { run(*p); });
+        f.bind(c.handler, c.entry->Click, [p, run] { run(*p); });
     }
 }
 

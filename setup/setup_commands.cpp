@@ -7,11 +7,11 @@
 #include <string>
 #include <system_error>
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 #include "capture/capture_writer.h"
-#include "setup/frm_setup.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
+#include "setup/setup.h"
 
 namespace tvl {
 
@@ -39,9 +39,36 @@ std::uint8_t indexOfOn(const std::array<OptionButton*, N>& group) {
     return 0;
 }
 
+// What port box i's number resolves to, under the box.
+void describePort(Program& p, int i) {
+    FrmSetup& f = *p.frmSetup;
+    const SerialPort& port = i == 0 ? p.mscComControl1 : p.mscComControl2;
+    const std::optional<int> n = portNumberOf(f.txtComPort[i]->Text());
+    f.lblComPort[i]->Caption = !n ? "not a port number"
+                               : *n < 1 ? "no port has this number"
+                                        : port.describe(*n);
+    f.lblComPort[i]->ToolTipText = f.lblComPort[i]->Caption;
+}
+
+void bindSetupForm(Program& p) {
+    FrmSetup& f = *p.frmSetup;
+    f.bind("optMode_Click", f.optMode, &OptionButton::Click,
+           [&p](int i) { frmSetup_optMode_Click(p, i); });
+    for (int i = 0; i < 2; ++i) {
+        f.txtComPort[i]->Change = [&p, i] { describePort(p, i); };
+        describePort(p, i);
+    }
+    f.bind("cmdDefault_Click", f.cmdDefault->Click, [&p] { frmSetup_cmdDefault_Click(p); });
+    f.bind("cmdOK_Click", f.cmdOK->Click, [&p] { frmSetup_cmdOK_Click(p); });
+    f.bind("cmdCancel_Click", f.cmdCancel->Click, [&p] { frmSetup_cmdCancel_Click(p); });
+    f.handle("Form_Load", [&p](const auto&) { frmSetup_Form_Load(p); });
+    f.handle("Form_Unload", [&p](const auto&) { frmSetup_Form_Unload(p); });
+}
+
 void showSetup(Program& p) {
     if (!p.frmSetup) {
-        p.frmSetup = std::make_unique<FrmSetup>(p);
+        p.frmSetup = std::make_unique<FrmSetup>();
+        bindSetupForm(p);
         frmSetup_Form_Load(p);
     }
     p.frmSetup->Visible = true;
@@ -294,8 +321,7 @@ void frmSetup_cmdCancel_Click(Program& p) {
 
 void bindSetup(Program& p) {
     FrmMain& m = *p.FrmMain;
-    m.mnuSetup->Click = [&p] { mnuSetup_Click(p); };
-    m.handle("mnuSetup_Click", [&p](const auto&) { mnuSetup_Click(p); });
+    m.bind("mnuSetup_Click", m.mnuSetup->Click, [&p] { mnuSetup_Click(p); });
 }
 
 }  // namespace tvl

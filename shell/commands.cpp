@@ -3,8 +3,8 @@
 #include <array>
 #include <string>
 
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 
@@ -57,9 +57,6 @@ void popup(Program& p, int button, Menu& menu) {
     if (button == 2) p.platform.PopupMenu(menu);
 }
 
-int argument(const std::vector<std::string>& args, std::size_t n) {
-    return n < args.size() ? std::stoi(args[n]) : 0;
-}
 
 }  // namespace
 
@@ -116,8 +113,15 @@ void mnuExit_Click(Program& p) {
 }
 
 void bindCommands(FrmMain& f, Program& p) {
+    // A ButtonClick by name takes the button's number.
     f.tbrTarvoline->ButtonClick = [&p](ToolbarButton& b) { tbrTarvoline_ButtonClick(p, b); };
     f.tbrFileAccess->ButtonClick = [&p](ToolbarButton& b) { tbrFileAccess_ButtonClick(p, b); };
+    f.handle("tbrTarvoline_ButtonClick", [&f, &p](const auto& a) {
+        tbrTarvoline_ButtonClick(p, f.tbrTarvoline->Buttons(argument(a, 0)));
+    });
+    f.handle("tbrFileAccess_ButtonClick", [&f, &p](const auto& a) {
+        tbrFileAccess_ButtonClick(p, f.tbrFileAccess->Buttons(argument(a, 0)));
+    });
 
     // Every menu entry runs its command as it stands when clicked.
     for (Menu* top : {f.mnuMenu, f.mnuFileAccess})
@@ -126,32 +130,19 @@ void bindCommands(FrmMain& f, Program& p) {
             entry->Click = [&f, name = entry->name() + "_Click"] { runCommand(f, name); };
         }
 
-    f.MouseUp = [&p](int button) { Form_MouseUp(p, button); };
+    // A mouse-up by name takes the platform's arguments (Button, Shift, X, Y),
+    // with the Index first for a control array.
+    f.bind("Form_MouseUp", f.MouseUp, [&p](int button) { Form_MouseUp(p, button); });
     for (int i = 0; i < 2; ++i)
         f.fraComMonitor[i]->MouseUp = [&p, i](int button) { fraComMonitor_MouseUp(p, i, button); };
-    f.tbrTarvoline->MouseUp = [&p](int button) { tbrTarvoline_MouseUp(p, button); };
-    f.tbrFileAccess->MouseUp = [&p](int button) { tbrFileAccess_MouseUp(p, button); };
-    f.txtPort1->MouseUp = [&p](int button) { txtPort1_MouseUp(p, button); };
-    f.txtPort2->MouseUp = [&p](int button) { txtPort2_MouseUp(p, button); };
-
-    // Handlers by name take the platform's arguments: (Button, Shift, X, Y),
-    // with the Index first for a control array; a ButtonClick takes the button's number.
-    auto toolbarClick = [&f](Toolbar* bar, auto handler) {
-        return [&f, bar, handler](const std::vector<std::string>& a) {
-            handler(bar->Buttons(argument(a, 0)));
-        };
-    };
-    f.handle("tbrTarvoline_ButtonClick",
-             toolbarClick(f.tbrTarvoline, [&p](const ToolbarButton& b) { tbrTarvoline_ButtonClick(p, b); }));
-    f.handle("tbrFileAccess_ButtonClick",
-             toolbarClick(f.tbrFileAccess, [&p](const ToolbarButton& b) { tbrFileAccess_ButtonClick(p, b); }));
-    f.handle("Form_MouseUp", [&p](const auto& a) { Form_MouseUp(p, argument(a, 0)); });
     f.handle("fraComMonitor_MouseUp",
              [&p](const auto& a) { fraComMonitor_MouseUp(p, argument(a, 0), argument(a, 1)); });
-    f.handle("tbrTarvoline_MouseUp", [&p](const auto& a) { tbrTarvoline_MouseUp(p, argument(a, 0)); });
-    f.handle("tbrFileAccess_MouseUp", [&p](const auto& a) { tbrFileAccess_MouseUp(p, argument(a, 0)); });
-    f.handle("txtPort1_MouseUp", [&p](const auto& a) { txtPort1_MouseUp(p, argument(a, 0)); });
-    f.handle("txtPort2_MouseUp", [&p](const auto& a) { txtPort2_MouseUp(p, argument(a, 0)); });
+    f.bind("tbrTarvoline_MouseUp", f.tbrTarvoline->MouseUp,
+           [&p](int button) { tbrTarvoline_MouseUp(p, button); });
+    f.bind("tbrFileAccess_MouseUp", f.tbrFileAccess->MouseUp,
+           [&p](int button) { tbrFileAccess_MouseUp(p, button); });
+    f.bind("txtPort1_MouseUp", f.txtPort1->MouseUp, [&p](int button) { txtPort1_MouseUp(p, button); });
+    f.bind("txtPort2_MouseUp", f.txtPort2->MouseUp, [&p](int button) { txtPort2_MouseUp(p, button); });
     f.handle("mnuExit_Click", [&p](const auto&) { mnuExit_Click(p); });
     f.handle("Form_QueryUnload", [&p](const auto&) { mnuExit_Click(p); });
 }

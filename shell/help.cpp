@@ -1,8 +1,8 @@
 #include "shell/help.h"
 
 #include "platform/platform.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl {
 
@@ -19,9 +19,7 @@ void mnuHelp_Click(Program& program) {
 
 void bindHelp(Program& program) {
     FrmMain& f = *program.FrmMain;
-    Program* p = &program;
-    f.mnuHelp->Click = [p] { mnuHelp_Click(*p); };
-    f.handle("mnuHelp_Click", [p](const auto&) { mnuHelp_Click(*p); });
+    f.bind("mnuHelp_Click", f.mnuHelp->Click, [&program] { mnuHelp_Click(program); });
 }
 
 }  // namespace tvl

@@ -2,12 +2,11 @@
 
 #include <filesystem>
 
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
+#include "shell/wiring.h"
 
 namespace tvl {
-
-void bindSubsystems(Program& program);  // frm_main_events.cpp
 
 namespace {
 
@@ -15,8 +14,8 @@ void endSplash(Program& program) {
     if (!program.frmSplash) return;
     program.platform.formUnloaded(*program.frmSplash);
     program.frmSplash.reset();
-    program.FrmMain = std::make_unique<FrmMain>(program);
-    bindSubsystems(program);
+    program.FrmMain = std::make_unique<FrmMain>();
+    bindMainWindow(program);
     FrmMain_Form_Load(program);
     FrmMain& main = *program.FrmMain;
     // The first layout pass comes with the showing, before the window is on the screen.
@@ -30,12 +29,10 @@ void endSplash(Program& program) {
 void Main(Program& program) {
     program.frmSplash = std::make_unique<FrmSplash>();
     FrmSplash& splash = *program.frmSplash;
-    splash.Image1->Click = [&program] { frmSplash_Image1_Click(program); };
+    splash.bind("Image1_Click", splash.Image1->Click, [&program] { frmSplash_Image1_Click(program); });
     splash.KeyPress = [&program](int& key) { frmSplash_Form_KeyPress(program, key); };
-    splash.handle("Image1_Click", [&program](const auto&) { frmSplash_Image1_Click(program); });
-    splash.handle("Form_KeyPress", [&program](const auto& args) {
-        frmSplash_Form_KeyPress(program, args.empty() ? 0 : std::stoi(args[0]));
-    });
+    splash.handle("Form_KeyPress",
+                  [&program](const auto& a) { frmSplash_Form_KeyPress(program, argument(a, 0)); });
     splash.Visible = true;
     program.platform.formShown(splash);
     program.platform.redraw(splash);

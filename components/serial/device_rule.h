@@ -12,7 +12,7 @@
 
 #include <string>
 
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 
 namespace tvl {
 

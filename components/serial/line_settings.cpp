@@ -3,7 +3,7 @@
 #include <sstream>
 #include <vector>
 
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 
 namespace tvl {
 

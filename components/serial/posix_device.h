@@ -21,7 +21,7 @@
 #include <string>
 #include <thread>
 
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 
 namespace tvl {
 

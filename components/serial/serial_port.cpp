@@ -1,4 +1,4 @@
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 
 namespace tvl {
 

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 
 namespace tvl {
 

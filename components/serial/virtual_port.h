@@ -13,7 +13,7 @@
 #include <string>
 
 #include "components/serial/posix_device.h"
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 
 namespace tvl {
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 
 namespace tvl {
 namespace {

@@ -14,7 +14,7 @@
 #include <string>
 #include <utility>
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 
 namespace tvl {
 

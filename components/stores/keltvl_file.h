@@ -18,7 +18,7 @@
 #include <string_view>
 #include <vector>
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 
 namespace tvl {
 

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 #include "components/stores/compound_file.h"
 
 namespace tvl {

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 
 namespace tvl {
 

@@ -11,8 +11,8 @@
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {

@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include "convert/conversion_dialogs.h"
+#include "convert/conversion.h"
 #include "platform/quiet_platform.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {

@@ -15,7 +15,7 @@
 #include "components/serial/device_rule.h"
 #include "line/start_stop.h"
 #include "platform/quiet_platform.h"
-#include "setup/frm_setup.h"
+#include "setup/setup.h"
 #include "tests/e2e/ui_loop.h"
 
 namespace tvl::test {

@@ -8,10 +8,10 @@
 #include <functional>
 #include <mutex>
 
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 #include "line/transfer_pump.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl::test {
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "shell/layout.h"
+#include "app/layout.h"
 #include "tests/layout/test_program.h"
 
 namespace tvl {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl::testing {

@@ -17,9 +17,9 @@
 #include "components/stores/kelmdb_database.h"
 #include "components/stores/stores.h"
 #include "platform/quiet_platform.h"
-#include "setup/frm_setup.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "setup/setup.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace fs = std::filesystem;

@@ -19,7 +19,7 @@
 #include <string>
 #include <string_view>
 
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 
 namespace tvl::test {
 

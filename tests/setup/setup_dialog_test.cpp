@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 
 #include "platform/quiet_platform.h"
-#include "setup/frm_setup.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "setup/setup.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {

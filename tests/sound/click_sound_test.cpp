@@ -11,8 +11,8 @@
 #include "components/sound/wave_file.h"
 #include "components/sound/wave_output.h"
 #include "platform/quiet_platform.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "shell/startup.h"
 #include "tests/support/program_on_lines.h"
 

@@ -9,8 +9,8 @@
 
 #include "components/serial/simulated_line.h"
 #include "line/transfer_pump.h"
-#include "shell/frm_main.h"
-#include "shell/program.h"
+#include "app/frm_main.h"
+#include "app/program.h"
 
 namespace tvl::testing {
 

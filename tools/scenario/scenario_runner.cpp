@@ -9,7 +9,7 @@
 
 #include "components/stores/stores.h"
 #include "line/transfer_pump.h"
-#include "shell/frm_main.h"
+#include "app/frm_main.h"
 #include "tools/scenario/state_fields.h"
 
 namespace fs = std::filesystem;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "components/serial/simulated_line.h"
-#include "shell/program.h"
+#include "app/program.h"
 #include "tools/scenario/script_text.h"
 #include "tools/scenario/scripted_platform.h"
 

@@ -17,10 +17,10 @@
 
 #include "components/serial/device_rule.h"
 #include "platform/qt/form_view.h"
-#include "platform/qt/qt_program.h"
-#include "platform/qt/tests/screenshot_util.h"
-#include "setup/frm_setup.h"
-#include "shell/frm_main.h"
+#include "desktop/qt_program.h"
+#include "desktop/tests/screenshot_util.h"
+#include "setup/setup.h"
+#include "app/frm_main.h"
 
 namespace {
 

@@ -16,9 +16,9 @@
 
 #include "bench/relay_clients.h"
 #include "components/serial/virtual_port.h"
-#include "platform/qt/qt_program.h"
-#include "setup/frm_setup.h"
-#include "shell/frm_main.h"
+#include "desktop/qt_program.h"
+#include "setup/setup.h"
+#include "app/frm_main.h"
 
 int main(int argc, char** argv) {
     const std::size_t size = (argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 8) << 20;

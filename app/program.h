@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "capture/capture_store.h"
+#include "components/stores/capture_store.h"
 #include "components/sound/mci_player.h"
-#include "line/serial_port.h"
+#include "components/serial/serial_port.h"
 #include "platform/platform.h"
 #include "state/shared_state.h"
 
@@ -71,6 +71,10 @@ public:
     bool exited = false;
     // A store failed during a run; nothing more is written until Setup prepares a store.
     bool storeFailed = false;
+
+    // The Start / Stop command, for the parts that stop a run (a watch hit, a
+    // failing store); the wiring sets it.
+    std::function<void()> startStop;
 
     // Sound players are made through this, so that each gets the program's output.
     std::unique_ptr<SoundOutput> makeSound() const;

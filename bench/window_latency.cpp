@@ -20,8 +20,8 @@
 
 #include "line/transfer_pump.h"
 #include "platform/qt/form_view.h"
-#include "platform/qt/qt_program.h"
-#include "shell/frm_main.h"
+#include "desktop/qt_program.h"
+#include "app/frm_main.h"
 
 namespace {
 

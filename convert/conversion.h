@@ -11,45 +11,12 @@
 #include <optional>
 #include <string>
 
-#include "platform/form.h"
+#include "app/frm_find_data.h"
+#include "app/frm_host_action.h"
 
 namespace tvl {
 
 class Program;
-
-// The longest Present or Converted Value a row may hold: the match position
-// and the longest-row limit of the pump are one byte wide.
-inline constexpr std::size_t MaxRowValueLength = 255;
-
-class FrmHostAction : public Form {
-public:
-    explicit FrmHostAction(Program& program);
-
-    // Index 0 is the Port 1 block, 1 the Port 2 block.
-    std::array<Frame*, 2> fraDataConverter;
-    std::array<Label*, 2> lblHeading;
-    std::array<Label*, 8> lblTitle;
-    // Port 1: 0..4 Present, 5..9 Converted; Port 2: 10..14 Present, 15..19 Converted.
-    std::array<TextBox*, 20> txtValue;
-    // Port 1 rows top down 0..3, Port 2 rows top down 7..4.
-    std::array<Label*, 8> lblSignalValue;
-    std::array<ComboBox*, 8> cboUARTSignal;
-    Label* lblRowRules;
-    CommandButton* cmdOk;
-    CommandButton* cmdCancel;
-};
-
-class FrmFindData : public Form {
-public:
-    explicit FrmFindData(Program& program);
-
-    std::array<Frame*, 2> Frame1;
-    std::array<TextBox*, 2> txtFound;
-    Label* Label1_4;  // "Stop when data found on (DTE1)", registered as Label1(4)
-    Label* Label1_0;  // "Stop when data found on (DTE2/DCE2)", registered as Label1(0)
-    CommandButton* cmdOK;
-    CommandButton* cmdCancel;
-};
 
 // What keeps the twenty boxes of the conversion dialog from being stored: the
 // box to put right (an index of txtValue) and the message naming its row.

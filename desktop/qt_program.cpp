@@ -1,11 +1,11 @@
-#include "platform/qt/qt_program.h"
+#include "desktop/qt_program.h"
 
 #include <QMetaObject>
 
 #include "components/sound/wave_output.h"
 #include "components/stores/stores.h"
 #include "line/transfer_pump.h"
-#include "shell/frm_main.h"
+#include "app/frm_main.h"
 
 namespace tvl {
 

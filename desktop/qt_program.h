@@ -8,7 +8,7 @@
 #include "components/serial/device_rule.h"
 #include "components/serial/simulated_line.h"
 #include "platform/qt/qt_desktop.h"
-#include "shell/program.h"
+#include "app/program.h"
 
 namespace tvl {
 

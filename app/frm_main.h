@@ -15,11 +15,9 @@
 
 namespace tvl {
 
-class Program;
-
 class FrmMain : public Form {
 public:
-    explicit FrmMain(Program& program);
+    FrmMain();
 
     Toolbar* tbrTarvoline;
     Toolbar* tbrFileAccess;

@@ -18,8 +18,8 @@
 
 #include "platform/qt/control_widgets.h"
 #include "platform/qt/form_view.h"
-#include "platform/qt/qt_program.h"
-#include "shell/frm_main.h"
+#include "desktop/qt_program.h"
+#include "app/frm_main.h"
 
 namespace tvl {
 namespace {

@@ -12,9 +12,9 @@
 #include <cstdio>
 
 #include "platform/qt/help_window.h"
-#include "platform/qt/qt_program.h"
-#include "platform/qt/tests/screenshot_util.h"
-#include "shell/frm_main.h"
+#include "desktop/qt_program.h"
+#include "desktop/tests/screenshot_util.h"
+#include "app/frm_main.h"
 
 namespace {
 

@@ -1,10 +1,8 @@
-#include "shell/frm_main.h"
+#include "app/frm_main.h"
 
 #include <string>
 
 namespace tvl {
-
-void bindFrmMain(FrmMain& form, Program& program);  // frm_main_events.cpp
 
 namespace {
 Line* placeLine(Line* line, float x1, float y1, float x2, float y2) {
@@ -16,7 +14,7 @@ Line* placeLine(Line* line, float x1, float y1, float x2, float y2) {
 }
 }  // namespace
 
-FrmMain::FrmMain(Program& program) : Form("FrmMain") {
+FrmMain::FrmMain() : Form("FrmMain") {
     Caption = "Tarvoline";
     Width = 9480;
     Height = 7245;
@@ -32,7 +30,6 @@ FrmMain::FrmMain(Program& program) : Form("FrmMain") {
     tmrTarvoline->Interval = 1;
     tmrTarvoline->Enabled = true;
     buildMenus();
-    bindFrmMain(*this, program);
 }
 
 void FrmMain::buildToolbars() {

@@ -1,8 +1,9 @@
-#include "shell/program.h"
+#include "app/program.h"
 
-#include "convert/conversion_dialogs.h"
-#include "setup/frm_setup.h"
-#include "shell/frm_main.h"
+#include "app/frm_find_data.h"
+#include "app/frm_host_action.h"
+#include "app/frm_setup.h"
+#include "app/frm_main.h"
 
 namespace tvl {
 

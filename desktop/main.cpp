@@ -2,7 +2,7 @@
 #include <QApplication>
 #include <QFont>
 
-#include "platform/qt/qt_program.h"
+#include "desktop/qt_program.h"
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);

@@ -1,20 +1,11 @@
-// The Setup dialog's window: its controls at their first-load values, and the
-// binding of their events to the handlers in setup_commands.cpp.
-#include "setup/frm_setup.h"
+#include "app/frm_setup.h"
 
 #include <string>
 #include <vector>
 
-#include "shell/frm_main.h"
-#include "shell/program.h"
-
 namespace tvl {
 
 namespace {
-
-int argument(const std::vector<std::string>& args) {
-    return args.empty() ? 0 : std::stoi(args[0]);
-}
 
 // The left column: each group a frame of option buttons, one row per member.
 constexpr float kColumnLeft = 240;
@@ -33,7 +24,7 @@ constexpr float kSettingTop = 360, kSettingStep = 420, kSettingHeight = 315;
 
 }  // namespace
 
-FrmSetup::FrmSetup(Program& program) : Form("frmSetup") {
+FrmSetup::FrmSetup() : Form("frmSetup") {
     Caption = "Tarvoline Setup";
     ScaleWidth = 7020;
     ScaleHeight = 5655;
@@ -53,30 +44,7 @@ FrmSetup::FrmSetup(Program& program) : Form("frmSetup") {
     cmdCancel->Picture = "setup_cancel.png";
     cmdCancel->ToolTipText = "Close without applying";
     cmdCancel->Cancel = true;
-
-    Program* p = &program;
-    for (int i = 0; i < 2; ++i) {
-        optMode[i]->Click = [p, i] { frmSetup_optMode_Click(*p, i); };
-        txtComPort[i]->Change = [this, p, i] {
-            const SerialPort& port = i == 0 ? p->mscComControl1 : p->mscComControl2;
-            const std::optional<int> n = portNumberOf(txtComPort[i]->Text());
-            lblComPort[i]->Caption = !n ? "not a port number"
-                                     : *n < 1 ? "no port has this number"
-                                              : port.describe(*n);
-            lblComPort[i]->ToolTipText = lblComPort[i]->Caption;
-        };
-        txtComPort[i]->setText(i == 0 ? "3" : "4");
-    }
-    cmdDefault->Click = [p] { frmSetup_cmdDefault_Click(*p); };
-    cmdOK->Click = [p] { frmSetup_cmdOK_Click(*p); };
-    cmdCancel->Click = [p] { frmSetup_cmdCancel_Click(*p); };
-
-    handle("Form_Load", [p](const auto&) { frmSetup_Form_Load(*p); });
-    handle("Form_Unload", [p](const auto&) { frmSetup_Form_Unload(*p); });
-    handle("optMode_Click", [p](const auto& a) { frmSetup_optMode_Click(*p, argument(a)); });
-    handle("cmdDefault_Click", [p](const auto&) { frmSetup_cmdDefault_Click(*p); });
-    handle("cmdOK_Click", [p](const auto&) { frmSetup_cmdOK_Click(*p); });
-    handle("cmdCancel_Click", [p](const auto&) { frmSetup_cmdCancel_Click(*p); });
+    for (int i = 0; i < 2; ++i) txtComPort[i]->setText(i == 0 ? "3" : "4");
 }
 
 void FrmSetup::buildOptions() {

@@ -1,10 +1,10 @@
-#include "shell/layout.h"
+#include "app/layout.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 
-#include "shell/frm_main.h"
+#include "app/frm_main.h"
 
 namespace tvl {
 
@@ -140,8 +140,7 @@ void FrmMain_Form_Resize(FrmMain& f) {
 }
 
 void bindLayout(FrmMain& f) {
-    f.Resize = [&f] { FrmMain_Form_Resize(f); };
-    f.handle("Form_Resize", [&f](const auto&) { FrmMain_Form_Resize(f); });
+    f.bind("Form_Resize", f.Resize, [&f] { FrmMain_Form_Resize(f); });
 }
 
 }  // namespace tvl
