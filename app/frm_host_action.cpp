@@ -7,8 +7,6 @@ namespace tvl {
 
 namespace {
 
-
-
 constexpr const char* signalRows[4] = {"RTS On", "RTS Off", "DTR On", "DTR Off"};
 
 }  // namespace
@@ -27,27 +25,31 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
     static const char* titles[4] = {"Present Value", "Converted Value", "Signal Receive",
                                     "Converted Action"};
     for (int b = 0; b < 2; ++b) {
-        Frame* frame = place(add<Frame>(nullptr, "fraDataConverter", b), 120 + 3540.0f * b, 120, 3420, 4695);
+        Frame* frame =
+            place(add<Frame>(nullptr, "fraDataConverter", b), 120 + 3540.0f * b, 120, 3420, 4695);
         fraDataConverter[b] = frame;
         lblHeading[b] = addLabel(*this, frame, "lblHeading", b, headings[b], 120, 240, 3180, 255);
         for (int t = 0; t < 4; ++t) {
             const float left = (t % 2 == 0) ? 360 : 1800;
             const float top = t < 2 ? 480 : 2640;
-            lblTitle[titleIndex[b][t]] =
-                addLabel(*this, frame, "lblTitle", titleIndex[b][t], titles[t], left, top, 1215, 255);
+            lblTitle[titleIndex[b][t]] = addLabel(*this, frame, "lblTitle", titleIndex[b][t],
+                                                  titles[t], left, top, 1215, 255);
         }
         for (int r = 0; r < 5; ++r) {
             const float top = 720 + 360.0f * r;
             const int present = 10 * b + r, converted = 10 * b + 5 + r;
-            txtValue[present] = place(add<TextBox>(frame, "txtValue", present), 360, top, 1215, 285);
-            txtValue[converted] = place(add<TextBox>(frame, "txtValue", converted), 1800, top, 1215, 285);
+            txtValue[present] =
+                place(add<TextBox>(frame, "txtValue", present), 360, top, 1215, 285);
+            txtValue[converted] =
+                place(add<TextBox>(frame, "txtValue", converted), 1800, top, 1215, 285);
         }
         for (int k = 0; k < 4; ++k) {
             // Port 2's signal controls are numbered from the bottom up.
             const int i = b == 0 ? k : 7 - k;
             const float top = 2940 + 360.0f * k;
             const std::string caption = std::string(signalRows[k]) + " =>";
-            lblSignalValue[i] = addLabel(*this, frame, "lblSignalValue", i, caption, 360, top, 1215, 285);
+            lblSignalValue[i] =
+                addLabel(*this, frame, "lblSignalValue", i, caption, 360, top, 1215, 285);
             ComboBox* combo = place(add<ComboBox>(frame, "cboUARTSignal", i), 1800, top, 1215, 315);
             combo->List.assign(std::begin(signalRows), std::end(signalRows));
             combo->Text = signalRows[k];
@@ -57,9 +59,9 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
     for (TextBox* box : txtValue) box->MultiLine = false;
 
     lblRowRules = addLabel(*this, nullptr, "lblRowRules", -1,
-                        "A row with a Converted Value needs a Present Value. "
-                        "A value holds at most 255 characters.",
-                        120, 4920, 6960, 435);
+                           "A row with a Converted Value needs a Present Value. "
+                           "A value holds at most 255 characters.",
+                           120, 4920, 6960, 435);
     cmdOk = place(add<CommandButton>(nullptr, "cmdOk"), 2280, 5520, 1215, 405);
     cmdOk->Caption = "OK";
     cmdOk->Picture = "ok.png";

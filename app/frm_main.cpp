@@ -34,9 +34,8 @@ FrmMain::FrmMain() : Form("FrmMain") {
 
 void FrmMain::buildToolbars() {
     tbrTarvoline = place(add<Toolbar>(nullptr, "tbrTarvoline"), 0, 0, 9360, 660);
-    tbrTarvoline->ImageList = {"tb_setup.png", "tb_start.png", "tb_stop.png",
-                               "tb_convert.png", "tb_watch.png", "tb_help.png",
-                               "tb_exit.png", "tb_open.png"};
+    tbrTarvoline->ImageList = {"tb_setup.png", "tb_start.png", "tb_stop.png", "tb_convert.png",
+                               "tb_watch.png", "tb_help.png",  "tb_exit.png", "tb_open.png"};
     auto button = [](const char* key, const char* tip, int image) {
         ToolbarButton b;
         b.Key = key;
@@ -77,8 +76,8 @@ void FrmMain::buildToolbars() {
 }
 
 void FrmMain::buildGroup(int g) {
-    Frame* group = place(add<Frame>(nullptr, "fraComMonitor", g), g == 0 ? 240 : 4920, 840, 4335,
-                         5895);
+    Frame* group =
+        place(add<Frame>(nullptr, "fraComMonitor", g), g == 0 ? 240 : 4920, 840, 4335, 5895);
     group->ToolTipText = "Click the right mouse button";
     group->Border = false;
     fraComMonitor[g] = group;
@@ -110,7 +109,8 @@ void FrmMain::buildGroup(int g) {
     // 1335 pane, which the first layout pass brings to 1575 and 1215.
     Frame* rx = frame(receive, 4200, 1680);
     pane(rx, receive, 1335);
-    TextBox* review = place(add<TextBox>(rx, g == 0 ? "txtPort1" : "txtPort2"), 120, 240, 3855, 1215);
+    TextBox* review =
+        place(add<TextBox>(rx, g == 0 ? "txtPort1" : "txtPort2"), 120, 240, 3855, 1215);
     review->Visible = false;
     (g == 0 ? txtPort1 : txtPort2) = review;
 
@@ -129,14 +129,15 @@ void FrmMain::buildGroup(int g) {
     static const float lampLeft[6] = {1800, 1800, 2880, 2880, 1800, 1800};
     static const float lampTop[6] = {360, 720, 360, 720, 1320, 1800};
     for (int s = 0; s < 6; ++s) {
-        Label* label = place(add<Label>(group, "lblUART", 6 * g + s), labelLeft[s], labelTop[s],
-                             495, 195);
+        Label* label =
+            place(add<Label>(group, "lblUART", 6 * g + s), labelLeft[s], labelTop[s], 495, 195);
         label->Caption = captions[s];
         label->AutoSize = true;
         lblUART[6 * g + s] = label;
         for (int on = 0; on < 2; ++on) {
             const int i = 12 * g + 6 * on + s;
-            Image* lamp = place(add<Image>(group, "imgStatus", i), lampLeft[s], lampTop[s], 360, 420);
+            Image* lamp =
+                place(add<Image>(group, "imgStatus", i), lampLeft[s], lampTop[s], 360, 420);
             lamp->Picture = on ? pictures::lampOn : pictures::lampOff;
             lamp->Visible = !on;
             imgStatus[i] = lamp;

@@ -10,7 +10,7 @@ namespace {
 // The left column: each group a frame of option buttons, one row per member.
 constexpr float kColumnLeft = 240;
 constexpr float kColumnWidth = 2640;
-constexpr float kRowTop = 300;     // first option row inside its frame
+constexpr float kRowTop = 300;  // first option row inside its frame
 constexpr float kRowStep = 300;
 constexpr float kGroupGap = 120;
 
@@ -52,13 +52,14 @@ void FrmSetup::buildOptions() {
     auto group = [&](const char* frameName, const char* caption,
                      std::initializer_list<const char*> members, auto& options, const char* name) {
         const float height = kRowTop + kRowStep * static_cast<float>(members.size()) + 60;
-        Frame* frame = place(add<Frame>(nullptr, frameName), kColumnLeft, top, kColumnWidth, height);
+        Frame* frame =
+            place(add<Frame>(nullptr, frameName), kColumnLeft, top, kColumnWidth, height);
         frame->Caption = caption;
         int i = 0;
         for (const char* member : members) {
-            OptionButton* option = place(add<OptionButton>(frame, name, i), 240,
-                                         kRowTop + kRowStep * static_cast<float>(i),
-                                         kColumnWidth - 360, 255);
+            OptionButton* option =
+                place(add<OptionButton>(frame, name, i), 240,
+                      kRowTop + kRowStep * static_cast<float>(i), kColumnWidth - 360, 255);
             option->Caption = member;
             option->Value = i == 0;
             options[i++] = option;
@@ -66,24 +67,25 @@ void FrmSetup::buildOptions() {
         top += height + kGroupGap;
         return frame;
     };
-    fraMode = group("fraMode", "Mode operation", {"Transparent mode", "Host mode"}, optMode,
-                    "optMode");
+    fraMode =
+        group("fraMode", "Mode operation", {"Transparent mode", "Host mode"}, optMode, "optMode");
     fraMonitor = group("fraMonitor", "Communication Monitor",
                        {"Monitor Com 1 (DTE)", "Monitor Com 2 (DTE/DCE)", "Monitor Both"},
                        optMonitor, "optMonitor");
     fraSaving = group("fraSaving", "Communication will",
                       {"Not Save", "Save MDB", "Save XLS", "Save TVL"}, optSaving, "optSaving");
-    fraDisplay = group("fraDisplay", "Display data in", {"ASCII", "Hexadecimal"}, optDisplay,
-                       "optDisplay");
+    fraDisplay =
+        group("fraDisplay", "Display data in", {"ASCII", "Hexadecimal"}, optDisplay, "optDisplay");
 }
 
 void FrmSetup::buildSettings() {
-    fraSettings = place(add<Frame>(nullptr, "fraSettings"), kSettingsLeft, 120, kSettingsWidth, 4080);
+    fraSettings =
+        place(add<Frame>(nullptr, "fraSettings"), kSettingsLeft, 120, kSettingsWidth, 4080);
     fraSettings->Caption = "Communication Settings";
 
-    static const char* const captions[7] = {"Bits Per Second:", "Data bits:", "Parity:",
-                                            "Stop Bits:", "Flow Control:", "DTE / Port1:",
-                                            "DTE/DCE / Port2:"};
+    static const char* const captions[7] = {
+        "Bits Per Second:", "Data bits:",   "Parity:",         "Stop Bits:",
+        "Flow Control:",    "DTE / Port1:", "DTE/DCE / Port2:"};
     auto rowTop = [](int row) { return kSettingTop + kSettingStep * static_cast<float>(row); };
     for (int row = 0; row < 7; ++row) {
         Label* label = place(add<Label>(fraSettings, "lblSetting", row), kCaptionLeft,

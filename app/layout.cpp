@@ -15,8 +15,8 @@ constexpr double windowWidth = 9480, windowHeight = 7245;
 constexpr double groupWidth = 4335, groupHeight = 5895;
 
 // The ratios of the review layout and of its end, as the review commands use them.
-constexpr double reviewFrameHeight = 1.09166666666667;  // 5400 of a group 5895 high
-constexpr double reviewFrameTop = 14.7375;              // 400
+constexpr double reviewFrameHeight = 1.09166666666667;   // 5400 of a group 5895 high
+constexpr double reviewFrameTop = 14.7375;               // 400
 constexpr double monitorFrameHeight = 3.50892857142857;  // 1680
 constexpr double monitorFrameTop = 1.40357142857143;     // 4200
 constexpr double receiveFrameWidth = 1.05860805860806;   // 4095 of a group 4335 wide
@@ -86,7 +86,8 @@ void placeGroup(FrmMain& f, int g) {
         place(*f.lblUART[6 * g + s], inGroup, {labelLeft[s], labelTop[s], 0, 0, false});
     for (int on = 0; on < 2; ++on)
         for (int s = 0; s < 6; ++s)
-            place(*f.imgStatus[12 * g + 6 * on + s], inGroup, {lampLeft[s], lampTop[s], 0, 0, false});
+            place(*f.imgStatus[12 * g + 6 * on + s], inGroup,
+                  {lampLeft[s], lampTop[s], 0, 0, false});
     place(*f.chkUARTControl[2 * g], inGroup, {2400, 1440, 0, 0, false});
     place(*f.chkUARTControl[2 * g + 1], inGroup, {2400, 1920, 0, 0, false});
     placeLine(*f.myLine[2 * g], inGroup, 120, 1200, 4200, 1200);

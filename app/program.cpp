@@ -2,8 +2,8 @@
 
 #include "app/frm_find_data.h"
 #include "app/frm_host_action.h"
-#include "app/frm_setup.h"
 #include "app/frm_main.h"
+#include "app/frm_setup.h"
 
 namespace tvl {
 

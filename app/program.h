@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "components/stores/capture_store.h"
-#include "components/sound/mci_player.h"
 #include "components/serial/serial_port.h"
+#include "components/sound/mci_player.h"
+#include "components/stores/capture_store.h"
 #include "platform/platform.h"
 #include "state/shared_state.h"
 

@@ -16,8 +16,8 @@
 namespace {
 
 // The house colours.
-const QColor ink(0x22, 0x2e, 0x3a);         // outlines
-const QColor teal(0x00, 0x80, 0x80);        // the header bar
+const QColor ink(0x22, 0x2e, 0x3a);   // outlines
+const QColor teal(0x00, 0x80, 0x80);  // the header bar
 const QColor tealLight(0x3c, 0xb4, 0xb0);
 const QColor paper(0xfb, 0xfc, 0xfd);
 const QColor steel(0x8e, 0x9a, 0xa6);
@@ -53,7 +53,9 @@ void icon(const char* name, const std::function<void(QPainter&)>& draw) {
     save(image, name);
 }
 
-QPen outline(qreal width = 1.2) { return QPen(ink, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin); }
+QPen outline(qreal width = 1.2) {
+    return QPen(ink, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+}
 
 QLinearGradient vertical(const QRectF& r, const QColor& top, const QColor& bottom) {
     QLinearGradient g(r.topLeft(), r.bottomLeft());
@@ -111,8 +113,8 @@ void magnifier(QPainter& p, QPointF c, qreal r) {
 }
 
 // A bold arrow pointing along angle degrees (0 right, 90 up), centred at c.
-void arrow(QPainter& p, QPointF c, qreal angle, const QColor& fill, qreal length = 22, qreal shaft = 7,
-           qreal head = 17) {
+void arrow(QPainter& p, QPointF c, qreal angle, const QColor& fill, qreal length = 22,
+           qreal shaft = 7, qreal head = 17) {
     p.save();
     p.translate(c);
     p.rotate(-angle);
@@ -184,11 +186,11 @@ void connector(QPainter& p, const QRectF& r, bool male) {
     p.setPen(male ? QPen(QColor(0x8a, 0x6a, 0x1a), 0.6) : Qt::NoPen);
     const qreal pin = r.width() / 6.2;
     for (int i = 0; i < 5; ++i)
-        p.drawEllipse(QPointF(r.left() + pin * (1.0 + i * 1.05), r.top() + r.height() * 0.33), pin * 0.28,
-                      pin * 0.28);
+        p.drawEllipse(QPointF(r.left() + pin * (1.0 + i * 1.05), r.top() + r.height() * 0.33),
+                      pin * 0.28, pin * 0.28);
     for (int i = 0; i < 4; ++i)
-        p.drawEllipse(QPointF(r.left() + pin * (1.55 + i * 1.05), r.top() + r.height() * 0.7), pin * 0.28,
-                      pin * 0.28);
+        p.drawEllipse(QPointF(r.left() + pin * (1.55 + i * 1.05), r.top() + r.height() * 0.7),
+                      pin * 0.28, pin * 0.28);
 }
 
 // ---- The pictures
@@ -203,7 +205,9 @@ void drawIcons() {
         p.setBrush(QColor(0x4a, 0x84, 0xc8));
         p.drawRect(QRectF(t.left(), t.top(), t.width(), 5));
         p.setPen(QPen(steel, 1));
-        for (int i = 1; i < 3; ++i) p.drawLine(QPointF(t.left(), t.top() + 5 + i * 5), QPointF(t.right(), t.top() + 5 + i * 5));
+        for (int i = 1; i < 3; ++i)
+            p.drawLine(QPointF(t.left(), t.top() + 5 + i * 5),
+                       QPointF(t.right(), t.top() + 5 + i * 5));
         p.drawLine(QPointF(t.left() + 9, t.top() + 5), QPointF(t.left() + 9, t.bottom()));
         p.save();
         p.translate(20, 17);
@@ -307,7 +311,8 @@ void drawIcons() {
         front.lineTo(30, 13.5);
         front.lineTo(24.5, 26.5);
         front.closeSubpath();
-        p.setBrush(vertical(QRectF(2, 13, 28, 14), QColor(0xff, 0xd8, 0x70), QColor(0xe8, 0xa8, 0x30)));
+        p.setBrush(
+            vertical(QRectF(2, 13, 28, 14), QColor(0xff, 0xd8, 0x70), QColor(0xe8, 0xa8, 0x30)));
         p.drawPath(front);
     });
 
@@ -337,9 +342,11 @@ void drawIcons() {
         body.lineTo(3.5, 28.5);
         body.closeSubpath();
         p.setPen(outline());
-        p.setBrush(vertical(QRectF(3, 3, 26, 26), QColor(0x40, 0x58, 0x78), QColor(0x22, 0x32, 0x48)));
+        p.setBrush(
+            vertical(QRectF(3, 3, 26, 26), QColor(0x40, 0x58, 0x78), QColor(0x22, 0x32, 0x48)));
         p.drawPath(body);
-        p.setBrush(vertical(QRectF(9, 3.5, 14, 9), QColor(0xe8, 0xec, 0xf0), QColor(0xa8, 0xb2, 0xbc)));
+        p.setBrush(
+            vertical(QRectF(9, 3.5, 14, 9), QColor(0xe8, 0xec, 0xf0), QColor(0xa8, 0xb2, 0xbc)));
         p.drawRect(QRectF(9.5, 3.5, 13, 9));  // the shutter
         p.setBrush(QColor(0x22, 0x32, 0x48));
         p.setPen(Qt::NoPen);
@@ -364,7 +371,8 @@ void drawLamps() {
         const qreal r = 9.5;
         // The bezel.
         p.setPen(QPen(ink, 1));
-        p.setBrush(vertical(QRectF(0, 0, 24, 28), QColor(0xf0, 0xf2, 0xf4), QColor(0x80, 0x8a, 0x94)));
+        p.setBrush(
+            vertical(QRectF(0, 0, 24, 28), QColor(0xf0, 0xf2, 0xf4), QColor(0x80, 0x8a, 0x94)));
         p.drawEllipse(c, r + 1.8, r + 1.8);
         if (lit) {
             QRadialGradient glow(c - QPointF(3, 3.5), r * 1.5);
@@ -424,7 +432,8 @@ void drawSwitches() {
         p.drawRoundedRect(knob, 4, 4);
         p.setPen(QPen(QColor(0x70, 0x7a, 0x84), 1));
         for (int i = -1; i <= 1; ++i)
-            p.drawLine(QPointF(knob.center().x() + i * 3.5, 4.5), QPointF(knob.center().x() + i * 3.5, 12.5));
+            p.drawLine(QPointF(knob.center().x() + i * 3.5, 4.5),
+                       QPointF(knob.center().x() + i * 3.5, 12.5));
         p.end();
         save(image, name);
     };
@@ -561,7 +570,8 @@ QPainterPath bitTrace(const QByteArray& text, qreal x, qreal high, qreal low, qr
     return trace;
 }
 
-void drawGrid(QPainter& p, const QRectF& area, qreal step, const QColor& minor, const QColor& major) {
+void drawGrid(QPainter& p, const QRectF& area, qreal step, const QColor& minor,
+              const QColor& major) {
     int i = 0;
     for (qreal x = area.left(); x <= area.right(); x += step, ++i) {
         p.setPen(QPen(i % 5 ? minor : major, 1));
@@ -592,14 +602,17 @@ void drawSplash() {
     p.drawRoundedRect(screen, 6, 6);
     p.save();
     p.setClipRect(screen.adjusted(2, 2, -2, -2));
-    drawGrid(p, screen.adjusted(6, 5, 0, 0), 12, QColor(0x12, 0x36, 0x3a), QColor(0x1e, 0x52, 0x56));
+    drawGrid(p, screen.adjusted(6, 5, 0, 0), 12, QColor(0x12, 0x36, 0x3a),
+             QColor(0x1e, 0x52, 0x56));
     p.setBrush(Qt::NoBrush);
     for (int glow = 3; glow >= 0; --glow) {
         const qreal width = glow == 0 ? 1.6 : 1.6 + glow * 2.2;
         const int alpha = glow == 0 ? 255 : 40;
-        p.setPen(QPen(QColor(0x5c, 0xf0, 0xd0, alpha), width, Qt::SolidLine, Qt::FlatCap, Qt::MiterJoin));
+        p.setPen(QPen(QColor(0x5c, 0xf0, 0xd0, alpha), width, Qt::SolidLine, Qt::FlatCap,
+                      Qt::MiterJoin));
         p.drawPath(bitTrace("AT+CSQ\r", screen.left() + 10, 172, 200, 4.0));
-        p.setPen(QPen(QColor(0xff, 0xc0, 0x4c, alpha), width, Qt::SolidLine, Qt::FlatCap, Qt::MiterJoin));
+        p.setPen(QPen(QColor(0xff, 0xc0, 0x4c, alpha), width, Qt::SolidLine, Qt::FlatCap,
+                      Qt::MiterJoin));
         p.drawPath(bitTrace("\r\nOK\r\n", screen.left() + 326, 248, 276, 3.4));
     }
     p.restore();
@@ -607,9 +620,11 @@ void drawSplash() {
     small.setPixelSize(11);
     p.setFont(small);
     p.setPen(QColor(0x5c, 0xf0, 0xd0));
-    p.drawText(QPointF(screen.left() + 10, screen.top() + 14), QStringLiteral("TxD  Port 1  AT+CSQ<CR>"));
+    p.drawText(QPointF(screen.left() + 10, screen.top() + 14),
+               QStringLiteral("TxD  Port 1  AT+CSQ<CR>"));
     p.setPen(QColor(0xff, 0xc0, 0x4c));
-    p.drawText(QPointF(screen.left() + 10, screen.bottom() - 8), QStringLiteral("RxD  Port 2  <CR><LF>OK<CR><LF>"));
+    p.drawText(QPointF(screen.left() + 10, screen.bottom() - 8),
+               QStringLiteral("RxD  Port 2  <CR><LF>OK<CR><LF>"));
 
     // The title.
     QFont title(QStringLiteral("DejaVu Sans"));
@@ -655,7 +670,8 @@ void drawSplash() {
     p.drawText(QRectF(34, 358, 420, 18), Qt::AlignLeft | Qt::AlignVCenter,
                QStringLiteral("Captures as .tvl, Access and Excel files"));
     p.setPen(QColor(0x5c, 0xf0, 0xd0));
-    p.drawText(QRectF(w - 154, 340, 120, 18), Qt::AlignRight | Qt::AlignVCenter, QStringLiteral("Version 1.0"));
+    p.drawText(QRectF(w - 154, 340, 120, 18), Qt::AlignRight | Qt::AlignVCenter,
+               QStringLiteral("Version 1.0"));
     p.setPen(QColor(0xe0, 0xec, 0xf0));
     p.drawText(QRectF(w - 334, 380, 300, 18), Qt::AlignRight | Qt::AlignVCenter,
                QStringLiteral("Click or press any key to begin"));
@@ -670,7 +686,8 @@ void drawBackground(const char* name, QColor tint, qreal step) {
     QImage image = canvas(w, h, false);
     QPainter p(&image);
     p.fillRect(image.rect(), tint);
-    drawGrid(p, QRectF(0, 0, w - 1, h - 1), step, QColor(255, 255, 255, 26), QColor(255, 255, 255, 56));
+    drawGrid(p, QRectF(0, 0, w - 1, h - 1), step, QColor(255, 255, 255, 26),
+             QColor(255, 255, 255, 56));
     p.end();
     save(image, name, 92);
 }

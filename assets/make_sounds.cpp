@@ -21,7 +21,8 @@ struct Buffer {
 
     // A struck tone: a quick attack, then an exponential decay; overtone adds a
     // softer partial an octave up, which gives a bell its shine.
-    void tone(double at, double seconds, double hz, double level, double decay, double overtone = 0) {
+    void tone(double at, double seconds, double hz, double level, double decay,
+              double overtone = 0) {
         const auto first = static_cast<std::size_t>(at * rate);
         const auto count = static_cast<std::size_t>(seconds * rate);
         for (std::size_t i = 0; i < count && first + i < v.size(); ++i) {
@@ -29,7 +30,8 @@ struct Buffer {
             const double attack = std::min(1.0, t / 0.004);
             const double release = std::min(1.0, (seconds - t) / 0.02);  // no click at the end
             const double envelope = level * attack * release * std::exp(-t * decay);
-            v[first + i] += envelope * (std::sin(tau * hz * t) + overtone * std::sin(tau * 2 * hz * t));
+            v[first + i] +=
+                envelope * (std::sin(tau * hz * t) + overtone * std::sin(tau * 2 * hz * t));
         }
     }
 
@@ -41,7 +43,8 @@ struct Buffer {
         s.channels = 1;
         s.sampleRate = rate;
         s.samples.reserve(v.size());
-        for (double x : v) s.samples.push_back(static_cast<std::int16_t>(std::lround(x * scale * 32767)));
+        for (double x : v)
+            s.samples.push_back(static_cast<std::int16_t>(std::lround(x * scale * 32767)));
         return s;
     }
 };

@@ -9,11 +9,11 @@
 #include <filesystem>
 #include <random>
 
-#include "components/stores/stores.h"
-#include "setup/setup.h"
-#include "platform/quiet_platform.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "components/stores/stores.h"
+#include "platform/quiet_platform.h"
+#include "setup/setup.h"
 #include "tests/support/program_on_lines.h"
 
 namespace {
@@ -98,8 +98,10 @@ void run(benchmark::State& state, int mode, int display, bool withRows, bool wat
     if (saving) std::filesystem::create_directories(folder);
     for (auto _ : state) {
         state.PauseTiming();
-        std::unique_ptr<Bench> made = saving ? std::make_unique<Bench>(saving, (folder / (saving == 3 ? "run.tvl" : "run.xls")).string())
-                                             : std::make_unique<Bench>(mode, display);
+        std::unique_ptr<Bench> made =
+            saving ? std::make_unique<Bench>(
+                         saving, (folder / (saving == 3 ? "run.tvl" : "run.xls")).string())
+                   : std::make_unique<Bench>(mode, display);
         Bench& bench = *made;
         if (withRows) bench.rows();
         if (watched) bench.watches();

@@ -38,8 +38,10 @@ inline bool writeAll(int fd, const char* data, std::size_t size) {
     std::size_t done = 0;
     while (done < size) {
         const ssize_t n = ::write(fd, data + done, std::min<std::size_t>(65536, size - done));
-        if (n > 0) done += static_cast<std::size_t>(n);
-        else if (n < 0 && errno != EINTR && errno != EAGAIN) return false;
+        if (n > 0)
+            done += static_cast<std::size_t>(n);
+        else if (n < 0 && errno != EINTR && errno != EAGAIN)
+            return false;
     }
     return true;
 }
@@ -58,7 +60,8 @@ inline bool readExpect(int fd, const std::string& expected, std::chrono::seconds
         const ssize_t n = ::read(fd, buffer.data(), std::min(buffer.size(), expected.size() - got));
         if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
         if (n <= 0) return false;
-        same = same && std::memcmp(buffer.data(), expected.data() + got, static_cast<std::size_t>(n)) == 0;
+        same = same &&
+               std::memcmp(buffer.data(), expected.data() + got, static_cast<std::size_t>(n)) == 0;
         got += static_cast<std::size_t>(n);
     }
     return same;
@@ -73,7 +76,6 @@ inline std::string pattern(std::size_t n, unsigned seed) {
     }
     return out;
 }
-
 
 // The time to move size bytes from a to b: MB/s, or nullopt when they did not arrive intact.
 inline std::optional<double> oneWay(int a, int b, std::size_t size) {

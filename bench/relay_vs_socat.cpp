@@ -39,6 +39,8 @@
 #include <thread>
 #include <vector>
 
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "bench/relay_clients.h"
 #include "components/serial/device_rule.h"
 #include "components/serial/virtual_port.h"
@@ -47,8 +49,6 @@
 #include "platform/quiet_platform.h"
 #include "platform/timer_driver.h"
 #include "setup/setup.h"
-#include "app/frm_main.h"
-#include "app/program.h"
 
 extern char** environ;
 
@@ -59,8 +59,8 @@ using namespace tvl;
 using namespace relay;
 
 struct Figures {
-    double oneWay = 0;    // MB/s
-    double bothWays = 0;  // MB/s, the two directions together
+    double oneWay = 0;                 // MB/s
+    double bothWays = 0;               // MB/s, the two directions together
     double p50 = 0, p90 = 0, p99 = 0;  // microseconds, one-byte round trip
     bool ok = true;
 };
@@ -143,16 +143,23 @@ public:
             if (due_ && Clock::now() >= *due_) {
                 due_.reset();
                 switch (driver_->runSlice()) {
-                    case TimerDriver::Next::Now: due_ = Clock::now(); break;
-                    case TimerDriver::Next::Interval: due_ = Clock::now() + interval; break;
-                    case TimerDriver::Next::Stopped: break;
+                    case TimerDriver::Next::Now:
+                        due_ = Clock::now();
+                        break;
+                    case TimerDriver::Next::Interval:
+                        due_ = Clock::now() + interval;
+                        break;
+                    case TimerDriver::Next::Stopped:
+                        break;
                 }
                 continue;
             }
             std::unique_lock lock(mutex_);
             const auto ready = [&] { return !posted_.empty() || stop; };
-            if (due_) wake_.wait_until(lock, *due_, ready);
-            else wake_.wait_for(lock, std::chrono::milliseconds(50), ready);
+            if (due_)
+                wake_.wait_until(lock, *due_, ready);
+            else
+                wake_.wait_for(lock, std::chrono::milliseconds(50), ready);
         }
     }
     void wake() { wake_.notify_one(); }
@@ -189,7 +196,8 @@ std::string makeFolder(const char* prefix) {
 class Tarvoline {
 public:
     Tarvoline() : folder_(makeFolder("tvl-relay-")) {
-        devices_ = std::make_unique<SystemDevices>(loop_.poster(), folder_ + "/no-devices", folder_);
+        devices_ =
+            std::make_unique<SystemDevices>(loop_.poster(), folder_ + "/no-devices", folder_);
         ProgramParts parts;
         parts.platform = &platform_;
         parts.line1 = devices_.get();
@@ -207,11 +215,13 @@ public:
         setup.txtComPort[1]->setText("902");
         setup.cmdOK->Click();
         if (!platform_.messages.empty() || !program.mscComControl1.PortOpen()) {
-            failure = platform_.messages.empty() ? "Setup did not open the ports" : platform_.messages.front();
+            failure = platform_.messages.empty() ? "Setup did not open the ports"
+                                                 : platform_.messages.front();
             return;
         }
         Timer& timer = *program.FrmMain->tmrTarvoline;
-        driver_ = std::make_unique<TimerDriver>(timer, [&program] { return bytesWaiting(program); });
+        driver_ =
+            std::make_unique<TimerDriver>(timer, [&program] { return bytesWaiting(program); });
         loop_.drive(*driver_);
         loop_.interval = std::chrono::milliseconds(std::max(1, timer.Interval));
         program.mscComControl1.OnReadable = [this] { loop_.readable(); };
@@ -340,7 +350,8 @@ public:
 };
 
 void usage() {
-    std::fprintf(stderr, "usage: bench_relay_vs_socat [--tarvoline-mb N] [--socat-mb N] [--trips N]\n");
+    std::fprintf(stderr,
+                 "usage: bench_relay_vs_socat [--tarvoline-mb N] [--socat-mb N] [--trips N]\n");
 }
 
 }  // namespace
@@ -349,40 +360,66 @@ int main(int argc, char** argv) {
     Sizes sizes;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (i + 1 >= argc) { usage(); return 2; }
+        if (i + 1 >= argc) {
+            usage();
+            return 2;
+        }
         const long value = std::strtol(argv[++i], nullptr, 10);
-        if (value <= 0) { usage(); return 2; }
-        if (arg == "--tarvoline-mb") sizes.tarvoline = static_cast<std::size_t>(value) << 20;
-        else if (arg == "--socat-mb") sizes.socat = static_cast<std::size_t>(value) << 20;
-        else if (arg == "--trips") sizes.trips = static_cast<int>(value);
-        else { usage(); return 2; }
+        if (value <= 0) {
+            usage();
+            return 2;
+        }
+        if (arg == "--tarvoline-mb")
+            sizes.tarvoline = static_cast<std::size_t>(value) << 20;
+        else if (arg == "--socat-mb")
+            sizes.socat = static_cast<std::size_t>(value) << 20;
+        else if (arg == "--trips")
+            sizes.trips = static_cast<int>(value);
+        else {
+            usage();
+            return 2;
+        }
     }
     ::signal(SIGPIPE, SIG_IGN);
 
     const std::string socatPath = findSocat();
     if (socatPath.empty()) {
-        std::fprintf(stderr,
-                     "bench_relay_vs_socat: socat is not installed (tools/install-deps.sh installs it);\n"
-                     "nothing to compare Tarvoline's relay with.\n");
+        std::fprintf(
+            stderr,
+            "bench_relay_vs_socat: socat is not installed (tools/install-deps.sh installs it);\n"
+            "nothing to compare Tarvoline's relay with.\n");
         return 1;
     }
 
     double load[3] = {0, 0, 0};
     ::getloadavg(load, 3);
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-    std::printf("Host-mode relay between two pseudo-terminal pairs: Tarvoline %zu MiB, socat %zu MiB each way, "
-                "%d one-byte round trips each\n",
-                sizes.tarvoline >> 20, sizes.socat >> 20, sizes.trips);
+    std::printf(
+        "Host-mode relay between two pseudo-terminal pairs: Tarvoline %zu MiB, socat %zu MiB each "
+        "way, "
+        "%d one-byte round trips each\n",
+        sizes.tarvoline >> 20, sizes.socat >> 20, sizes.trips);
     std::printf("machine: %u cores, load average %.2f%s\n\n", cores, load[0],
-                load[0] > cores ? " (busy: tails of the round trips reflect the scheduler, not the relays)" : "");
+                load[0] > cores
+                    ? " (busy: tails of the round trips reflect the scheduler, not the relays)"
+                    : "");
     std::fflush(stdout);
 
     Tarvoline t;
     Socat s(socatPath);
     BarePair bare;
-    if (!t.failure.empty()) { std::fprintf(stderr, "Tarvoline: %s\n", t.failure.c_str()); return 1; }
-    if (!s.failure.empty()) { std::fprintf(stderr, "socat: %s\n", s.failure.c_str()); return 1; }
-    if (bare.ends.a < 0) { std::fprintf(stderr, "cannot open a pseudo-terminal pair\n"); return 1; }
+    if (!t.failure.empty()) {
+        std::fprintf(stderr, "Tarvoline: %s\n", t.failure.c_str());
+        return 1;
+    }
+    if (!s.failure.empty()) {
+        std::fprintf(stderr, "socat: %s\n", s.failure.c_str());
+        return 1;
+    }
+    if (bare.ends.a < 0) {
+        std::fprintf(stderr, "cannot open a pseudo-terminal pair\n");
+        return 1;
+    }
 
     Figures& tf = t.ends.figures;
     Figures& sf = s.ends.figures;
@@ -397,16 +434,23 @@ int main(int argc, char** argv) {
         }
 
     std::printf("%-36s %12s %12s %10s %10s\n", "", "Tarvoline", "socat", "ratio", "bare pair");
-    std::printf("%-36s %12.2f %12.2f %10.3f\n", "throughput one way (MB/s)", tf.oneWay, sf.oneWay, tf.oneWay / sf.oneWay);
-    std::printf("%-36s %12.2f %12.2f %10.3f\n", "throughput both ways (MB/s)", tf.bothWays, sf.bothWays,
-                tf.bothWays / sf.bothWays);
-    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p50 (us)", tf.p50, sf.p50, "", bf.p50);
-    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p90 (us)", tf.p90, sf.p90, "", bf.p90);
-    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p99 (us)", tf.p99, sf.p99, "", bf.p99);
-    std::printf("%-36s %12.1f %12.1f\n", "  added over the bare pair, p50 (us)", tf.p50 - bf.p50, sf.p50 - bf.p50);
-    std::printf("%-36s %12.1f %12.1f\n", "  added over the bare pair, p99 (us)", tf.p99 - bf.p99, sf.p99 - bf.p99);
+    std::printf("%-36s %12.2f %12.2f %10.3f\n", "throughput one way (MB/s)", tf.oneWay, sf.oneWay,
+                tf.oneWay / sf.oneWay);
+    std::printf("%-36s %12.2f %12.2f %10.3f\n", "throughput both ways (MB/s)", tf.bothWays,
+                sf.bothWays, tf.bothWays / sf.bothWays);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p50 (us)", tf.p50, sf.p50,
+                "", bf.p50);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p90 (us)", tf.p90, sf.p90,
+                "", bf.p90);
+    std::printf("%-36s %12.1f %12.1f %10s %10.1f\n", "1-byte round trip p99 (us)", tf.p99, sf.p99,
+                "", bf.p99);
+    std::printf("%-36s %12.1f %12.1f\n", "  added over the bare pair, p50 (us)", tf.p50 - bf.p50,
+                sf.p50 - bf.p50);
+    std::printf("%-36s %12.1f %12.1f\n", "  added over the bare pair, p99 (us)", tf.p99 - bf.p99,
+                sf.p99 - bf.p99);
     std::printf("Tarvoline's UI thread: %llu ticks in %llu slices, %llu posted calls\n\n",
-                static_cast<unsigned long long>(t.ticks()), static_cast<unsigned long long>(t.slices()),
+                static_cast<unsigned long long>(t.ticks()),
+                static_cast<unsigned long long>(t.slices()),
                 static_cast<unsigned long long>(t.posts()));
 
     const double ratio = std::min(tf.oneWay / sf.oneWay, tf.bothWays / sf.bothWays);

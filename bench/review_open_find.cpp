@@ -19,12 +19,12 @@
 #include <memory>
 #include <string>
 
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "components/stores/keltvl_file.h"
 #include "components/stores/stores.h"
 #include "platform/quiet_platform.h"
 #include "review/review.h"
-#include "app/frm_main.h"
-#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace {
@@ -93,7 +93,8 @@ void BM_OpenLargestCapture(benchmark::State& state) {
         tvl::mnuNoSaveExit_Click(*rig.program);
         state.ResumeTiming();
     }
-    state.counters["records/s"] = benchmark::Counter(32765, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["records/s"] =
+        benchmark::Counter(32765, benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(BM_OpenLargestCapture)->Unit(benchmark::kMillisecond);
 
@@ -118,7 +119,8 @@ void BM_ReadCapture(benchmark::State& state) {
         benchmark::DoNotOptimize(one.data());
         benchmark::DoNotOptimize(two.data());
     }
-    state.counters["records/s"] = benchmark::Counter(100000, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["records/s"] =
+        benchmark::Counter(100000, benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(BM_ReadCapture)->Unit(benchmark::kMillisecond);
 
@@ -163,7 +165,8 @@ void BM_Find(benchmark::State& state, const char* text) {
     }
     std::printf("Find \"%s\" over %zu entries: entry %d, %zu messages\n", text, n, s.RecordIndex,
                 rig.platform.messages.size());
-    state.counters["entries/s"] = benchmark::Counter(double(n), benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["entries/s"] =
+        benchmark::Counter(double(n), benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK_CAPTURE(BM_Find, in_first_record, "FIRSTONLY")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Find, held_nowhere, "NOWHERE<00>")->Unit(benchmark::kMillisecond);

@@ -50,7 +50,8 @@ private:
 
 struct Rig {
     Rig() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "tvl-bench-XXXXXX").string();
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "tvl-bench-XXXXXX").string();
         folder = mkdtemp(pattern.data());
         devices = std::make_unique<SystemDevices>(queue.poster(), folder + "/dev", folder);
         port = std::make_unique<SerialPort>(*devices);

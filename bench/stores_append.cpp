@@ -36,8 +36,8 @@ std::string text(std::size_t i, int col) {
     return s;
 }
 
-void report(const char* what, const std::vector<double>& blockSeconds, std::size_t block, double total,
-            std::size_t n) {
+void report(const char* what, const std::vector<double>& blockSeconds, std::size_t block,
+            double total, std::size_t n) {
     std::printf("%-34s %9.0f records/s  (%zu records, %.2f s)\n", what, n / total, n, total);
     std::printf("  per %zu-record block, records/s:", block);
     for (double s : blockSeconds) std::printf(" %.0f", block / s);
@@ -67,7 +67,8 @@ void tvlAppend(const std::string& folder, std::size_t n, bool sync) {
         }
     }
     const double total = std::chrono::duration<double>(Clock::now() - start).count();
-    report(sync ? ".tvl append (with fsync)" : ".tvl append (fsync skipped)", blocks, block, total, n);
+    report(sync ? ".tvl append (with fsync)" : ".tvl append (fsync skipped)", blocks, block, total,
+           n);
     gSkipSync = false;
 }
 
@@ -88,7 +89,8 @@ void tvlRead(const std::string& folder) {
     }
     f.CloseStore();
     const double total = std::chrono::duration<double>(Clock::now() - start).count();
-    std::printf("%-34s %9.3f s for %zu records (%zu text bytes)\n", ".tvl read sequence", total, n, bytes);
+    std::printf("%-34s %9.3f s for %zu records (%zu text bytes)\n", ".tvl read sequence", total, n,
+                bytes);
 }
 
 void xlsAppend(const std::string& folder, std::size_t n, bool sync) {
@@ -114,7 +116,8 @@ void xlsAppend(const std::string& folder, std::size_t n, bool sync) {
     }
     const double total = std::chrono::duration<double>(Clock::now() - start).count();
     wb.CloseStore();
-    report(sync ? ".xls append (sync every row)" : ".xls append (no sync per row)", blocks, block, total, n);
+    report(sync ? ".xls append (sync every row)" : ".xls append (no sync per row)", blocks, block,
+           total, n);
 }
 
 // Google Benchmark's own figure for one .tvl append, fsync skipped.

@@ -13,15 +13,15 @@
 #include <QKeyEvent>
 #include <QTimer>
 #include <algorithm>
-#include <ctime>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <vector>
 
+#include "app/frm_main.h"
+#include "desktop/qt_program.h"
 #include "line/transfer_pump.h"
 #include "platform/qt/form_view.h"
-#include "desktop/qt_program.h"
-#include "app/frm_main.h"
 
 namespace {
 
@@ -99,7 +99,8 @@ int main(int argc, char** argv) {
     const std::string chunk(4096, 'U');
     for (int perMs : {0, 10, 100, 1000, 4000}) {
         probe.latencies.clear();
-        const std::uint64_t ticks0 = driver.ticks, copies0 = program.desktop.paneCopies, changes0 = changes;
+        const std::uint64_t ticks0 = driver.ticks, copies0 = program.desktop.paneCopies,
+                            changes0 = changes;
         const std::uint64_t count0 = p.state.TransmitCount[0];
         QTimer feeder;
         feeder.setTimerType(Qt::PreciseTimer);
@@ -107,8 +108,10 @@ int main(int argc, char** argv) {
             if (!perMs) return;
             // Keep the offered rate without letting an unserved backlog grow without bound.
             if (p.mscComControl1.InBufferCount() < 20 * perMs) {
-                program.simulated1.feed(std::string_view(chunk).substr(0, static_cast<std::size_t>(perMs)));
-                program.simulated2.feed(std::string_view(chunk).substr(0, static_cast<std::size_t>(perMs)));
+                program.simulated1.feed(
+                    std::string_view(chunk).substr(0, static_cast<std::size_t>(perMs)));
+                program.simulated2.feed(
+                    std::string_view(chunk).substr(0, static_cast<std::size_t>(perMs)));
             }
         });
         feeder.start(1);
@@ -116,7 +119,8 @@ int main(int argc, char** argv) {
         QObject::connect(&prober, &QTimer::timeout, [&] {
             if (probe.postedAt >= 0) return;
             probe.postedAt = clock.nsecsElapsed() / 1000;
-            QCoreApplication::postEvent(&view, new QKeyEvent(QEvent::KeyPress, Qt::Key_F24, Qt::NoModifier));
+            QCoreApplication::postEvent(
+                &view, new QKeyEvent(QEvent::KeyPress, Qt::Key_F24, Qt::NoModifier));
         });
         prober.start(10);
         const std::clock_t cpu0 = std::clock();
@@ -128,7 +132,8 @@ int main(int argc, char** argv) {
         prober.stop();
         const double span = (clock.elapsed() - start) / 1000.0;
         (void)ticks0;
-        const double moved = (static_cast<double>(p.state.TransmitCount[0]) - static_cast<double>(count0)) / span;
+        const double moved =
+            (static_cast<double>(p.state.TransmitCount[0]) - static_cast<double>(count0)) / span;
         std::printf("%-14d %9.2f %9.2f %9.2f %9.2f %14.0f %13.0f %13.0f %5.0f%%\n", perMs * 1000,
                     percentile(probe.latencies, 0.5), percentile(probe.latencies, 0.95),
                     percentile(probe.latencies, 0.99), percentile(probe.latencies, 1.0), moved,

@@ -4,9 +4,9 @@
 // their published ends measure MB/s one way and both ways, and the one-byte
 // round trip. bench_relay_vs_socat measures the same relay headless, beside
 // socat; this shows the window's own loop keeps up as well.
+#include <sys/stat.h>
 #include <QApplication>
 #include <QMetaObject>
-#include <sys/stat.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -14,16 +14,17 @@
 #include <string>
 #include <thread>
 
+#include "app/frm_main.h"
 #include "bench/relay_clients.h"
 #include "components/serial/virtual_port.h"
 #include "desktop/qt_program.h"
 #include "setup/setup.h"
-#include "app/frm_main.h"
 
 int main(int argc, char** argv) {
     const std::size_t size = (argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 8) << 20;
     // The ports are published in a folder of the run's own.
-    std::string folder = (std::filesystem::temp_directory_path() / "tvl-window-relay-XXXXXX").string();
+    std::string folder =
+        (std::filesystem::temp_directory_path() / "tvl-window-relay-XXXXXX").string();
     if (!::mkdtemp(folder.data())) return 1;
     ::setenv("XDG_RUNTIME_DIR", folder.c_str(), 1);
 
@@ -59,7 +60,8 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "bench_window_relay: bytes did not arrive intact\n");
             status = 1;
         } else {
-            std::printf("Host-mode relay through the window's event loop, %zu MiB each way\n", size >> 20);
+            std::printf("Host-mode relay through the window's event loop, %zu MiB each way\n",
+                        size >> 20);
             std::printf("throughput one way (MB/s)      %8.2f\n", *one);
             std::printf("throughput both ways (MB/s)    %8.2f\n", *both);
             std::printf("1-byte round trip p50 (us)     %8.1f\n", relay::percentile(trips, 0.50));
@@ -67,7 +69,8 @@ int main(int argc, char** argv) {
         }
         ::close(a);
         ::close(b);
-        QMetaObject::invokeMethod(qApp, [] { QApplication::quit(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            qApp, [] { QApplication::quit(); }, Qt::QueuedConnection);
     });
     QApplication::exec();
     clients.join();

@@ -1,17 +1,21 @@
 #include "capture/capture_writer.h"
 
-#include "components/stores/capture_store.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "components/stores/capture_store.h"
 
 namespace tvl {
 
 CaptureStore* captureStore(Program& program) {
     switch (program.state.SavingMode) {
-        case 1: return program.KelMDB.get();
-        case 2: return program.KelXLS.get();
-        case 3: return program.KelTVL.get();
-        default: return nullptr;
+        case 1:
+            return program.KelMDB.get();
+        case 2:
+            return program.KelXLS.get();
+        case 3:
+            return program.KelTVL.get();
+        default:
+            return nullptr;
     }
 }
 
@@ -24,13 +28,16 @@ void writeRecord(Program& program) {
                 program.KelMDB->AppendRecord();
                 program.KelMDB->CloseStore();
                 break;
-            case 2: program.KelXLS->AppendRecord(); break;
+            case 2:
+                program.KelXLS->AppendRecord();
+                break;
             case 3:
                 program.KelTVL->OpenStore();
                 program.KelTVL->AppendRecord(0);
                 program.KelTVL->CloseStore();
                 break;
-            default: break;
+            default:
+                break;
         }
     } catch (const StoreError& error) {
         program.storeFailed = true;

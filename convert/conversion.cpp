@@ -7,8 +7,6 @@ namespace tvl {
 
 namespace {
 
-
-
 // A dialog opens: "\loadform.wav" through the dialog's own player, sounded
 // without a wait after an opening Close.
 void loadSound(Program& program, MciPlayer& player) {
@@ -39,8 +37,6 @@ void showOverMain(Program& program, Form& dialog) {
     program.platform.formShown(dialog);
 }
 
-
-
 void bindHostAction(Program& p) {
     FrmHostAction& f = *p.frmHostAction;
     f.bind("cmdOK_Click", f.cmdOk->Click, [&p] { frmHostAction_cmdOK_Click(p); });
@@ -63,12 +59,12 @@ void bindFindData(Program& p) {
 
 // ---------------------------------------------------------------- Specify Action
 
-
 std::optional<RowProblem> rowProblem(const std::array<std::string, 20>& values) {
     for (int b = 0; b < 2; ++b) {
         for (int r = 0; r < 5; ++r) {
             const int present = 10 * b + r, converted = 10 * b + 5 + r;
-            const std::string row = "Port " + std::to_string(b + 1) + ", row " + std::to_string(r + 1);
+            const std::string row =
+                "Port " + std::to_string(b + 1) + ", row " + std::to_string(r + 1);
             for (int box : {present, converted}) {
                 if (values[box].size() <= MaxRowValueLength) continue;
                 return RowProblem{box, row + ": the " + (box == present ? "Present" : "Converted") +
@@ -76,8 +72,9 @@ std::optional<RowProblem> rowProblem(const std::array<std::string, 20>& values) 
                                            " characters; a value holds at most 255."};
             }
             if (values[present].empty() && !values[converted].empty())
-                return RowProblem{present, row + ": a Converted Value needs a Present Value. "
-                                                 "Fill in the Present Value, or clear the row."};
+                return RowProblem{present, row +
+                                               ": a Converted Value needs a Present Value. "
+                                               "Fill in the Present Value, or clear the row."};
         }
     }
     return std::nullopt;
@@ -137,7 +134,6 @@ void frmHostAction_Form_Unload(Program& program) {
 
 // ---------------------------------------------------------------- Watch Data
 
-
 void mnuFindData_Click(Program& program) {
     program.FrmMain->Enabled = false;
     if (!program.frmFindData) {
@@ -180,7 +176,8 @@ void frmFindData_Form_Unload(Program& program) {
 void bindConversion(Program& program) {
     FrmMain& f = *program.FrmMain;
     Program& p = program;
-    f.bind("mnuDataConvertion_Click", f.mnuDataConvertion->Click, [&p] { mnuDataConvertion_Click(p); });
+    f.bind("mnuDataConvertion_Click", f.mnuDataConvertion->Click,
+           [&p] { mnuDataConvertion_Click(p); });
     f.bind("mnuFindData_Click", f.mnuFindData->Click, [&p] { mnuFindData_Click(p); });
 }
 

@@ -2,10 +2,10 @@
 
 #include <QMetaObject>
 
+#include "app/frm_main.h"
 #include "components/sound/wave_output.h"
 #include "components/stores/stores.h"
 #include "line/transfer_pump.h"
-#include "app/frm_main.h"
 
 namespace tvl {
 
@@ -45,7 +45,8 @@ QtProgram::~QtProgram() {
 Poster QtProgram::poster() {
     return [this](std::function<void()> event) {
         QMetaObject::invokeMethod(
-            &desktop, [this, event = std::move(event)] { desktop.dispatch(event); }, Qt::QueuedConnection);
+            &desktop, [this, event = std::move(event)] { desktop.dispatch(event); },
+            Qt::QueuedConnection);
     };
 }
 

@@ -5,10 +5,10 @@
 
 #include <memory>
 
+#include "app/program.h"
 #include "components/serial/device_rule.h"
 #include "components/serial/simulated_line.h"
 #include "platform/qt/qt_desktop.h"
-#include "app/program.h"
 
 namespace tvl {
 

@@ -1,6 +1,6 @@
-#include "display/traffic_panes.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "display/traffic_panes.h"
 
 namespace tvl {
 

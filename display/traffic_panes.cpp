@@ -3,10 +3,10 @@
 #include <charconv>
 #include <cstring>
 
-#include "capture/capture_writer.h"
-#include "convert/watch_data.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "capture/capture_writer.h"
+#include "convert/watch_data.h"
 
 namespace tvl {
 
@@ -102,8 +102,10 @@ void txtCommunication_Change(Program& program, int Index) {
         program.state.PaneSeen[Index] = 0;
         return;
     }
-    if (program.state.DisplayMode == 0) renderAscii(program, pane, Index);
-    else if (program.state.DisplayMode == 1) renderHex(program, pane, Index);
+    if (program.state.DisplayMode == 0)
+        renderAscii(program, pane, Index);
+    else if (program.state.DisplayMode == 1)
+        renderHex(program, pane, Index);
 }
 
 }  // namespace tvl

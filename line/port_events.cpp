@@ -1,8 +1,8 @@
 #include "line/port_events.h"
 
-#include "components/serial/serial_port.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "components/serial/serial_port.h"
 
 namespace tvl {
 
@@ -28,11 +28,20 @@ void onComm(Program& program, int q) {
 
     if (program.state.OperationMode == 0) {
         switch (event) {
-            case comEvCD: setLamp(f, q, CD, status & MS_RLSD_ON); break;
-            case comEvCTS: setLamp(f, q, CTS, status & MS_CTS_ON); break;
-            case comEvDSR: setLamp(f, q, DSR, status & MS_DSR_ON); break;
-            case comEvRing: setLamp(f, q, RI, status & MS_RING_ON); break;
-            default: break;
+            case comEvCD:
+                setLamp(f, q, CD, status & MS_RLSD_ON);
+                break;
+            case comEvCTS:
+                setLamp(f, q, CTS, status & MS_CTS_ON);
+                break;
+            case comEvDSR:
+                setLamp(f, q, DSR, status & MS_DSR_ON);
+                break;
+            case comEvRing:
+                setLamp(f, q, RI, status & MS_RING_ON);
+                break;
+            default:
+                break;
         }
         return;
     }
@@ -52,8 +61,11 @@ void onComm(Program& program, int q) {
             setLamp(f, q, DTR, on);
             break;
         }
-        case comEvRing: setLamp(f, q, RI, status & MS_RING_ON); break;
-        default: break;
+        case comEvRing:
+            setLamp(f, q, RI, status & MS_RING_ON);
+            break;
+        default:
+            break;
     }
 }
 
@@ -66,8 +78,10 @@ void chkUARTControl_Click(Program& program, int Index) {
     if (Index < 0 || Index > 3) return;
     const bool on = program.FrmMain->chkUARTControl[Index]->Value != 0;
     SerialPort& port = Index < 2 ? program.mscComControl1 : program.mscComControl2;
-    if (Index % 2 == 0) port.setDTREnable(on);
-    else port.setRTSEnable(on);
+    if (Index % 2 == 0)
+        port.setDTREnable(on);
+    else
+        port.setRTSEnable(on);
 }
 
 }  // namespace tvl

@@ -1,9 +1,9 @@
 #include "line/start_stop.h"
 
-#include "components/stores/capture_store.h"
-#include "capture/capture_writer.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "capture/capture_writer.h"
+#include "components/stores/capture_store.h"
 
 namespace tvl {
 
@@ -56,7 +56,8 @@ bool finalWrite(Program& program) {
             store->PortText2 = pane3.empty() ? " " : pane3;
             if (pane1.empty() && pane3.empty()) return false;
             break;
-        default: return true;
+        default:
+            return true;
     }
     writeRecord(program);
     return true;
@@ -80,8 +81,10 @@ void stop(Program& program) {
 }  // namespace
 
 void mnuStartStop_Click(Program& program) {
-    if (program.state.RunState == 0) start(program);
-    else if (program.state.RunState == 1) stop(program);
+    if (program.state.RunState == 0)
+        start(program);
+    else if (program.state.RunState == 1)
+        stop(program);
 }
 
 }  // namespace tvl

@@ -1,8 +1,8 @@
 #include "line/transfer_pump.h"
 
-#include "display/traffic_panes.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "display/traffic_panes.h"
 
 namespace tvl {
 
@@ -129,8 +129,10 @@ struct Direction {
         last = from.Input();
         if (last.empty()) return;
         const char c = last[0];
-        if (s().OperationMode == 1) serveHost(c);
-        else serveTransparent(c);
+        if (s().OperationMode == 1)
+            serveHost(c);
+        else
+            serveTransparent(c);
     }
 };
 

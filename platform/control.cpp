@@ -215,8 +215,10 @@ bool OptionButton::put(std::string_view p, const tvl::PropertyValue& v) {
     if (sameName(p, "Value")) {
         bool on;
         if (!asBool(v, on)) return false;
-        if (on) choose();
-        else Value = false;
+        if (on)
+            choose();
+        else
+            Value = false;
         return true;
     }
     return Control::put(p, v);

@@ -24,8 +24,18 @@ class Form;
 using PropertyValue = std::variant<bool, double, std::string>;
 
 enum class ControlKind {
-    Label, Frame, Image, Line, TextBox, CheckBox, OptionButton, ComboBox, CommandButton,
-    Toolbar, Menu, Timer
+    Label,
+    Frame,
+    Image,
+    Line,
+    TextBox,
+    CheckBox,
+    OptionButton,
+    ComboBox,
+    CommandButton,
+    Toolbar,
+    Menu,
+    Timer
 };
 
 class Control {
@@ -37,8 +47,8 @@ public:
 
     virtual ControlKind kind() const = 0;
     const std::string& name() const { return name_; }
-    int index() const { return index_; }   // -1 when not in a control array
-    std::string key() const;               // "txtCommunication(3)" or "tmrTarvoline"
+    int index() const { return index_; }  // -1 when not in a control array
+    std::string key() const;              // "txtCommunication(3)" or "tmrTarvoline"
     Form& form() const { return form_; }
     Control* container() const { return container_; }
 
@@ -99,9 +109,9 @@ public:
     std::optional<PropertyValue> get(std::string_view property) const override;
     bool put(std::string_view property, const PropertyValue& value) override;
     float X1 = 0, Y1 = 0, X2 = 0, Y2 = 0;
-    int BorderWidth = 1;        // pixels
-    unsigned BorderColor = 0;   // 0xRRGGBB, or a system colour below
-    bool SystemColor = false;   // BorderColor is a system colour number
+    int BorderWidth = 1;       // pixels
+    unsigned BorderColor = 0;  // 0xRRGGBB, or a system colour below
+    bool SystemColor = false;  // BorderColor is a system colour number
 };
 
 class TextBox : public Control {
@@ -144,8 +154,8 @@ public:
     ControlKind kind() const override { return ControlKind::CheckBox; }
     std::optional<PropertyValue> get(std::string_view property) const override;
     bool put(std::string_view property, const PropertyValue& value) override;
-    int Value = 0;  // 0 unticked, 1 ticked
-    void setValue(int value);  // runs Click when it changes
+    int Value = 0;                     // 0 unticked, 1 ticked
+    void setValue(int value);          // runs Click when it changes
     std::string Picture, DownPicture;  // graphical style: off and on picture
     std::function<void()> Click;
 };

@@ -71,9 +71,9 @@ public:
     bool Enabled = true;
     bool Visible = false;
     float Left = 0, Top = 0, Width = 0, Height = 0;  // outer size, twips
-    float ScaleWidth = 0, ScaleHeight = 0;            // client area, twips
-    std::string Picture;                              // background picture file
-    Control* focus = nullptr;                         // the control that has the focus
+    float ScaleWidth = 0, ScaleHeight = 0;           // client area, twips
+    std::string Picture;                             // background picture file
+    Control* focus = nullptr;                        // the control that has the focus
 
     // Window events the platform raises.
     std::function<void()> Resize;
@@ -85,7 +85,7 @@ private:
 
     std::string name_;
     std::vector<std::unique_ptr<Control>> controls_;
-    std::map<std::string, Control*> byKey_;  // lower-case key
+    std::map<std::string, Control*> byKey_;    // lower-case key
     std::map<std::string, Handler> handlers_;  // lower-case name
 };
 

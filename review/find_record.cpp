@@ -1,9 +1,9 @@
 // Find: the last entry of the capture that holds a text, in either column.
 #include <algorithm>
 
-#include "review/review.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "review/review.h"
 
 namespace tvl {
 
@@ -32,13 +32,13 @@ std::optional<FindHit> findLastHolding(const SharedState& s, const std::string& 
 }
 
 void mnuFind_Click(Program& p) {
-    const std::string text =
-        p.platform.InputBox(std::string("Please enter data:") + '\r' + "Note: This is a case sesitive.",
-                            "Tarvoline Find data");
+    const std::string text = p.platform.InputBox(
+        std::string("Please enter data:") + '\r' + "Note: This is a case sesitive.",
+        "Tarvoline Find data");
     const auto hit = findLastHolding(p.state, text);
     if (!hit) {
-        p.platform.MsgBox("Sorry but the " + text + " is not found!", "Tarvoline did not found the data.",
-                          vbOKOnly);
+        p.platform.MsgBox("Sorry but the " + text + " is not found!",
+                          "Tarvoline did not found the data.", vbOKOnly);
         return;
     }
     SharedState& s = p.state;

@@ -9,11 +9,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "app/frm_main.h"
+#include "app/layout.h"
+#include "app/program.h"
 #include "components/stores/capture_store.h"
 #include "review/review.h"
-#include "app/layout.h"
-#include "app/frm_main.h"
-#include "app/program.h"
 
 namespace tvl {
 
@@ -21,8 +21,8 @@ namespace {
 
 bool endsWithTvl(const std::string& name) {
     const auto n = name.size();
-    return n >= 4 && name[n - 4] == '.' && (name[n - 3] | 0x20) == 't' && (name[n - 2] | 0x20) == 'v' &&
-           (name[n - 1] | 0x20) == 'l';
+    return n >= 4 && name[n - 4] == '.' && (name[n - 3] | 0x20) == 't' &&
+           (name[n - 2] | 0x20) == 'v' && (name[n - 1] | 0x20) == 'l';
 }
 
 // Puts the store's folder and name back however the save ends.
@@ -37,7 +37,8 @@ struct KeepStoreName {
 };
 
 void syncFolder(const std::string& folder) {
-    const int fd = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd =
+        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) return;
     ::fsync(fd);
     ::close(fd);
@@ -81,7 +82,8 @@ void saveCapture(Program& p, const std::string& target, const std::string& fresh
 void mnuSaveExit_Click(Program& p) {
     KelTVL& store = *p.KelTVL;
     // The file the capture was read from: the store adds ".tvl" to a name that lacks it.
-    const std::string target = store.StoreFolder + store.StoreName + (endsWithTvl(store.StoreName) ? "" : ".tvl");
+    const std::string target =
+        store.StoreFolder + store.StoreName + (endsWithTvl(store.StoreName) ? "" : ".tvl");
     const std::string fresh = target + ".new.tvl";
     try {
         saveCapture(p, target, fresh);

@@ -1,9 +1,9 @@
 // Stepping through the capture as a ring over entries 3..RecordCount. Every
 // step first puts the panes' text into the entry on screen, so navigation is
 // also what keeps the user's edits.
-#include "review/review.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "review/review.h"
 
 namespace tvl {
 

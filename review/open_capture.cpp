@@ -4,10 +4,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "review/review.h"
-#include "app/layout.h"
 #include "app/frm_main.h"
+#include "app/layout.h"
 #include "app/program.h"
+#include "review/review.h"
 
 namespace tvl {
 
@@ -40,7 +40,8 @@ void openCapture(Program& program) {
 
     KelTVL& store = *program.KelTVL;
     const auto slash = path.rfind('/');
-    const std::string folder = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+    const std::string folder =
+        slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
     const std::string file = slash == std::string::npos ? path : path.substr(slash + 1);
     store.StoreFolder = folder;
     if (file.size() < 4) throw LoadFailure("file name shorter than its extension");
@@ -83,7 +84,8 @@ void mnuOpenFile_Click(Program& program) {
     try {
         openCapture(program);
     } catch (const std::exception&) {
-        program.platform.MsgBox("The file is corrupt or not found!", "Tarvoline File Open Error", vbOKOnly);
+        program.platform.MsgBox("The file is corrupt or not found!", "Tarvoline File Open Error",
+                                vbOKOnly);
         program.end();
     }
 }

@@ -23,7 +23,6 @@ namespace tvl {
 
 class Program;
 
-
 // The number a port box's text gives: its numeric value rounded down. No value
 // for text that is not a number (the empty text included) or that no port
 // number can hold.

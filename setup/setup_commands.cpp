@@ -7,10 +7,10 @@
 #include <string>
 #include <system_error>
 
-#include "components/stores/capture_store.h"
-#include "capture/capture_writer.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "capture/capture_writer.h"
+#include "components/stores/capture_store.h"
 #include "setup/setup.h"
 
 namespace tvl {
@@ -44,7 +44,7 @@ void describePort(Program& p, int i) {
     FrmSetup& f = *p.frmSetup;
     const SerialPort& port = i == 0 ? p.mscComControl1 : p.mscComControl2;
     const std::optional<int> n = portNumberOf(f.txtComPort[i]->Text());
-    f.lblComPort[i]->Caption = !n ? "not a port number"
+    f.lblComPort[i]->Caption = !n       ? "not a port number"
                                : *n < 1 ? "no port has this number"
                                         : port.describe(*n);
     f.lblComPort[i]->ToolTipText = f.lblComPort[i]->Caption;
@@ -109,8 +109,8 @@ void storeNotMade(Program& p, const std::string& text) {
 // not be made.
 bool prepareStore(Program& p) {
     const SharedState& s = p.state;
-    static const char* const filters[4] = {"", "MS Access (*.mdb)|*.mdb",
-                                           "MS Excel (*.xls)|*.xls", "Kelmar Tarvoline (*.tvl)|"};
+    static const char* const filters[4] = {"", "MS Access (*.mdb)|*.mdb", "MS Excel (*.xls)|*.xls",
+                                           "Kelmar Tarvoline (*.tvl)|"};
     const std::string path = p.platform.ShowSave(p.platform.ProgramFolder(), filters[s.SavingMode]);
     if (path.empty()) {
         frmSetup_cmdCancel_Click(p);
@@ -133,13 +133,16 @@ bool prepareStore(Program& p) {
                 p.KelMDB->CreateStore();
                 p.KelMDB->CloseStore();
                 break;
-            case 2: p.KelXLS->CreateStore(); break;
+            case 2:
+                p.KelXLS->CreateStore();
+                break;
             case 3:
                 p.KelTVL->OpenStore();
                 p.KelTVL->AppendRecord(1);
                 p.KelTVL->CloseStore();
                 break;
-            default: break;
+            default:
+                break;
         }
     } catch (const StoreError& error) {
         storeNotMade(p, "The capture file \"" + path +

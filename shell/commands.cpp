@@ -57,7 +57,6 @@ void popup(Program& p, int button, Menu& menu) {
     if (button == 2) p.platform.PopupMenu(menu);
 }
 
-
 }  // namespace
 
 const char* monitorCommand(std::string_view key) { return lookUp(monitorSet, key); }
@@ -141,8 +140,10 @@ void bindCommands(FrmMain& f, Program& p) {
            [&p](int button) { tbrTarvoline_MouseUp(p, button); });
     f.bind("tbrFileAccess_MouseUp", f.tbrFileAccess->MouseUp,
            [&p](int button) { tbrFileAccess_MouseUp(p, button); });
-    f.bind("txtPort1_MouseUp", f.txtPort1->MouseUp, [&p](int button) { txtPort1_MouseUp(p, button); });
-    f.bind("txtPort2_MouseUp", f.txtPort2->MouseUp, [&p](int button) { txtPort2_MouseUp(p, button); });
+    f.bind("txtPort1_MouseUp", f.txtPort1->MouseUp,
+           [&p](int button) { txtPort1_MouseUp(p, button); });
+    f.bind("txtPort2_MouseUp", f.txtPort2->MouseUp,
+           [&p](int button) { txtPort2_MouseUp(p, button); });
     f.handle("mnuExit_Click", [&p](const auto&) { mnuExit_Click(p); });
     f.handle("Form_QueryUnload", [&p](const auto&) { mnuExit_Click(p); });
 }

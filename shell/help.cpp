@@ -1,8 +1,8 @@
 #include "shell/help.h"
 
-#include "platform/platform.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "platform/platform.h"
 
 namespace tvl {
 

@@ -29,7 +29,8 @@ void endSplash(Program& program) {
 void Main(Program& program) {
     program.frmSplash = std::make_unique<FrmSplash>();
     FrmSplash& splash = *program.frmSplash;
-    splash.bind("Image1_Click", splash.Image1->Click, [&program] { frmSplash_Image1_Click(program); });
+    splash.bind("Image1_Click", splash.Image1->Click,
+                [&program] { frmSplash_Image1_Click(program); });
     splash.KeyPress = [&program](int& key) { frmSplash_Form_KeyPress(program, key); };
     splash.handle("Form_KeyPress",
                   [&program](const auto& a) { frmSplash_Form_KeyPress(program, argument(a, 0)); });
@@ -46,10 +47,14 @@ void frmSplash_Form_KeyPress(Program& program, int /*KeyAscii: any key ends the 
 
 const char* backgroundFor(int screenWidth) {
     switch (screenWidth) {
-        case 640: return "Setup.jpg";
-        case 800: return "Setup2.jpg";
-        case 1024: return "Setup3.jpg";
-        default: return "Setup4.jpg";
+        case 640:
+            return "Setup.jpg";
+        case 800:
+            return "Setup2.jpg";
+        case 1024:
+            return "Setup3.jpg";
+        default:
+            return "Setup4.jpg";
     }
 }
 

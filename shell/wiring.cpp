@@ -22,7 +22,9 @@ void bindMonitor(FrmMain& f, Program& p) {
     f.bind("txtCommunication_Change", f.txtCommunication, &TextBox::Change,
            [&p](int i) { txtCommunication_Change(p, i); });
     for (int i = 0; i < 4; ++i)
-        f.txtCommunication[i]->KeyPress = [&p, i](int& key) { txtCommunication_KeyPress(p, i, key); };
+        f.txtCommunication[i]->KeyPress = [&p, i](int& key) {
+            txtCommunication_KeyPress(p, i, key);
+        };
     f.handle("txtCommunication_KeyPress", [&p](const auto& a) {
         int key = argument(a, 1);
         txtCommunication_KeyPress(p, argument(a, 0), key);

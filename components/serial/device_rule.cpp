@@ -12,7 +12,8 @@ std::string namesNoDevice(int number) {
 }  // namespace
 
 SystemDevices::SystemDevices(Poster poster, std::string deviceFolder, std::string virtualFolder)
-    : poster_(std::move(poster)), deviceFolder_(std::move(deviceFolder)),
+    : poster_(std::move(poster)),
+      deviceFolder_(std::move(deviceFolder)),
       virtualFolder_(virtualFolder.empty() ? defaultVirtualPortFolder()
                                            : std::move(virtualFolder)) {}
 

@@ -31,8 +31,7 @@ constexpr std::size_t kReadChunk = 64 * 1024;
 constexpr int kReadsPerWake = 16;
 
 bool vanished(int error) {
-    return error == EIO || error == ENXIO || error == ENODEV || error == EBADF ||
-           error == EPIPE;
+    return error == EIO || error == ENXIO || error == ENODEV || error == EBADF || error == EPIPE;
 }
 
 // A ppoll timeout: what is left until `when`, zero when it has passed.
@@ -46,14 +45,17 @@ timespec timeUntil(Clock::time_point when) {
     switch (error) {
         case ENOENT:
         case ENXIO:
-        case ENODEV: throw SerialError(path + ": no such device");
+        case ENODEV:
+            throw SerialError(path + ": no such device");
         case EBUSY:
-        case EWOULDBLOCK: throw SerialError(path + " is used by another program");
+        case EWOULDBLOCK:
+            throw SerialError(path + " is used by another program");
         case EACCES:
         case EPERM:
             throw SerialError(path + ": permission denied (the user may need to be in the " +
                               "dialout group)");
-        default: throw SerialError(path + ": " + std::strerror(error));
+        default:
+            throw SerialError(path + ": " + std::strerror(error));
     }
 }
 }  // namespace
@@ -66,7 +68,9 @@ struct PosixDevice::Shared {
 };
 
 PosixDevice::PosixDevice(int fd, std::string name, DeviceEvents events, Poster poster)
-    : fd_(fd), name_(std::move(name)), poster_(std::move(poster)),
+    : fd_(fd),
+      name_(std::move(name)),
+      poster_(std::move(poster)),
       shared_(std::make_shared<Shared>()) {
     shared_->events = std::move(events);
 }
@@ -90,9 +94,9 @@ std::unique_ptr<PosixDevice> PosixDevice::open(const std::string& path, const Li
                  std::move(poster));
 }
 
-std::unique_ptr<PosixDevice> PosixDevice::adopt(int fd, std::string name,
-                                                const LineSettings& line, bool dtr, bool rts,
-                                                DeviceEvents events, Poster poster) {
+std::unique_ptr<PosixDevice> PosixDevice::adopt(int fd, std::string name, const LineSettings& line,
+                                                bool dtr, bool rts, DeviceEvents events,
+                                                Poster poster) {
     std::unique_ptr<PosixDevice> device(
         new PosixDevice(fd, std::move(name), std::move(events), std::move(poster)));
     device->start(line, dtr, rts);  // the destructor closes the fd if this throws

@@ -31,8 +31,8 @@ public:
     // the DTR/RTS levels. `name` is what deviceName() reports (the path when empty).
     // Throws SerialError: missing, busy, no terminal, or the line refused.
     static std::unique_ptr<PosixDevice> open(const std::string& path, const LineSettings& line,
-                                             bool dtr, bool rts, DeviceEvents events,
-                                             Poster poster, std::string name = {});
+                                             bool dtr, bool rts, DeviceEvents events, Poster poster,
+                                             std::string name = {});
 
     // Takes over an open terminal fd (closed by the device, also when this throws).
     static std::unique_ptr<PosixDevice> adopt(int fd, std::string name, const LineSettings& line,
@@ -102,10 +102,10 @@ private:
     std::atomic<std::size_t> inCount_{0};
 
     std::mutex outMutex_;
-    std::string out_;       // queued by write(), under outMutex_
-    std::string sending_;   // the line thread's: taken from out_, not yet written
+    std::string out_;      // queued by write(), under outMutex_
+    std::string sending_;  // the line thread's: taken from out_, not yet written
     std::size_t sendingHead_ = 0;
-    std::size_t lastBatch_ = 0;  // how many bytes sending_ took at once, last time
+    std::size_t lastBatch_ = 0;             // how many bytes sending_ took at once, last time
     std::atomic<std::size_t> outCount_{0};  // out_ and the rest of sending_
     std::size_t outputLimit_ = kOutputLimit;
     std::atomic<std::uint64_t> dropped_{0};

@@ -47,9 +47,9 @@ enum Handshake : int { comNone = 0, comXOnXoff = 1, comRTS = 2, comRTSXOnXOff = 
 // A line format checked against what Linux can do.
 struct LineSettings {
     long baud = 9600;
-    char parity = 'N';     // N, E, O, M, S
-    int dataBits = 8;      // 5..8
-    int stopBits = 1;      // 1, 2 (1.5 is written as 15)
+    char parity = 'N';  // N, E, O, M, S
+    int dataBits = 8;   // 5..8
+    int stopBits = 1;   // 1, 2 (1.5 is written as 15)
     int handshaking = comNone;
 };
 
@@ -73,14 +73,14 @@ struct DeviceEvents {
 class SerialDevice {
 public:
     virtual ~SerialDevice() = default;
-    virtual int handle() const = 0;                  // CommID
-    virtual std::size_t inBufferCount() const = 0;   // bytes waiting
+    virtual int handle() const = 0;                             // CommID
+    virtual std::size_t inBufferCount() const = 0;              // bytes waiting
     virtual std::size_t read(char* into, std::size_t max) = 0;  // takes waiting bytes
-    virtual void write(std::string_view bytes) = 0;  // queued, never blocks
+    virtual void write(std::string_view bytes) = 0;             // queued, never blocks
     virtual void setDTR(bool on) = 0;
     virtual void setRTS(bool on) = 0;
-    virtual std::uint32_t modemStatus() const = 0;   // MS_* bits
-    virtual std::string deviceName() const = 0;      // what the port number resolved to
+    virtual std::uint32_t modemStatus() const = 0;  // MS_* bits
+    virtual std::string deviceName() const = 0;     // what the port number resolved to
 };
 
 // Opens the device of a port number.
@@ -116,8 +116,8 @@ public:
 
     void setInputLen(int n) { inputLen_ = n; }
     int InputLen() const { return inputLen_; }
-    int InBufferCount() const;  // 0 when closed
-    std::string Input();        // at most InputLen bytes (0: all waiting)
+    int InBufferCount() const;            // 0 when closed
+    std::string Input();                  // at most InputLen bytes (0: all waiting)
     void Output(std::string_view bytes);  // dropped when closed: a tick has no error path
 
     void setDTREnable(bool on);  // also on a closed port: held for the next open

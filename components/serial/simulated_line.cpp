@@ -70,11 +70,20 @@ void SimulatedLine::setInput(std::uint32_t bit, bool on) {
     inputs_ = on ? (inputs_ | bit) : (inputs_ & ~bit);
     if (inputs_ == before || !device_) return;
     switch (bit) {
-        case MS_CTS_ON: device_->raise(comEvCTS); break;
-        case MS_DSR_ON: device_->raise(comEvDSR); break;
-        case MS_RLSD_ON: device_->raise(comEvCD); break;
-        case MS_RING_ON: device_->raise(comEvRing); break;
-        default: break;
+        case MS_CTS_ON:
+            device_->raise(comEvCTS);
+            break;
+        case MS_DSR_ON:
+            device_->raise(comEvDSR);
+            break;
+        case MS_RLSD_ON:
+            device_->raise(comEvCD);
+            break;
+        case MS_RING_ON:
+            device_->raise(comEvRing);
+            break;
+        default:
+            break;
     }
 }
 

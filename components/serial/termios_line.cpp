@@ -18,10 +18,14 @@ constexpr std::uint32_t kFormatBits = CSIZE | PARENB | PARODD | CMSPAR | CSTOPB 
 
 std::uint32_t sizeBits(int dataBits) {
     switch (dataBits) {
-        case 5: return CS5;
-        case 6: return CS6;
-        case 7: return CS7;
-        default: return CS8;
+        case 5:
+            return CS5;
+        case 6:
+            return CS6;
+        case 7:
+            return CS7;
+        default:
+            return CS8;
     }
 }
 
@@ -50,16 +54,16 @@ void toKernel(const TermiosFlags& f, termios2& t) {
 }
 
 std::string describeLine(const LineSettings& line) {
-    std::string text = std::to_string(line.baud) + "," + line.parity + "," +
-                       std::to_string(line.dataBits) + ",";
+    std::string text =
+        std::to_string(line.baud) + "," + line.parity + "," + std::to_string(line.dataBits) + ",";
     text += line.stopBits == 15 ? "1.5" : std::to_string(line.stopBits);
     return text;
 }
 }  // namespace
 
 TermiosFlags encodeLine(const LineSettings& line, TermiosFlags f) {
-    f.iflag &= ~(IGNBRK | BRKINT | PARMRK | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF |
-                 IXANY | INPCK | IUCLC | IMAXBEL);
+    f.iflag &= ~(IGNBRK | BRKINT | PARMRK | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF | IXANY |
+                 INPCK | IUCLC | IMAXBEL);
     f.iflag |= IGNPAR;
     f.oflag &= ~OPOST;
     f.lflag &= ~(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
@@ -71,11 +75,20 @@ TermiosFlags encodeLine(const LineSettings& line, TermiosFlags f) {
     f.cflag |= CREAD | CLOCAL | BOTHER | (BOTHER << IBSHIFT) | sizeBits(line.dataBits);
     f.ispeed = f.ospeed = static_cast<std::uint32_t>(line.baud);
     switch (line.parity) {
-        case 'E': f.cflag |= PARENB; break;
-        case 'O': f.cflag |= PARENB | PARODD; break;
-        case 'M': f.cflag |= PARENB | CMSPAR | PARODD; break;
-        case 'S': f.cflag |= PARENB | CMSPAR; break;
-        default: break;
+        case 'E':
+            f.cflag |= PARENB;
+            break;
+        case 'O':
+            f.cflag |= PARENB | PARODD;
+            break;
+        case 'M':
+            f.cflag |= PARENB | CMSPAR | PARODD;
+            break;
+        case 'S':
+            f.cflag |= PARENB | CMSPAR;
+            break;
+        default:
+            break;
     }
     if (line.stopBits != 1) f.cflag |= CSTOPB;  // 2, or 1.5 with 5 data bits
     if (line.handshaking == comXOnXoff || line.handshaking == comRTSXOnXOff)
@@ -88,10 +101,18 @@ LineSettings decodeLine(const TermiosFlags& f) {
     LineSettings line;
     line.baud = static_cast<long>(f.ospeed);
     switch (f.cflag & CSIZE) {
-        case CS5: line.dataBits = 5; break;
-        case CS6: line.dataBits = 6; break;
-        case CS7: line.dataBits = 7; break;
-        default: line.dataBits = 8; break;
+        case CS5:
+            line.dataBits = 5;
+            break;
+        case CS6:
+            line.dataBits = 6;
+            break;
+        case CS7:
+            line.dataBits = 7;
+            break;
+        default:
+            line.dataBits = 8;
+            break;
     }
     if (!(f.cflag & PARENB))
         line.parity = 'N';
@@ -128,8 +149,7 @@ void applyLine(int fd, const LineSettings& line, bool pseudoTerminal, const std:
     if (ioctl(fd, TCSETS2, &t) != 0)
         throw SerialError(name + " refuses the line settings: " + std::strerror(errno));
     termios2 back{};
-    if (ioctl(fd, TCGETS2, &back) != 0)
-        throw SerialError(name + ": " + std::strerror(errno));
+    if (ioctl(fd, TCGETS2, &back) != 0) throw SerialError(name + ": " + std::strerror(errno));
     const std::string why = lineRefusal(line, decodeLine(fromKernel(back)), pseudoTerminal);
     if (!why.empty()) throw SerialError(name + " " + why);
 }
@@ -139,7 +159,7 @@ bool isPseudoTerminal(int fd) {
     if (fstat(fd, &st) != 0 || !S_ISCHR(st.st_mode)) return false;
     const unsigned major = ::major(st.st_rdev);
     const unsigned minor = ::minor(st.st_rdev);
-    return (major >= 136 && major <= 143)    // slave ends (/dev/pts/N)
+    return (major >= 136 && major <= 143)     // slave ends (/dev/pts/N)
            || (major >= 128 && major <= 135)  // master ends
            || (major == 5 && minor == 2)      // /dev/ptmx
            || major == 2 || major == 3;       // the old BSD pairs
@@ -158,7 +178,9 @@ std::vector<int> modemChanges(std::uint32_t before, std::uint32_t after) {
     static constexpr struct {
         std::uint32_t bit;
         int code;
-    } kOrder[] = {{MS_CTS_ON, comEvCTS}, {MS_DSR_ON, comEvDSR}, {MS_RLSD_ON, comEvCD},
+    } kOrder[] = {{MS_CTS_ON, comEvCTS},
+                  {MS_DSR_ON, comEvDSR},
+                  {MS_RLSD_ON, comEvCD},
                   {MS_RING_ON, comEvRing}};
     std::vector<int> codes;
     for (const auto& line : kOrder)

@@ -84,8 +84,8 @@ std::unique_ptr<VirtualPort> VirtualPort::open(int number, const std::string& fo
     // flow control on the client's end.
     LineSettings nominal = line;
     nominal.handshaking = comNone;
-    port->master_ = PosixDevice::adopt(master, name, nominal, dtr, rts, std::move(events),
-                                       std::move(poster));
+    port->master_ =
+        PosixDevice::adopt(master, name, nominal, dtr, rts, std::move(events), std::move(poster));
 
     // We hold the lock, so whatever link is there was left by an instance that died.
     struct stat st {};

@@ -61,7 +61,9 @@ std::optional<WaveSound> parseWave(const std::string& b) {
             }
             if (bits != 16 || channels < 1 || channels > 2) return {};
             if (rate < 8000 || rate > 192000) return {};
-            if (blockAlign != channels * 2 || byteRate != rate * static_cast<std::uint32_t>(blockAlign)) return {};
+            if (blockAlign != channels * 2 ||
+                byteRate != rate * static_cast<std::uint32_t>(blockAlign))
+                return {};
             sound.channels = channels;
             sound.sampleRate = static_cast<int>(rate);
             haveFormat = true;

@@ -12,11 +12,13 @@
 namespace tvl {
 
 struct WaveSound {
-    int channels = 0;          // 1 or 2
-    int sampleRate = 0;        // frames a second, 8000 to 192000
+    int channels = 0;                   // 1 or 2
+    int sampleRate = 0;                 // frames a second, 8000 to 192000
     std::vector<std::int16_t> samples;  // interleaved, channels x frames
 
-    std::size_t frames() const { return channels ? samples.size() / static_cast<std::size_t>(channels) : 0; }
+    std::size_t frames() const {
+        return channels ? samples.size() / static_cast<std::size_t>(channels) : 0;
+    }
     std::chrono::microseconds length() const;
 };
 

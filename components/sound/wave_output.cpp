@@ -66,11 +66,12 @@ private:
         const auto start = std::chrono::steady_clock::now();
         const auto end = start + sound.length();
         snd_pcm_t* pcm = nullptr;
-        if (snd_pcm_open(&pcm, device_.c_str(), SND_PCM_STREAM_PLAYBACK, 0) < 0) return silence(end);
+        if (snd_pcm_open(&pcm, device_.c_str(), SND_PCM_STREAM_PLAYBACK, 0) < 0)
+            return silence(end);
         const int latencyUs = 100'000;
         if (snd_pcm_set_params(pcm, SND_PCM_FORMAT_S16_LE, SND_PCM_ACCESS_RW_INTERLEAVED,
-                               static_cast<unsigned>(sound.channels), static_cast<unsigned>(sound.sampleRate),
-                               1, latencyUs) < 0) {
+                               static_cast<unsigned>(sound.channels),
+                               static_cast<unsigned>(sound.sampleRate), 1, latencyUs) < 0) {
             snd_pcm_close(pcm);
             return silence(end);
         }
@@ -80,8 +81,9 @@ private:
         bool failed = false;
         while (frame < sound.frames() && !stopping_) {
             const std::size_t count = std::min(piece, sound.frames() - frame);
-            snd_pcm_sframes_t written =
-                snd_pcm_writei(pcm, sound.samples.data() + frame * static_cast<std::size_t>(sound.channels), count);
+            snd_pcm_sframes_t written = snd_pcm_writei(
+                pcm, sound.samples.data() + frame * static_cast<std::size_t>(sound.channels),
+                count);
             if (written < 0) written = snd_pcm_recover(pcm, static_cast<int>(written), 1);
             if (written < 0) {
                 failed = true;

@@ -54,7 +54,8 @@ AppendCompoundFile::~AppendCompoundFile() {
 }
 
 void AppendCompoundFile::fail(const std::string& what, int err) const {
-    throw StoreError(file_ + ": " + what + (err ? std::string(": ") + std::strerror(err) : std::string()));
+    throw StoreError(file_ + ": " + what +
+                     (err ? std::string(": ") + std::strerror(err) : std::string()));
 }
 
 void AppendCompoundFile::pwriteAll(std::uint64_t at, std::string_view bytes, const char* what) {
@@ -78,7 +79,8 @@ void AppendCompoundFile::layTail(std::uint32_t capacity) {
         const std::uint64_t total = std::uint64_t(capacity) + fat + difat + 1;
         const auto needFat = std::uint32_t((total + kPerSector - 1) / kPerSector);
         const std::uint32_t needDifat =
-            needFat > kHeaderDifat ? (needFat - kHeaderDifat + kPerSector - 2) / (kPerSector - 1) : 0;
+            needFat > kHeaderDifat ? (needFat - kHeaderDifat + kPerSector - 2) / (kPerSector - 1)
+                                   : 0;
         if (needFat == fat && needDifat == difat) break;
         fat = needFat;
         difat = needDifat;
@@ -151,11 +153,13 @@ std::string AppendCompoundFile::header() const {
     put32(h, 64, 0);
     put32(h, 68, difat_ ? capacity_ + fat_ : kEndOfChain);
     put32(h, 72, difat_);
-    for (std::uint32_t i = 0; i < kHeaderDifat; ++i) put32(h, 76 + 4 * i, i < fat_ ? capacity_ + i : kFreeSect);
+    for (std::uint32_t i = 0; i < kHeaderDifat; ++i)
+        put32(h, 76 + 4 * i, i < fat_ ? capacity_ + i : kFreeSect);
     return h;
 }
 
-void AppendCompoundFile::create(const std::string& file, std::string_view streamName, std::string_view initial) {
+void AppendCompoundFile::create(const std::string& file, std::string_view streamName,
+                                std::string_view initial) {
     if (fd_ >= 0) close();
     file_ = file;
     name_.assign(streamName.begin(), streamName.end());

@@ -53,7 +53,9 @@ public:
     static constexpr std::uint64_t kMaxStream = 0x7FFFFFFF;  // version 3 limit
 
 private:
-    static std::uint32_t sectorsFor(std::uint64_t bytes) { return std::uint32_t((bytes + kSector - 1) / kSector); }
+    static std::uint32_t sectorsFor(std::uint64_t bytes) {
+        return std::uint32_t((bytes + kSector - 1) / kSector);
+    }
     void layTail(std::uint32_t capacity);  // sets capacity_, fat_, difat_
     std::string fatSector(std::uint32_t index) const;
     std::string tailBytes() const;

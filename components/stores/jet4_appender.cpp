@@ -12,13 +12,19 @@ namespace tvl::jet4 {
 
 namespace {
 
-[[noreturn]] void fail(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
 
 std::uint64_t at(std::uint32_t page) { return std::uint64_t(page) * kPageSize; }
 
 bool testBit(const std::uint8_t* bits, std::uint32_t n) { return bits[n / 8] & (1u << (n % 8)); }
-void setBit(std::uint8_t* bits, std::uint32_t n) { bits[n / 8] |= static_cast<std::uint8_t>(1u << (n % 8)); }
-void clearBit(std::uint8_t* bits, std::uint32_t n) { bits[n / 8] &= static_cast<std::uint8_t>(~(1u << (n % 8))); }
+void setBit(std::uint8_t* bits, std::uint32_t n) {
+    bits[n / 8] |= static_cast<std::uint8_t>(1u << (n % 8));
+}
+void clearBit(std::uint8_t* bits, std::uint32_t n) {
+    bits[n / 8] &= static_cast<std::uint8_t>(~(1u << (n % 8)));
+}
 
 }  // namespace
 
@@ -30,7 +36,8 @@ Appender::Appender(int fd, std::uint32_t tdef_page) : fd_(fd), tdef_(tdef_page) 
 
     Page tdef;
     readPage(tdef_, tdef);
-    if (tdef[0] != kPageTableDef || tdef[40] != kTableUser) throw FormatError("no user table definition");
+    if (tdef[0] != kPageTableDef || tdef[40] != kTableUser)
+        throw FormatError("no user table definition");
     row_count_ = get32(&tdef[kTdefRowCount]);
     owned_ref_ = get32(&tdef[kTdefOwnedMap]);
     free_ref_ = get32(&tdef[kTdefFreeMap]);
@@ -41,7 +48,8 @@ Appender::Appender(int fd, std::uint32_t tdef_page) : fd_(fd), tdef_(tdef_page) 
     }
 
     // A page torn off by an interrupted append is no part of the database.
-    if (st.st_size % static_cast<off_t>(kPageSize) != 0 && ftruncate(fd_, static_cast<off_t>(at(page_count_))) != 0)
+    if (st.st_size % static_cast<off_t>(kPageSize) != 0 &&
+        ftruncate(fd_, static_cast<off_t>(at(page_count_))) != 0)
         fail("truncate");
 
     readPage(page_count_ - 1, last_);
@@ -51,7 +59,8 @@ Appender::Appender(int fd, std::uint32_t tdef_page) : fd_(fd), tdef_(tdef_page) 
 void Appender::readPage(std::uint32_t page, Page& out) const {
     const ssize_t n = pread(fd_, out.data(), kPageSize, static_cast<off_t>(at(page)));
     if (n < 0) fail("read");
-    if (static_cast<std::size_t>(n) != kPageSize) throw FormatError("page beyond the end of the file");
+    if (static_cast<std::size_t>(n) != kPageSize)
+        throw FormatError("page beyond the end of the file");
 }
 
 void Appender::write(std::uint64_t offset, const std::uint8_t* data, std::size_t len) const {
@@ -83,7 +92,8 @@ void Appender::readMapRow(std::uint32_t ref, Bytes& out) const {
     out.assign(kUsageMapRowSize, 0);
     const ssize_t n = pread(fd_, out.data(), out.size(), static_cast<off_t>(mapRowOffset(ref)));
     if (n < 0) fail("read");
-    if (static_cast<std::size_t>(n) != out.size()) throw FormatError("usage map row beyond the end of the file");
+    if (static_cast<std::size_t>(n) != out.size())
+        throw FormatError("usage map row beyond the end of the file");
 }
 
 void Appender::append(const Bytes& row) {
@@ -102,12 +112,14 @@ void Appender::append(const Bytes& row) {
 
     // A new data page at the end of the file, after any usage-map page it needs.
     std::uint32_t next = page_count_;
-    std::vector<std::pair<std::uint32_t, Page>> added;        // new pages, in file order
-    std::vector<std::pair<std::uint64_t, Bytes>> updates;     // then in-place changes
+    std::vector<std::pair<std::uint32_t, Page>> added;     // new pages, in file order
+    std::vector<std::pair<std::uint64_t, Bytes>> updates;  // then in-place changes
     Bytes owned;
     readMapRow(owned_ref_, owned);
     const std::uint64_t owned_at = mapRowOffset(owned_ref_);
-    auto region = [](std::uint32_t page) { return page / static_cast<std::uint32_t>(kPagesPerMapPage); };
+    auto region = [](std::uint32_t page) {
+        return page / static_cast<std::uint32_t>(kPagesPerMapPage);
+    };
     std::uint32_t data_page = 0;
 
     if (owned[0] == 0) {
@@ -139,7 +151,8 @@ void Appender::append(const Bytes& row) {
                 put32(&ref[1 + 4 * r], mp);
                 Page m = usageMapPage();
                 for (std::uint32_t p : pages)
-                    if (region(p) == r) setBit(&m[4], p - r * static_cast<std::uint32_t>(kPagesPerMapPage));
+                    if (region(p) == r)
+                        setBit(&m[4], p - r * static_cast<std::uint32_t>(kPagesPerMapPage));
                 added.emplace_back(mp, m);
             }
             owned = ref;

@@ -23,7 +23,8 @@ constexpr std::int32_t kFullAccess = 0x000FFFFF;
 const std::string kAdminSid("\xA6\x33", 2);  // the default Admin user
 
 TableDef msysObjects() {
-    return {"MSysObjects", true,
+    return {"MSysObjects",
+            true,
             {{"Connect", ColType::Memo, 9, 0, kSys},
              {"Database", ColType::Memo, 8, 0, kSys},
              {"DateCreate", ColType::DateTime, 4, 8, kSys},
@@ -46,7 +47,8 @@ TableDef msysObjects() {
 }
 
 TableDef msysACEs() {
-    return {"MSysACEs", true,
+    return {"MSysACEs",
+            true,
             {{"ACM", ColType::Long, 2, 4, kSys},
              {"FInheritable", ColType::Bool, 3, 1, kSys},
              {"ObjectId", ColType::Long, 0, 4, kSys},
@@ -55,7 +57,8 @@ TableDef msysACEs() {
 }
 
 TableDef msysQueries() {
-    return {"MSysQueries", true,
+    return {"MSysQueries",
+            true,
             {{"Attribute", ColType::Byte, 1, 1, kSys},
              {"Expression", ColType::Memo, 5, 0, kSys},
              {"Flag", ColType::Int, 6, 2, kSys},
@@ -68,7 +71,8 @@ TableDef msysQueries() {
 }
 
 TableDef msysRelationships() {
-    return {"MSysRelationships", true,
+    return {"MSysRelationships",
+            true,
             {{"ccolumn", ColType::Long, 2, 4, kSys},
              {"grbit", ColType::Long, 1, 4, kSys},
              {"icolumn", ColType::Long, 3, 4, kSys},
@@ -110,8 +114,9 @@ Bytes indexKey(const TableDef& def, const Index& ix, const std::vector<Value>& r
     return key;
 }
 
-std::vector<Value> catalogRow(const TableDef& def, std::int32_t id, std::int32_t parent, const std::string& name,
-                              std::int16_t type, std::int32_t flags, double now) {
+std::vector<Value> catalogRow(const TableDef& def, std::int32_t id, std::int32_t parent,
+                              const std::string& name, std::int16_t type, std::int32_t flags,
+                              double now) {
     std::vector<Value> r(17);
     auto set = [&](const char* col, Value v) {
         for (const auto& c : def.columns)
@@ -130,7 +135,8 @@ std::vector<Value> catalogRow(const TableDef& def, std::int32_t id, std::int32_t
 
 std::vector<Value> aceRow(std::int32_t object, bool inheritable) {
     // ids: ObjectId 0, SID 1, ACM 2, FInheritable 3
-    return {Value::integer(object), Value::bytes(kAdminSid), Value::integer(kFullAccess), Value::boolean(inheritable)};
+    return {Value::integer(object), Value::bytes(kAdminSid), Value::integer(kFullAccess),
+            Value::boolean(inheritable)};
 }
 
 }  // namespace
@@ -139,7 +145,8 @@ TableDef userTableDef(const UserTable& table) {
     TableDef def{table.name, false, {}, {}};
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
         def.columns.push_back({table.columns[i], ColType::Text, static_cast<std::uint16_t>(i),
-                               static_cast<std::uint16_t>(table.text_length * 2), kColUpdatable, true});
+                               static_cast<std::uint16_t>(table.text_length * 2), kColUpdatable,
+                               true});
     }
     return def;
 }
@@ -152,8 +159,8 @@ Bytes buildDatabase(const UserTable& user, std::int64_t unix_seconds) {
     tables[2].def = msysQueries();
     tables[3].def = msysRelationships();
     tables[4].def = userTableDef(user);
-    const std::uint32_t tdef_pages[5] = {kMSysObjectsPage, kMSysACEsPage, kMSysQueriesPage, kMSysRelationshipsPage,
-                                         kUserTablePage};
+    const std::uint32_t tdef_pages[5] = {kMSysObjectsPage, kMSysACEsPage, kMSysQueriesPage,
+                                         kMSysRelationshipsPage, kUserTablePage};
 
     // Catalog rows, in the order the engine keeps them: containers, the
     // database object, the system tables, then the user table.
@@ -161,30 +168,35 @@ Bytes buildDatabase(const UserTable& user, std::int64_t unix_seconds) {
     auto& objects = tables[0].rows;
     objects.push_back(catalogRow(cat, kTablesId, kRootId, "Tables", 3, kSystemFlag, now));
     objects.push_back(catalogRow(cat, kDatabasesId, kRootId, "Databases", 3, kSystemFlag, now));
-    objects.push_back(catalogRow(cat, kRelationshipsId, kRootId, "Relationships", 3, kSystemFlag, now));
+    objects.push_back(
+        catalogRow(cat, kRelationshipsId, kRootId, "Relationships", 3, kSystemFlag, now));
     objects.push_back(catalogRow(cat, kMSysDbId, kDatabasesId, "MSysDb", 2, kSystemFlag, now));
     for (int t = 0; t < 4; ++t)
-        objects.push_back(catalogRow(cat, static_cast<std::int32_t>(tdef_pages[t]), kTablesId, tables[t].def.name, 1,
-                                     kSystemFlag, now));
-    objects.push_back(
-        catalogRow(cat, static_cast<std::int32_t>(kUserTablePage), kTablesId, user.name, 1, 0, now));
-    for (std::int32_t id : {kTablesId, kDatabasesId, kRelationshipsId}) tables[1].rows.push_back(aceRow(id, true));
+        objects.push_back(catalogRow(cat, static_cast<std::int32_t>(tdef_pages[t]), kTablesId,
+                                     tables[t].def.name, 1, kSystemFlag, now));
+    objects.push_back(catalogRow(cat, static_cast<std::int32_t>(kUserTablePage), kTablesId,
+                                 user.name, 1, 0, now));
+    for (std::int32_t id : {kTablesId, kDatabasesId, kRelationshipsId})
+        tables[1].rows.push_back(aceRow(id, true));
     tables[1].rows.push_back(aceRow(kMSysDbId, false));
-    for (std::uint32_t p : tdef_pages) tables[1].rows.push_back(aceRow(static_cast<std::int32_t>(p), false));
+    for (std::uint32_t p : tdef_pages)
+        tables[1].rows.push_back(aceRow(static_cast<std::int32_t>(p), false));
 
     // Page numbers: data pages, then index roots.
     std::uint32_t next_page = kUserTablePage + 1;
     for (auto& t : tables)
         if (!t.rows.empty()) t.data_page = next_page++;
     for (auto& t : tables)
-        for (std::size_t i = 0; i < t.def.indexes.size(); ++i) t.layout.index_roots.push_back(next_page++);
+        for (std::size_t i = 0; i < t.def.indexes.size(); ++i)
+            t.layout.index_roots.push_back(next_page++);
     const std::uint32_t page_count = next_page;
 
     // Usage-map rows, all on one page.
     Page maps = emptyDataPage(0);
     std::uint32_t map_row = 0;
     auto addMap = [&](const Bytes& m) {
-        if (dataPageInsert(maps, m.data(), m.size()) < 0) throw std::length_error("usage maps exceed a page");
+        if (dataPageInsert(maps, m.data(), m.size()) < 0)
+            throw std::length_error("usage maps exceed a page");
         return (kUsageMapsPage << 8) | map_row++;
     };
 
@@ -229,7 +241,8 @@ Bytes buildDatabase(const UserTable& user, std::int64_t unix_seconds) {
             b.layout.lv_maps.push_back(addMap(inlineMap(0, {})));
             b.layout.lv_maps.push_back(addMap(inlineMap(0, {})));
         }
-        pages[b.layout.tdef_page] = tableDefPage(b.def, b.layout, static_cast<std::uint32_t>(b.rows.size()));
+        pages[b.layout.tdef_page] =
+            tableDefPage(b.def, b.layout, static_cast<std::uint32_t>(b.rows.size()));
     }
     pages[kUsageMapsPage] = maps;
 

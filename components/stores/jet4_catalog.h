@@ -18,8 +18,8 @@ inline constexpr std::uint32_t kMSysObjectsPage = 2;
 inline constexpr std::uint32_t kMSysACEsPage = 3;
 inline constexpr std::uint32_t kMSysQueriesPage = 4;
 inline constexpr std::uint32_t kMSysRelationshipsPage = 5;
-inline constexpr std::uint32_t kUsageMapsPage = 6;   // usage-map rows of every table
-inline constexpr std::uint32_t kUserTablePage = 7;   // the user table's definition
+inline constexpr std::uint32_t kUsageMapsPage = 6;  // usage-map rows of every table
+inline constexpr std::uint32_t kUserTablePage = 7;  // the user table's definition
 
 struct UserTable {
     std::string name;                  // 0-9, A-Z, a-z only (it is indexed in MSysObjects)

@@ -23,12 +23,18 @@ constexpr std::uint16_t kSortGeneral = 0x0409;
 
 std::size_t fixedSize(ColType t) {
     switch (t) {
-    case ColType::Bool: return 0;  // kept in the null mask
-    case ColType::Byte: return 1;
-    case ColType::Int: return 2;
-    case ColType::Long: return 4;
-    case ColType::DateTime: return 8;
-    default: return 0;
+        case ColType::Bool:
+            return 0;  // kept in the null mask
+        case ColType::Byte:
+            return 1;
+        case ColType::Int:
+            return 2;
+        case ColType::Long:
+            return 4;
+        case ColType::DateTime:
+            return 8;
+        default:
+            return 0;
     }
 }
 
@@ -123,7 +129,8 @@ double accessDate(std::int64_t unix_seconds) {
     std::time_t t = static_cast<std::time_t>(unix_seconds);
     std::tm local{};
     localtime_r(&t, &local);
-    const double local_seconds = static_cast<double>(unix_seconds) + static_cast<double>(local.tm_gmtoff);
+    const double local_seconds =
+        static_cast<double>(unix_seconds) + static_cast<double>(local.tm_gmtoff);
     return local_seconds / 86400.0 + 25569.0;  // 1970-01-01 is day 25569
 }
 
@@ -160,7 +167,8 @@ Page headerPage(double created) {
     put32(&p[0x3E], 0);                         // no page encoding key
     // An empty password is kept as the mask that comes from the creation date.
     const auto mask = static_cast<std::uint32_t>(static_cast<std::int32_t>(created));
-    for (std::size_t i = 0; i < 40; ++i) p[0x42 + i] = static_cast<std::uint8_t>(mask >> (8 * (i % 4)));
+    for (std::size_t i = 0; i < 40; ++i)
+        p[0x42 + i] = static_cast<std::uint8_t>(mask >> (8 * (i % 4)));
     put16(&p[0x6E], kSortGeneral);  // then one unused byte and the sort version (0)
     std::memcpy(&p[0x72], &created, 8);
     static const std::uint8_t key[4] = {0xC7, 0xDA, 0x39, 0x6B};
@@ -170,14 +178,14 @@ Page headerPage(double created) {
 
 bool Column::fixed() const {
     switch (type) {
-    case ColType::Bool:
-    case ColType::Byte:
-    case ColType::Int:
-    case ColType::Long:
-    case ColType::DateTime:
-        return true;
-    default:
-        return false;
+        case ColType::Bool:
+        case ColType::Byte:
+        case ColType::Int:
+        case ColType::Long:
+        case ColType::DateTime:
+            return true;
+        default:
+            return false;
     }
 }
 
@@ -188,17 +196,20 @@ const Column& TableDef::byNumber(std::uint16_t number) const {
 }
 
 std::size_t TableDef::longValueColumns() const {
-    return static_cast<std::size_t>(
-        std::count_if(columns.begin(), columns.end(), [](const Column& c) { return c.longValue(); }));
+    return static_cast<std::size_t>(std::count_if(columns.begin(), columns.end(),
+                                                  [](const Column& c) { return c.longValue(); }));
 }
 
 Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
     const Shape s = shapeOf(table);
-    if (values.size() != s.max_id) throw std::invalid_argument("row of " + table.name + ": wrong value count");
+    if (values.size() != s.max_id)
+        throw std::invalid_argument("row of " + table.name + ": wrong value count");
     Bytes row(2, 0);
     put16(row.data(), s.max_id);
     Bytes mask((s.max_id + 7) / 8, 0);
-    auto mark = [&](std::uint16_t id) { mask[id / 8] |= static_cast<std::uint8_t>(1u << (id % 8)); };
+    auto mark = [&](std::uint16_t id) {
+        mask[id / 8] |= static_cast<std::uint8_t>(1u << (id % 8));
+    };
 
     std::size_t fixed_end = 2;
     for (std::uint16_t id : s.fixed) {
@@ -215,11 +226,20 @@ Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
         if (v.kind == Value::Kind::Null) continue;
         mark(id);
         switch (c.type) {
-        case ColType::Byte: row[at] = static_cast<std::uint8_t>(v.i); break;
-        case ColType::Int: put16(&row[at], static_cast<std::uint32_t>(v.i)); break;
-        case ColType::Long: put32(&row[at], static_cast<std::uint32_t>(v.i)); break;
-        case ColType::DateTime: std::memcpy(&row[at], &v.d, 8); break;
-        default: break;
+            case ColType::Byte:
+                row[at] = static_cast<std::uint8_t>(v.i);
+                break;
+            case ColType::Int:
+                put16(&row[at], static_cast<std::uint32_t>(v.i));
+                break;
+            case ColType::Long:
+                put32(&row[at], static_cast<std::uint32_t>(v.i));
+                break;
+            case ColType::DateTime:
+                std::memcpy(&row[at], &v.d, 8);
+                break;
+            default:
+                break;
         }
     }
     row.resize(fixed_end);
@@ -231,7 +251,8 @@ Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
             const Column& c = table.byNumber(id);
             const Value& v = values[id];
             if (v.kind == Value::Kind::Null) continue;
-            if (c.longValue()) throw std::invalid_argument("long values are not written: " + c.name);
+            if (c.longValue())
+                throw std::invalid_argument("long values are not written: " + c.name);
             mark(id);
             if (c.type == ColType::Text) {
                 append(row, encodeText(v.s, c.compressed));
@@ -289,7 +310,9 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
         d[15] = static_cast<std::uint8_t>(c.flags | (c.fixed() ? kColFixed : 0));
         d[16] = c.compressed ? 0x01 : 0x00;
         put16(&d[21], c.fixed() ? s.fixed_offset[c.number] : 0);
-        put16(&d[23], c.longValue() ? 0 : (c.fixed() ? static_cast<std::uint32_t>(fixedSize(c.type)) : c.length));
+        put16(&d[23], c.longValue()
+                          ? 0
+                          : (c.fixed() ? static_cast<std::uint32_t>(fixedSize(c.type)) : c.length));
         b.insert(b.end(), d, d + kColumnBlock);
     }
     for (const Column& c : t.columns) appendName(b, c.name);
@@ -342,9 +365,11 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
     b.push_back(0xFF);
     b.push_back(0xFF);
 
-    if (b.size() > kPageSize) throw std::length_error("definition of " + t.name + " exceeds a page");
+    if (b.size() > kPageSize)
+        throw std::length_error("definition of " + t.name + " exceeds a page");
     put32(&b[8], static_cast<std::uint32_t>(b.size()));
-    put16(&b[2], static_cast<std::uint32_t>(kPageSize - b.size() >= 8 ? kPageSize - b.size() - 8 : 0));
+    put16(&b[2],
+          static_cast<std::uint32_t>(kPageSize - b.size() >= 8 ? kPageSize - b.size() - 8 : 0));
     Page p{};
     std::copy(b.begin(), b.end(), p.begin());
     return p;
@@ -381,7 +406,8 @@ int dataPageInsert(Page& page, const std::uint8_t* row, std::size_t len) {
 Bytes dataPageRow(const Page& page, std::size_t row) {
     const std::size_t start = dataPageRowOffset(page, row);
     const std::size_t end = row == 0 ? kPageSize : dataPageRowOffset(page, row - 1);
-    return Bytes(page.begin() + static_cast<std::ptrdiff_t>(start), page.begin() + static_cast<std::ptrdiff_t>(end));
+    return Bytes(page.begin() + static_cast<std::ptrdiff_t>(start),
+                 page.begin() + static_cast<std::ptrdiff_t>(end));
 }
 
 Bytes inlineMap(std::uint32_t start, const std::vector<std::uint32_t>& pages) {
@@ -389,7 +415,8 @@ Bytes inlineMap(std::uint32_t start, const std::vector<std::uint32_t>& pages) {
     m[0] = 0x00;
     put32(&m[1], start);
     for (std::uint32_t p : pages) {
-        if (p < start || p >= start + kInlineMapPages) throw std::out_of_range("page outside inline usage map");
+        if (p < start || p >= start + kInlineMapPages)
+            throw std::out_of_range("page outside inline usage map");
         const std::uint32_t bit = p - start;
         m[5 + bit / 8] |= static_cast<std::uint8_t>(1u << (bit % 8));
     }
@@ -411,7 +438,8 @@ Bytes indexKeyLong(std::int32_t v) {
 
 Bytes indexKeyText(std::string_view latin1) {
     // General (legacy) sort codes; letters sort without regard to case.
-    static const std::uint8_t digits[10] = {0x36, 0x38, 0x3A, 0x3C, 0x3E, 0x40, 0x42, 0x44, 0x46, 0x48};
+    static const std::uint8_t digits[10] = {0x36, 0x38, 0x3A, 0x3C, 0x3E,
+                                            0x40, 0x42, 0x44, 0x46, 0x48};
     static const std::uint8_t letters[26] = {0x4A, 0x4C, 0x4D, 0x4F, 0x51, 0x53, 0x55, 0x57, 0x59,
                                              0x5B, 0x5C, 0x5E, 0x60, 0x62, 0x64, 0x66, 0x68, 0x69,
                                              0x6B, 0x6D, 0x6F, 0x71, 0x73, 0x75, 0x76, 0x78};
@@ -420,11 +448,16 @@ Bytes indexKeyText(std::string_view latin1) {
     Bytes out{0x7F};
     for (char ch : s) {
         const auto c = static_cast<unsigned char>(ch);
-        if (c >= '0' && c <= '9') out.push_back(digits[c - '0']);
-        else if (c >= 'A' && c <= 'Z') out.push_back(letters[c - 'A']);
-        else if (c >= 'a' && c <= 'z') out.push_back(letters[c - 'a']);
-        else if (c == ' ') out.push_back(0x07);
-        else throw std::invalid_argument("no index code for character in name");
+        if (c >= '0' && c <= '9')
+            out.push_back(digits[c - '0']);
+        else if (c >= 'A' && c <= 'Z')
+            out.push_back(letters[c - 'A']);
+        else if (c >= 'a' && c <= 'z')
+            out.push_back(letters[c - 'a']);
+        else if (c == ' ')
+            out.push_back(0x07);
+        else
+            throw std::invalid_argument("no index code for character in name");
     }
     out.push_back(0x01);  // end of text
     out.push_back(0x00);  // end of (no) extra codes

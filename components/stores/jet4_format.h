@@ -101,11 +101,36 @@ struct Value {
     std::string s;  // Text: ISO-8859-1 characters; Bytes: raw bytes
 
     static Value null() { return {}; }
-    static Value integer(std::int64_t v) { Value x; x.kind = Kind::Int; x.i = v; return x; }
-    static Value date(double v) { Value x; x.kind = Kind::Date; x.d = v; return x; }
-    static Value boolean(bool v) { Value x; x.kind = Kind::Bool; x.i = v; return x; }
-    static Value text(std::string v) { Value x; x.kind = Kind::Text; x.s = std::move(v); return x; }
-    static Value bytes(std::string v) { Value x; x.kind = Kind::Bytes; x.s = std::move(v); return x; }
+    static Value integer(std::int64_t v) {
+        Value x;
+        x.kind = Kind::Int;
+        x.i = v;
+        return x;
+    }
+    static Value date(double v) {
+        Value x;
+        x.kind = Kind::Date;
+        x.d = v;
+        return x;
+    }
+    static Value boolean(bool v) {
+        Value x;
+        x.kind = Kind::Bool;
+        x.i = v;
+        return x;
+    }
+    static Value text(std::string v) {
+        Value x;
+        x.kind = Kind::Text;
+        x.s = std::move(v);
+        return x;
+    }
+    static Value bytes(std::string v) {
+        Value x;
+        x.kind = Kind::Bytes;
+        x.s = std::move(v);
+        return x;
+    }
 };
 
 struct Column {
@@ -132,9 +157,9 @@ struct TableLayout {
     std::uint32_t tdef_page = 0;
     std::uint32_t owned_map = 0;
     std::uint32_t free_map = 0;
-    std::vector<std::uint32_t> index_maps;    // one per index
-    std::vector<std::uint32_t> index_roots;   // one per index: root page
-    std::vector<std::uint32_t> lv_maps;       // two per long-value column (owned, free)
+    std::vector<std::uint32_t> index_maps;   // one per index
+    std::vector<std::uint32_t> index_roots;  // one per index: root page
+    std::vector<std::uint32_t> lv_maps;      // two per long-value column (owned, free)
 };
 
 struct TableDef {

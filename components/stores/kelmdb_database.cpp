@@ -19,7 +19,8 @@ namespace {
 constexpr std::size_t kMaxFieldName = 64;
 
 bool forbiddenInName(unsigned char c) {
-    return c < 0x20 || c == 0x7F || c == '.' || c == '!' || c == '`' || c == '[' || c == ']' || c == ':';
+    return c < 0x20 || c == 0x7F || c == '.' || c == '!' || c == '`' || c == '[' || c == ']' ||
+           c == ':';
 }
 
 std::string trimBlanks(std::string s) {
@@ -39,12 +40,14 @@ unsigned char lower(unsigned char c) {
 bool sameName(const std::string& a, const std::string& b) {
     if (a.size() != b.size()) return false;
     for (std::size_t i = 0; i < a.size(); ++i)
-        if (lower(static_cast<unsigned char>(a[i])) != lower(static_cast<unsigned char>(b[i]))) return false;
+        if (lower(static_cast<unsigned char>(a[i])) != lower(static_cast<unsigned char>(b[i])))
+            return false;
     return true;
 }
 
 const jet4::TableDef& captureTable() {
-    static const jet4::TableDef def = jet4::userTableDef({KelMDBDatabase::kTableName, {"1", "2"}, 255});
+    static const jet4::TableDef def =
+        jet4::userTableDef({KelMDBDatabase::kTableName, {"1", "2"}, 255});
     return def;
 }
 
@@ -61,7 +64,8 @@ void writeAll(int fd, const std::uint8_t* data, std::size_t len) {
 }
 
 void syncFolder(const std::string& folder) {
-    const int dir = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int dir =
+        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (dir >= 0) {
         ::fsync(dir);
         ::close(dir);
@@ -109,7 +113,8 @@ void KelMDBDatabase::CreateStore() {
     Release();
     const std::string file = path();
     const auto [name1, name2] = FieldNames(PortTitle1, PortTitle2);
-    const jet4::Bytes image = jet4::buildDatabase({kTableName, {name1, name2}, kMaxText}, std::time(nullptr));
+    const jet4::Bytes image =
+        jet4::buildDatabase({kTableName, {name1, name2}, kMaxText}, std::time(nullptr));
 
     // Written beside the target and renamed over it: the old file stays whole
     // until the new one is complete.
@@ -162,9 +167,11 @@ void KelMDBDatabase::OpenStore() {
 
 void KelMDBDatabase::AppendRecord() {
     if (!appender_) Fail("the database is not open", 0);
-    const auto cut = [](const std::string& s) { return s.size() > kMaxText ? s.substr(0, kMaxText) : s; };
-    const jet4::Bytes row =
-        jet4::encodeRow(captureTable(), {jet4::Value::text(cut(PortText1)), jet4::Value::text(cut(PortText2))});
+    const auto cut = [](const std::string& s) {
+        return s.size() > kMaxText ? s.substr(0, kMaxText) : s;
+    };
+    const jet4::Bytes row = jet4::encodeRow(
+        captureTable(), {jet4::Value::text(cut(PortText1)), jet4::Value::text(cut(PortText2))});
     try {
         appender_->append(row);
     } catch (const jet4::FormatError& e) {

@@ -44,7 +44,8 @@ public:
     static std::string FieldName(const std::string& title, int position);
     // Both column names: as FieldName, and a second name equal to the first
     // (letters compared without case) gets " (2)" appended.
-    static std::pair<std::string, std::string> FieldNames(const std::string& title1, const std::string& title2);
+    static std::pair<std::string, std::string> FieldNames(const std::string& title1,
+                                                          const std::string& title2);
 
 private:
     [[noreturn]] void Fail(const std::string& what, int err) const;

@@ -13,9 +13,9 @@ namespace {
 
 constexpr std::array<unsigned char, 8> kMagic = {0x89, 'T', 'V', 'L', '\r', '\n', 0x1A, '\n'};
 constexpr std::uint32_t kVersion = 1;
-constexpr std::size_t kFileHeader = 12;    // magic + version
-constexpr std::size_t kRecordHead = 12;    // length1, length2, CRC of the two
-constexpr std::size_t kRecordTrail = 8;    // CRC of head and texts, length1 + length2
+constexpr std::size_t kFileHeader = 12;  // magic + version
+constexpr std::size_t kRecordHead = 12;  // length1, length2, CRC of the two
+constexpr std::size_t kRecordTrail = 8;  // CRC of head and texts, length1 + length2
 constexpr std::size_t kRecordOverhead = kRecordHead + kRecordTrail;
 
 using Table = std::array<std::array<std::uint32_t, 256>, 8>;
@@ -60,14 +60,17 @@ std::string fileHeader() {
     return h;
 }
 
-std::string errnoText(int err) { return err ? std::string(": ") + std::strerror(err) : std::string(); }
+std::string errnoText(int err) {
+    return err ? std::string(": ") + std::strerror(err) : std::string();
+}
 
 [[noreturn]] void raise(const std::string& file, const std::string& what, int err = 0) {
     throw StoreError(file + ": " + what + errnoText(err));
 }
 
 void checkFileHeader(std::string_view image, const std::string& file) {
-    if (image.size() < kMagic.size() || std::memcmp(image.data(), kMagic.data(), kMagic.size()) != 0)
+    if (image.size() < kMagic.size() ||
+        std::memcmp(image.data(), kMagic.data(), kMagic.size()) != 0)
         raise(file, "not a Tarvoline capture file");
     if (image.size() < kFileHeader) raise(file, "capture file header is cut short");
     const std::uint32_t version = get32(reinterpret_cast<const unsigned char*>(image.data()) + 8);
@@ -78,7 +81,8 @@ void checkFileHeader(std::string_view image, const std::string& file) {
 enum class Span { ok, torn, damaged, absurd };
 
 // Checks the record at `pos`; on ok fills `span` and `end`.
-Span checkRecord(std::string_view image, std::uint64_t pos, TvlRecordSpan& span, std::uint64_t& end) {
+Span checkRecord(std::string_view image, std::uint64_t pos, TvlRecordSpan& span,
+                 std::uint64_t& end) {
     const auto* base = reinterpret_cast<const unsigned char*>(image.data());
     const std::uint64_t left = image.size() - pos;
     const auto zeroTail = [&] {
@@ -124,10 +128,14 @@ TvlIndex ParseTvlImage(std::string_view image, const std::string& file) {
     TvlIndex index;
     std::uint64_t pos = kFileHeader;
     switch (checkRecord(image, pos, index.titles, pos)) {
-    case Span::ok: break;
-    case Span::torn: raise(file, "capture file header is cut short");
-    case Span::damaged: raise(file, "the column titles are damaged (check failed)");
-    case Span::absurd: raise(file, "the column titles have an impossible length");
+        case Span::ok:
+            break;
+        case Span::torn:
+            raise(file, "capture file header is cut short");
+        case Span::damaged:
+            raise(file, "the column titles are damaged (check failed)");
+        case Span::absurd:
+            raise(file, "the column titles have an impossible length");
     }
     while (pos < image.size()) {
         TvlRecordSpan span;
@@ -141,7 +149,8 @@ TvlIndex ParseTvlImage(std::string_view image, const std::string& file) {
             break;
         }
         const std::string which = "record " + std::to_string(index.records.size() + 1);
-        raise(file, which + (got == Span::damaged ? " is damaged (check failed)" : " has an impossible length"));
+        raise(file, which + (got == Span::damaged ? " is damaged (check failed)"
+                                                  : " has an impossible length"));
         break;
     }
     index.goodEnd = pos;
@@ -174,12 +183,13 @@ void KelTVLFile::OpenStore() {
     closeFd();
     const std::string file = FilePath();
     int fd = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
-    if (fd < 0 && (errno == EACCES || errno == EROFS)) fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0 && (errno == EACCES || errno == EROFS))
+        fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         const int err = errno;
         if (err != ENOENT) fail(file, "cannot open", err);
         // No file yet is fine when AppendRecord(1) follows; a missing folder is not.
-        struct stat st{};
+        struct stat st {};
         const std::string folder = StoreFolder.empty() ? std::string(".") : StoreFolder;
         if (::stat(folder.c_str(), &st) != 0) fail(file, "cannot open: folder missing", errno);
         if (!S_ISDIR(st.st_mode)) fail(file, "cannot open: folder is not a folder", ENOTDIR);
@@ -200,7 +210,8 @@ void KelTVLFile::ensureFd(const std::string& file) {
 
 void KelTVLFile::AppendRecord(int mode) {
     if (PortText1.size() > kMaxColumn || PortText2.size() > kMaxColumn)
-        fail(FilePath(), "record too long (more than " + std::to_string(kMaxColumn) + " bytes in a column)");
+        fail(FilePath(),
+             "record too long (more than " + std::to_string(kMaxColumn) + " bytes in a column)");
     if (mode == 1) {
         if (PortTitle1.size() > kMaxColumn || PortTitle2.size() > kMaxColumn)
             fail(FilePath(), "column title too long");
@@ -257,7 +268,7 @@ void KelTVLFile::createFile() {
 void KelTVLFile::appendRecord() {
     const std::string file = FilePath();
     ensureFd(file);
-    struct stat st{};
+    struct stat st {};
     if (::fstat(fd_, &st) != 0) fail(file, "cannot read", errno);
     const std::uint64_t size = std::uint64_t(st.st_size);
 
@@ -297,7 +308,8 @@ void KelTVLFile::appendRecord() {
         const TvlIndex index = ParseTvlImage(image, file);
         end = index.goodEnd;
         if (end != size) {
-            if (::ftruncate(fd_, off_t(end)) != 0) fail(file, "cannot cut off the incomplete last record", errno);
+            if (::ftruncate(fd_, off_t(end)) != 0)
+                fail(file, "cannot cut off the incomplete last record", errno);
             dirty_ = true;
         }
     }
@@ -322,7 +334,7 @@ void KelTVLFile::appendRecord() {
 void KelTVLFile::load(const std::string& file) {
     const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) fail(file, "cannot open", errno);
-    struct stat st{};
+    struct stat st {};
     if (::fstat(fd, &st) != 0) {
         const int err = errno;
         ::close(fd);
@@ -356,9 +368,10 @@ void KelTVLFile::load(const std::string& file) {
 void KelTVLFile::ensureLoaded() {
     const std::string file = FilePath();
     if (loaded_ && loadedPath_ == file) {
-        struct stat st{};
+        struct stat st {};
         if (::stat(file.c_str(), &st) == 0) {
-            const Identity now{std::uint64_t(st.st_dev), std::uint64_t(st.st_ino), std::uint64_t(st.st_size),
+            const Identity now{std::uint64_t(st.st_dev), std::uint64_t(st.st_ino),
+                               std::uint64_t(st.st_size),
                                std::int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec};
             if (now == loadedId_) return;
         }

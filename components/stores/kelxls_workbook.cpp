@@ -6,8 +6,7 @@ namespace {
 // BIFF8 record types.
 constexpr std::uint16_t kBof = 0x0809, kEof = 0x000A, kCodepage = 0x0042, kWindow1 = 0x003D,
                         kFont = 0x0031, kXf = 0x00E0, kStyle = 0x0293, kBoundsheet = 0x0085,
-                        kDimensions = 0x0200, kWindow2 = 0x023E, kLabel = 0x0204,
-                        kBlank = 0x0201;
+                        kDimensions = 0x0200, kWindow2 = 0x023E, kLabel = 0x0204, kBlank = 0x0201;
 // Holds the place of a sheet entry not yet written; readers skip it as an
 // unknown record. Four zero bytes, its header with length 0, are the end
 // mark: FreeXL stops reading the stream there.
@@ -22,10 +21,16 @@ constexpr std::uint64_t kPage = 4096;
 
 struct Bytes {
     std::string s;
-    Bytes& u8(unsigned v) { s.push_back(char(v)); return *this; }
+    Bytes& u8(unsigned v) {
+        s.push_back(char(v));
+        return *this;
+    }
     Bytes& u16(unsigned v) { return u8(v & 0xFF).u8((v >> 8) & 0xFF); }
     Bytes& u32(std::uint32_t v) { return u16(v & 0xFFFF).u16(v >> 16); }
-    Bytes& raw(std::string_view v) { s.append(v); return *this; }
+    Bytes& raw(std::string_view v) {
+        s.append(v);
+        return *this;
+    }
 };
 
 void record(std::string& out, std::uint16_t type, const std::string& payload) {
@@ -61,9 +66,7 @@ std::string eofRecord() { return Bytes().u16(kEof).u16(0).s; }
 
 // Whether the eight stream bytes at `at` lie in one page of the file, so that
 // one write puts them there whole or not at all.
-bool inOnePage(std::uint64_t at) {
-    return (AppendCompoundFile::kSector + at) % kPage <= kPage - 8;
-}
+bool inOnePage(std::uint64_t at) { return (AppendCompoundFile::kSector + at) % kPage <= kPage - 8; }
 
 // A sheet's EOF record for stream offset `at`, behind a 12-byte filler where
 // the eight bytes that will one day reveal the next row would cross a page.
@@ -77,9 +80,32 @@ std::string globals(std::vector<std::uint64_t>& slotAt) {
     std::string g;
     record(g, kBof, bof(0x0005));
     record(g, kCodepage, Bytes().u16(1200).s);
-    record(g, kWindow1, Bytes().u16(0).u16(0).u16(0x4000).u16(0x2000).u16(0x0038).u16(0).u16(0).u16(1).u16(0x0258).s);
-    const std::string font = Bytes().u16(200).u16(0).u16(0x7FFF).u16(400).u16(0).u8(0).u8(0).u8(0).u8(0)
-                                 .u8(5).u8(0).raw("Arial").s;
+    record(g, kWindow1,
+           Bytes()
+               .u16(0)
+               .u16(0)
+               .u16(0x4000)
+               .u16(0x2000)
+               .u16(0x0038)
+               .u16(0)
+               .u16(0)
+               .u16(1)
+               .u16(0x0258)
+               .s);
+    const std::string font = Bytes()
+                                 .u16(200)
+                                 .u16(0)
+                                 .u16(0x7FFF)
+                                 .u16(400)
+                                 .u16(0)
+                                 .u8(0)
+                                 .u8(0)
+                                 .u8(0)
+                                 .u8(0)
+                                 .u8(5)
+                                 .u8(0)
+                                 .raw("Arial")
+                                 .s;
     for (int i = 0; i < 4; ++i) record(g, kFont, font);
     for (int i = 0; i < 16; ++i) {
         const bool style = i < 15;
@@ -114,10 +140,13 @@ KelXLSWorkbook::~KelXLSWorkbook() {
 std::string KelXLSWorkbook::sheetStart(std::uint32_t index, std::uint64_t sheetAt) {
     std::string s;
     record(s, kBof, bof(0x0010));
-    if (const auto off = (sheetAt + s.size() + 8) % 4; off != 0) record(s, kFiller, std::string(8 - off, '\0'));
+    if (const auto off = (sheetAt + s.size() + 8) % 4; off != 0)
+        record(s, kFiller, std::string(8 - off, '\0'));
     dimensionsAt_ = sheetAt + s.size() + 4;
     record(s, kDimensions, Bytes().u32(0).u32(0).u16(0).u16(2).u16(0).s);
-    record(s, kWindow2, Bytes().u16(index == 0 ? 0x06B6 : 0x00B6).u16(0).u16(0).u32(0x40).u16(0).u16(0).u32(0).s);
+    record(
+        s, kWindow2,
+        Bytes().u16(index == 0 ? 0x06B6 : 0x00B6).u16(0).u16(0).u32(0x40).u16(0).u16(0).u32(0).s);
     s += sheetEnd(sheetAt + s.size());
     eofAt_ = sheetAt + s.size() - 4;
     return s;

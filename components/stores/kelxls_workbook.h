@@ -55,9 +55,9 @@ private:
 
     AppendCompoundFile file_;
     std::uint32_t sheets_ = 0;
-    std::uint32_t rows_ = 0;         // rows in the current sheet
-    std::uint64_t eofAt_ = 0;        // stream offset of the current sheet's EOF record
-    std::uint64_t dimensionsAt_ = 0; // stream offset of its DIMENSIONS payload
+    std::uint32_t rows_ = 0;             // rows in the current sheet
+    std::uint64_t eofAt_ = 0;            // stream offset of the current sheet's EOF record
+    std::uint64_t dimensionsAt_ = 0;     // stream offset of its DIMENSIONS payload
     std::vector<std::uint64_t> slotAt_;  // stream offsets of the sheet entries in the globals
 };
 

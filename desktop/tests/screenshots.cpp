@@ -3,8 +3,8 @@
 // given, on a real X server (run under xvfb-run).
 #include <stdlib.h>
 
-#include <QApplication>
 #include <QAbstractButton>
+#include <QApplication>
 #include <QDir>
 #include <QMessageBox>
 #include <QMetaObject>
@@ -15,12 +15,12 @@
 #include <functional>
 #include <memory>
 
+#include "app/frm_main.h"
 #include "components/serial/device_rule.h"
-#include "platform/qt/form_view.h"
 #include "desktop/qt_program.h"
 #include "desktop/tests/screenshot_util.h"
+#include "platform/qt/form_view.h"
 #include "setup/setup.h"
-#include "app/frm_main.h"
 
 namespace {
 
@@ -42,8 +42,10 @@ void saveNextModal(const QDir& folder, const char* name, bool& saved) {
         saved = save(*box, folder, name);
         auto* message = qobject_cast<QMessageBox*>(box);
         QAbstractButton* ok = message ? message->button(QMessageBox::Ok) : nullptr;
-        if (ok) ok->click();
-        else box->close();
+        if (ok)
+            ok->click();
+        else
+            box->close();
     });
     poll->start(50);
 }
@@ -54,7 +56,8 @@ struct ProgramWithoutDevices {
     explicit ProgramWithoutDevices(const std::string& folder) {
         tvl::Poster poster = [this](std::function<void()> event) {
             QMetaObject::invokeMethod(
-                &desktop, [this, event = std::move(event)] { desktop.dispatch(event); }, Qt::QueuedConnection);
+                &desktop, [this, event = std::move(event)] { desktop.dispatch(event); },
+                Qt::QueuedConnection);
         };
         devices = std::make_unique<tvl::SystemDevices>(poster, folder, folder);
         tvl::ProgramParts parts;

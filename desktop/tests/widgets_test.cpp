@@ -5,21 +5,21 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QPushButton>
-#include <QRadioButton>
 #include <QGuiApplication>
 #include <QMenu>
 #include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
 #include <QScreen>
 #include <QTest>
 #include <QToolBar>
 #include <QToolButton>
 #include <cmath>
 
+#include "app/frm_main.h"
+#include "desktop/qt_program.h"
 #include "platform/qt/control_widgets.h"
 #include "platform/qt/form_view.h"
-#include "desktop/qt_program.h"
-#include "app/frm_main.h"
 
 namespace tvl {
 namespace {
@@ -181,7 +181,8 @@ TEST(QtView, RightButtonRaisesThePopupOfItsSurface) {
     EXPECT_EQ(release(w.widget("fraComMonitor(0)"), Qt::RightButton), Menus{"mnuMenu"});
     EXPECT_EQ(release(w.widget("fraComMonitor(0)"), Qt::MiddleButton), Menus{});
     EXPECT_EQ(release(w.widget("fraTxRx(0)"), Qt::RightButton), Menus{});
-    EXPECT_EQ(release(w.widget("txtCommunication(0)")->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport")),
+    EXPECT_EQ(release(w.widget("txtCommunication(0)")
+                          ->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport")),
                       Qt::RightButton),
               Menus{});
     EXPECT_EQ(release(w.widget("tbrTarvoline"), Qt::RightButton), Menus{"mnuMenu"});
@@ -192,9 +193,10 @@ TEST(QtView, RightButtonRaisesThePopupOfItsSurface) {
         w.form().txtPort1->Visible = true;
     });
     EXPECT_EQ(release(&v, Qt::RightButton), Menus{"mnuFileAccess"});
-    EXPECT_EQ(release(w.widget("txtPort1")->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport")),
-                      Qt::RightButton),
-              Menus{"mnuFileAccess"});
+    EXPECT_EQ(
+        release(w.widget("txtPort1")->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport")),
+                Qt::RightButton),
+        Menus{"mnuFileAccess"});
 }
 
 TEST(QtView, TypingGoesThroughTheModelWhichDoesTheEditing) {
@@ -242,12 +244,14 @@ TEST(QtView, BytesOnTheLineReachThePanesThroughTheEventLoop) {
 
     // No call into the pump here: the readable port and the timer do it.
     w.app.simulated1.feed("AT\r");
-    EXPECT_TRUE(QTest::qWaitFor([&] { return transmit->toPlainText() == QStringLiteral("AT<CR>"); }, 2000))
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return transmit->toPlainText() == QStringLiteral("AT<CR>"); }, 2000))
         << transmit->toPlainText().toStdString();
     EXPECT_EQ(receive->toPlainText(), QStringLiteral("AT<CR>"));
     EXPECT_EQ(w.form().txtCommunication[0]->Text(), "AT<CR>");
     // The counter in the caption comes along with the text.
-    EXPECT_TRUE(QTest::qWaitFor([&] { return frame->caption() == QStringLiteral("Transmit: 3"); }, 2000))
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return frame->caption() == QStringLiteral("Transmit: 3"); }, 2000))
         << frame->caption().toStdString();
 
     // A timer the model stops ticks no more; bytes wait in the port.
@@ -300,7 +304,8 @@ TEST(QtView, DialogControlsSendTheUsersChangesToTheirModels) {
     std::vector<int> chosen;
     for (int i = 0; i < 2; ++i) {
         options[i] = dialog.add<OptionButton>(group, "optMode", i);
-        options[i]->Left = 120, options[i]->Top = 240 + 400 * i, options[i]->Width = 2000, options[i]->Height = 300;
+        options[i]->Left = 120, options[i]->Top = 240 + 400 * i, options[i]->Width = 2000,
+        options[i]->Height = 300;
         options[i]->Caption = i ? "Host" : "Transparent";
         options[i]->Click = [&chosen, i] { chosen.push_back(i); };
     }

@@ -139,7 +139,8 @@ ImageWidget::ImageWidget(Image& model, FormView& view, QWidget* parent)
     const ControlStyle style = styleOf(model);
     if (style.cursorFile) {
         QPixmap cursor(view.pictureFile(*style.cursorFile));
-        if (!cursor.isNull()) setCursor(QCursor(cursor, style.cursorHotSpot.x(), style.cursorHotSpot.y()));
+        if (!cursor.isNull())
+            setCursor(QCursor(cursor, style.cursorHotSpot.x(), style.cursorHotSpot.y()));
     }
 }
 
@@ -202,8 +203,10 @@ void LineWidget::sync(bool) {
 void LineWidget::paintEvent(QPaintEvent*) {
     QPainter p(this);
     QColor colour;
-    if (model_.SystemColor) colour = systemColour(static_cast<int>(model_.BorderColor));
-    else colour = QColor::fromRgb(model_.BorderColor);
+    if (model_.SystemColor)
+        colour = systemColour(static_cast<int>(model_.BorderColor));
+    else
+        colour = QColor::fromRgb(model_.BorderColor);
     p.setPen(QPen(colour, thickness_, Qt::SolidLine, thickness_ > 4 ? Qt::FlatCap : Qt::SquareCap));
     p.drawLine(from_, to_);
 }
@@ -259,9 +262,12 @@ void PaneWidget::keyPressEvent(QKeyEvent* e) {
                        e->key() == Qt::Key_PageUp || e->key() == Qt::Key_PageDown;
     if (moves) return QPlainTextEdit::keyPressEvent(e);
     int code = -1;
-    if (e->key() == Qt::Key_Backspace) code = 8;
-    else if (e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter) code = 13;
-    else if (!(e->modifiers() & (Qt::ControlModifier | Qt::MetaModifier)) && e->text().size() == 1) {
+    if (e->key() == Qt::Key_Backspace)
+        code = 8;
+    else if (e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter)
+        code = 13;
+    else if (!(e->modifiers() & (Qt::ControlModifier | Qt::MetaModifier)) &&
+             e->text().size() == 1) {
         const char16_t ch = e->text().at(0).unicode();
         if (ch >= 0x20 && ch != 0x7F && ch < 0x100) code = ch;
     }
@@ -303,8 +309,9 @@ void SwitchWidget::paintEvent(QPaintEvent*) {
     const QPixmap& picture = model_.Value ? on_ : off_;
     if (picture.isNull()) return;
     const QSizeF size = QSizeF(picture.size()) * (view_.px(1500) / 100.0);
-    p.drawPixmap(QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size),
-                 picture, QRectF(picture.rect()));
+    p.drawPixmap(
+        QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size),
+        picture, QRectF(picture.rect()));
 }
 
 void SwitchWidget::mouseReleaseEvent(QMouseEvent* e) {
@@ -340,7 +347,8 @@ ToolbarWidget::ToolbarWidget(Toolbar& model, FormView& view, QWidget* parent)
             });
             if (QWidget* button = widgetForAction(a)) {
                 button->setFixedSize(view.px(585), view.px(570));
-                button->setObjectName(QStringLiteral("%1.Buttons(%2)").arg(latin1(model.key())).arg(n));
+                button->setObjectName(
+                    QStringLiteral("%1.Buttons(%2)").arg(latin1(model.key())).arg(n));
             }
         }
         actions_.push_back(a);
@@ -390,7 +398,8 @@ void ButtonWidget::sync(bool) {
     // A picture button shows its picture over the whole face.
     if (pictureShown_ != model_.Picture) {
         pictureShown_ = model_.Picture;
-        const QPixmap picture = pictureShown_.empty() ? QPixmap() : QPixmap(view_.pictureFile(pictureShown_));
+        const QPixmap picture =
+            pictureShown_.empty() ? QPixmap() : QPixmap(view_.pictureFile(pictureShown_));
         setIcon(QIcon(picture));
         setIconSize(picture.size());
         setFlat(!picture.isNull());
@@ -415,7 +424,8 @@ void OptionWidget::sync(bool) {
 TickWidget::TickWidget(CheckBox& model, FormView& view, QWidget* parent)
     : QCheckBox(parent), model_(model), view_(view) {
     connect(this, &QCheckBox::clicked, this, [this] {
-        if (!view_.detached()) view_.desktop().dispatch([this] { model_.setValue(model_.Value ? 0 : 1); });
+        if (!view_.detached())
+            view_.desktop().dispatch([this] { model_.setValue(model_.Value ? 0 : 1); });
     });
 }
 
@@ -430,7 +440,8 @@ ComboWidget::ComboWidget(ComboBox& model, FormView& view, QWidget* parent)
     setInsertPolicy(QComboBox::NoInsert);
     connect(this, &QComboBox::currentTextChanged, this, [this](const QString& text) {
         if (copying_ || view_.detached()) return;
-        view_.desktop().dispatch([this, t = text.toLatin1().toStdString()] { model_.put("Text", t); });
+        view_.desktop().dispatch(
+            [this, t = text.toLatin1().toStdString()] { model_.put("Text", t); });
     });
 }
 
@@ -463,14 +474,17 @@ void MenuView::sync(bool) {
     for (auto& [entry, a] : entries_) {
         if (a->isVisible() != entry->Visible) a->setVisible(entry->Visible);
         if (a->isEnabled() != entry->Enabled) a->setEnabled(entry->Enabled);
-        if (!a->isSeparator() && a->text() != latin1View(entry->Caption)) a->setText(latin1(entry->Caption));
+        if (!a->isSeparator() && a->text() != latin1View(entry->Caption))
+            a->setText(latin1(entry->Caption));
     }
 }
 
 // ---- Timer
 
 TimerView::TimerView(Timer& model, FormView& view)
-    : QObject(&view), model_(model), view_(view),
+    : QObject(&view),
+      model_(model),
+      view_(view),
       driver_(model, [&view] { return view.desktop().bytesWaiting(); }) {
     setObjectName(latin1(model.key()));
     clock_.setSingleShot(true);
@@ -484,9 +498,14 @@ void TimerView::slice() {
     view_.desktop().dispatch([&] { next = driver_.runSlice(); });
     if (view_.detached()) return;
     switch (next) {
-        case TimerDriver::Next::Now: clock_.start(0); break;
-        case TimerDriver::Next::Interval: clock_.start(std::max(1, model_.Interval)); break;
-        case TimerDriver::Next::Stopped: break;
+        case TimerDriver::Next::Now:
+            clock_.start(0);
+            break;
+        case TimerDriver::Next::Interval:
+            clock_.start(std::max(1, model_.Interval));
+            break;
+        case TimerDriver::Next::Stopped:
+            break;
     }
 }
 

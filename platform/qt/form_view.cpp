@@ -65,10 +65,14 @@ double FormView::twips(int pixels) const { return pixels / pxPerTwip_; }
 
 int FormView::buttonOf(Qt::MouseButton button) {
     switch (button) {
-        case Qt::LeftButton: return 1;
-        case Qt::RightButton: return 2;
-        case Qt::MiddleButton: return 4;
-        default: return 0;
+        case Qt::LeftButton:
+            return 1;
+        case Qt::RightButton:
+            return 2;
+        case Qt::MiddleButton:
+            return 4;
+        default:
+            return 0;
     }
 }
 
@@ -81,7 +85,8 @@ void FormView::build() {
         Control& c = *owned;
         QWidget* parent = this;
         if (c.container()) {
-            if (c.container()->kind() == ControlKind::Menu) continue;  // an entry: its menu shows it
+            if (c.container()->kind() == ControlKind::Menu)
+                continue;  // an entry: its menu shows it
             if (QWidget* w = widgetOf(c.container())) parent = w;
         }
         QWidget* widget = nullptr;
@@ -91,11 +96,21 @@ void FormView::build() {
             view = w;
         };
         switch (c.kind()) {
-            case ControlKind::Frame: keep(new FrameWidget(static_cast<Frame&>(c), *this, parent)); break;
-            case ControlKind::Label: keep(new LabelWidget(static_cast<Label&>(c), *this, parent)); break;
-            case ControlKind::Image: keep(new ImageWidget(static_cast<Image&>(c), *this, parent)); break;
-            case ControlKind::Line: keep(new LineWidget(static_cast<Line&>(c), *this, parent)); break;
-            case ControlKind::TextBox: keep(new PaneWidget(static_cast<TextBox&>(c), *this, parent)); break;
+            case ControlKind::Frame:
+                keep(new FrameWidget(static_cast<Frame&>(c), *this, parent));
+                break;
+            case ControlKind::Label:
+                keep(new LabelWidget(static_cast<Label&>(c), *this, parent));
+                break;
+            case ControlKind::Image:
+                keep(new ImageWidget(static_cast<Image&>(c), *this, parent));
+                break;
+            case ControlKind::Line:
+                keep(new LineWidget(static_cast<Line&>(c), *this, parent));
+                break;
+            case ControlKind::TextBox:
+                keep(new PaneWidget(static_cast<TextBox&>(c), *this, parent));
+                break;
             case ControlKind::Toolbar:
                 keep(new ToolbarWidget(static_cast<Toolbar&>(c), *this, parent));
                 break;
@@ -111,7 +126,9 @@ void FormView::build() {
             case ControlKind::OptionButton:
                 keep(new OptionWidget(static_cast<OptionButton&>(c), *this, parent));
                 break;
-            case ControlKind::ComboBox: keep(new ComboWidget(static_cast<ComboBox&>(c), *this, parent)); break;
+            case ControlKind::ComboBox:
+                keep(new ComboWidget(static_cast<ComboBox&>(c), *this, parent));
+                break;
             case ControlKind::Menu: {
                 auto menu = std::make_unique<MenuView>(static_cast<Menu&>(c), *this);
                 menus_.emplace_back(static_cast<Menu*>(&c), menu->menu());
@@ -125,7 +142,9 @@ void FormView::build() {
                 view = timer;
                 break;
             }
-            default: keep(new PlainWidget(c, *this, parent)); break;
+            default:
+                keep(new PlainWidget(c, *this, parent));
+                break;
         }
         if (widget) {
             widget->setObjectName(latin1(c.key()));
@@ -265,16 +284,26 @@ void FormView::keyPressEvent(QKeyEvent* e) {
         return QWidget::keyPressEvent(e);
     }
     switch (e->key()) {
-        case Qt::Key_Shift: case Qt::Key_Control: case Qt::Key_Alt: case Qt::Key_Meta:
-        case Qt::Key_AltGr: case Qt::Key_CapsLock: case Qt::Key_NumLock:
+        case Qt::Key_Shift:
+        case Qt::Key_Control:
+        case Qt::Key_Alt:
+        case Qt::Key_Meta:
+        case Qt::Key_AltGr:
+        case Qt::Key_CapsLock:
+        case Qt::Key_NumLock:
             return QWidget::keyPressEvent(e);
-        default: break;
+        default:
+            break;
     }
     int code = 0;
-    if (e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter) code = 13;
-    else if (e->key() == Qt::Key_Escape) code = 27;
-    else if (e->key() == Qt::Key_Backspace) code = 8;
-    else if (e->text().size() == 1 && e->text().at(0).unicode() < 0x100) code = e->text().at(0).unicode();
+    if (e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter)
+        code = 13;
+    else if (e->key() == Qt::Key_Escape)
+        code = 27;
+    else if (e->key() == Qt::Key_Backspace)
+        code = 8;
+    else if (e->text().size() == 1 && e->text().at(0).unicode() < 0x100)
+        code = e->text().at(0).unicode();
     e->accept();
     desktop_.dispatch([this, code] {
         int key = code;

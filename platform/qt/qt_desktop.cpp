@@ -36,7 +36,8 @@ QString qtFileFilter(const std::string& filter) {
     QStringList out;
     for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
         const QString description = parts[i].trimmed();
-        const QString patterns = parts[i + 1].split(QLatin1Char(';'), Qt::SkipEmptyParts).join(QLatin1Char(' '));
+        const QString patterns =
+            parts[i + 1].split(QLatin1Char(';'), Qt::SkipEmptyParts).join(QLatin1Char(' '));
         // Qt reads the patterns from the closing brackets; a description that
         // already shows them keeps its own words.
         if (description.endsWith(QLatin1Char(')')) &&
@@ -79,13 +80,13 @@ std::string QtDesktop::InputBox(const std::string& prompt, const std::string& ti
 }
 
 std::string QtDesktop::ShowSave(const std::string& initialFolder, const std::string& filter) {
-    return path(QFileDialog::getSaveFileName(nullptr, QString(), QFile::decodeName(initialFolder.c_str()),
-                                             qtFileFilter(filter)));
+    return path(QFileDialog::getSaveFileName(
+        nullptr, QString(), QFile::decodeName(initialFolder.c_str()), qtFileFilter(filter)));
 }
 
 std::string QtDesktop::ShowOpen(const std::string& initialFolder, const std::string& filter) {
-    return path(QFileDialog::getOpenFileName(nullptr, QString(), QFile::decodeName(initialFolder.c_str()),
-                                             qtFileFilter(filter)));
+    return path(QFileDialog::getOpenFileName(
+        nullptr, QString(), QFile::decodeName(initialFolder.c_str()), qtFileFilter(filter)));
 }
 
 HelpWindow* QtDesktop::helpWindow() const { return help_.data(); }
@@ -93,7 +94,8 @@ HelpWindow* QtDesktop::helpWindow() const { return help_.data(); }
 void QtDesktop::ShowHelp(const std::string& helpFile, int command, int context) {
     // A bare name is looked for in the program's folder.
     QString file = QFile::decodeName(helpFile.c_str());
-    if (!file.contains(QLatin1Char('/'))) file = QFile::decodeName(ProgramFolder().c_str()) + QLatin1Char('/') + file;
+    if (!file.contains(QLatin1Char('/')))
+        file = QFile::decodeName(ProgramFolder().c_str()) + QLatin1Char('/') + file;
     if (!help_) {
         help_ = new HelpWindow;
         help_->setAttribute(Qt::WA_DeleteOnClose);
@@ -102,8 +104,9 @@ void QtDesktop::ShowHelp(const std::string& helpFile, int command, int context) 
     // would otherwise keep it from being read; from the main window it stands
     // beside it and blocks nothing.
     const Qt::WindowModality modality =
-        QApplication::activeModalWidget() && QApplication::activeModalWidget() != help_.data() ? Qt::ApplicationModal
-                                                                                               : Qt::NonModal;
+        QApplication::activeModalWidget() && QApplication::activeModalWidget() != help_.data()
+            ? Qt::ApplicationModal
+            : Qt::NonModal;
     if (help_->windowModality() != modality) {
         help_->hide();
         help_->setWindowModality(modality);
@@ -118,7 +121,8 @@ int QtDesktop::GetSystemMetrics(int index) {
     const QScreen* screen = QGuiApplication::primaryScreen();
     if (!screen) return 0;
     const double ratio = screen->devicePixelRatio();
-    return static_cast<int>((index == 1 ? screen->geometry().height() : screen->geometry().width()) * ratio);
+    return static_cast<int>(
+        (index == 1 ? screen->geometry().height() : screen->geometry().width()) * ratio);
 }
 
 std::string QtDesktop::ProgramFolder() {
@@ -189,7 +193,8 @@ void QtDesktop::dispatch(const std::function<void()>& event) {
     syncAll();
     // A fault of ours is reported, never a reason to lose the session.
     if (!failure.empty())
-        MsgBox("Tarvoline could not finish this action:\n\n" + failure, "Tarvoline", vbOKOnly, {}, 0);
+        MsgBox("Tarvoline could not finish this action:\n\n" + failure, "Tarvoline", vbOKOnly, {},
+               0);
 }
 
 void QtDesktop::syncAll() {

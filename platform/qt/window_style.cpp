@@ -17,11 +17,16 @@ QFont font(const char* family, double points, bool bold = false) {
 
 QColor systemColour(int index) {
     switch (index) {
-        case 5: return QColor(0xff, 0xff, 0xff);
-        case 12: return QColor(0xb4, 0xbc, 0xc4);
-        case 13: return QColor(0x0b, 0x3d, 0x91);
-        case 15: return QColor(0xe8, 0xeb, 0xee);
-        default: return QColor(0, 0, 0);
+        case 5:
+            return QColor(0xff, 0xff, 0xff);
+        case 12:
+            return QColor(0xb4, 0xbc, 0xc4);
+        case 13:
+            return QColor(0x0b, 0x3d, 0x91);
+        case 15:
+            return QColor(0xe8, 0xeb, 0xee);
+        default:
+            return QColor(0, 0, 0);
     }
 }
 

@@ -23,7 +23,7 @@ struct ControlStyle {
 };
 
 struct WindowStyle {
-    bool splash = false;      // fixed, no caption, no task-bar entry, centred on the screen
+    bool splash = false;  // fixed, no caption, no task-bar entry, centred on the screen
     bool sizable = true;
 };
 

@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "components/stores/stores.h"
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
-#include "app/frm_main.h"
-#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {
@@ -21,7 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
-    fs::path folder = fs::temp_directory_path() / ("tarvoline-capture-" + std::to_string(::getpid()));
+    fs::path folder =
+        fs::temp_directory_path() / ("tarvoline-capture-" + std::to_string(::getpid()));
 
     CaptureRun() {
         fs::create_directories(folder);
@@ -78,7 +79,7 @@ TEST(CaptureWriter, MonitorBothWritesTheFullPaneWithTheOtherColumnAsItStands) {
 
     run.line2.feed(std::string(200, 'a'));  // pane 1 reaches the limit, pane 3 empty
     run.pump();
-    run.line1.feed("xyz");                  // pane 3 holds text, pane 0 too
+    run.line1.feed("xyz");                         // pane 3 holds text, pane 0 too
     run.line2.feed(std::string(199, 'b') + "\r");  // the 200th character is flushed raw
     run.pump();
     EXPECT_EQ(run.pane(3), "xyz");  // waits for its own flush or Stop
@@ -101,10 +102,10 @@ TEST(CaptureWriter, TransmitPanesAndEmptyPanesWriteNothing) {
     CaptureRun run;
     run.prepareCapture();
     mnuStartStop_Click(*run.program);
-    run.program->state.OperationMode = 1;  // Host mode with no rows: every byte passes
+    run.program->state.OperationMode = 1;   // Host mode with no rows: every byte passes
     run.line1.feed(std::string(250, 'q'));  // pane 0 flushes; pane 3 too
     run.pump();
-    run.line2.feed("left");                 // only panes 2 and 1
+    run.line2.feed("left");  // only panes 2 and 1
     run.pump();
     run.program->FrmMain->txtCommunication[1]->setText("");
     run.program->FrmMain->txtCommunication[3]->setText("");
@@ -134,7 +135,8 @@ TEST(CaptureWriter, AStoreFailingDuringARunStopsItWithAMessageAndKeepsEarlierRec
     EXPECT_EQ(run.program->state.RunState, 0);
     EXPECT_FALSE(run.program->FrmMain->tmrTarvoline->Enabled);
     ASSERT_EQ(run.platform.messages.size(), 1u);
-    EXPECT_NE(run.platform.messages[0].find("run.tvl"), std::string::npos) << run.platform.messages[0];
+    EXPECT_NE(run.platform.messages[0].find("run.tvl"), std::string::npos)
+        << run.platform.messages[0];
     // The bytes after the failure still wait in the port: nothing was read past it.
     EXPECT_GT(run.program->mscComControl2.InBufferCount(), 0);
 

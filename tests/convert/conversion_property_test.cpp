@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include "convert/conversion.h"
-#include "platform/quiet_platform.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "convert/conversion.h"
+#include "platform/quiet_platform.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {
@@ -26,7 +26,7 @@ struct RowModel {
     std::array<std::string, 5> present, converted;
     std::size_t longest = 0;  // longest Present Value ever given; never falls
     std::string held;
-    std::string sent;         // everything written to the other port, in order
+    std::string sent;  // everything written to the other port, in order
 
     void give(const std::array<std::string, 5>& p, const std::array<std::string, 5>& c) {
         present = p;
@@ -51,8 +51,10 @@ struct RowModel {
         } else {
             sent += held;
             held.clear();
-            if (someRowHas(0, c)) held.assign(1, c);
-            else sent.push_back(c);
+            if (someRowHas(0, c))
+                held.assign(1, c);
+            else
+                sent.push_back(c);
         }
         for (std::size_t r = 0; r < 5; ++r) {
             if (held == present[r]) {
@@ -98,16 +100,20 @@ void randomRows(std::mt19937& random, std::array<std::string, 5>& present,
                 std::array<std::string, 5>& converted) {
     for (int r = 0; r < 5; ++r) {
         switch (random() % 6) {
-            case 0: present[r].clear(); break;  // the row is left empty
+            case 0:
+                present[r].clear();
+                break;  // the row is left empty
             case 1:
                 present[r] = r > 0 ? present[random() % r] : randomText(random, 4);  // duplicate
                 break;
             case 2:
                 if (r > 0 && !present[r - 1].empty())  // a prefix of the row above
                     present[r] = present[r - 1].substr(0, 1 + random() % present[r - 1].size());
-                else present[r] = randomText(random, 3);
+                else
+                    present[r] = randomText(random, 3);
                 break;
-            default: present[r] = randomText(random, 4);
+            default:
+                present[r] = randomText(random, 4);
         }
         converted[r] = present[r].empty() ? std::string() : randomText(random, 5);
     }
@@ -193,8 +199,9 @@ TEST(ConversionDialog, RefusesRowsItCannotStoreAndNamesTheFirst) {
         auto problem = rowProblem(values);
         ASSERT_TRUE(problem);
         EXPECT_EQ(problem->box, box);
-        EXPECT_EQ(problem->message, "Port " + std::to_string(port) + ", row " + std::to_string(row) +
-                                        ": the " + (present ? "Present" : "Converted") +
+        EXPECT_EQ(problem->message, "Port " + std::to_string(port) + ", row " +
+                                        std::to_string(row) + ": the " +
+                                        (present ? "Present" : "Converted") +
                                         " Value has 256 characters; a value holds at most 255.");
         if (present) continue;
         // A Converted Value under an empty Present Value.

@@ -45,9 +45,12 @@ public:
         writer_ = std::thread([this, bytes = std::move(bytes)] {
             std::size_t done = 0;
             while (done < bytes.size()) {
-                const ssize_t n = ::write(fd_, bytes.data() + done, std::min<std::size_t>(4096, bytes.size() - done));
-                if (n > 0) done += n;
-                else if (n < 0 && errno != EINTR && errno != EAGAIN) return;
+                const ssize_t n = ::write(fd_, bytes.data() + done,
+                                          std::min<std::size_t>(4096, bytes.size() - done));
+                if (n > 0)
+                    done += n;
+                else if (n < 0 && errno != EINTR && errno != EAGAIN)
+                    return;
             }
         });
     }
@@ -80,7 +83,8 @@ struct VirtualPortRun {
     explicit VirtualPortRun(const std::string& name)
         : folder(fs::temp_directory_path() / (name + "-" + std::to_string(::getpid()))) {
         fs::create_directories(folder);
-        devices = std::make_unique<SystemDevices>(ui.poster(), "/nonexistent-devices", folder.string());
+        devices =
+            std::make_unique<SystemDevices>(ui.poster(), "/nonexistent-devices", folder.string());
         ProgramParts parts;
         parts.platform = &platform;
         parts.line1 = devices.get();
@@ -93,7 +97,9 @@ struct VirtualPortRun {
         program.reset();  // closes the ports, which unpublish their links
         fs::remove_all(folder);
     }
-    std::string link(int number) const { return (folder / ("com" + std::to_string(number))).string(); }
+    std::string link(int number) const {
+        return (folder / ("com" + std::to_string(number))).string();
+    }
 
     fs::path folder;
     UiLoop ui;
@@ -127,17 +133,19 @@ TEST(HostRelayOverPseudoTerminals, AMegabyteEachWayArrivesOnceAndInOrder) {
     device1.send(toPort2);
     device2.send(toPort1);
     std::string at2, at1;
-    const bool done = ui.runUntil(program, [&] {
-        device2.collect(at2);
-        device1.collect(at1);
-        return at2.size() >= size && at1.size() >= size;
-    }, std::chrono::seconds(60));
+    const bool done = ui.runUntil(
+        program,
+        [&] {
+            device2.collect(at2);
+            device1.collect(at1);
+            return at2.size() >= size && at1.size() >= size;
+        },
+        std::chrono::seconds(60));
     EXPECT_TRUE(done) << "arrived " << at2.size() << " and " << at1.size() << " of " << size;
     EXPECT_TRUE(at2 == toPort2) << "Port 1 to Port 2 differs";
     EXPECT_TRUE(at1 == toPort1) << "Port 2 to Port 1 differs";
     EXPECT_EQ(program.state.TransmitCount[0], static_cast<std::int64_t>(size));
     EXPECT_EQ(program.state.ReceiveCount[1], static_cast<std::int64_t>(size));
-
 }
 
 // The way a user makes a run: Setup in Host mode on two virtual ports, Start,
@@ -174,16 +182,19 @@ TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
     std::string typed;
     std::string at2, at1;
     TextBox& pane0 = *program.FrmMain->txtCommunication[0];
-    const bool done = ui.runUntil(program, [&] {
-        if (typed.size() < 500 && at2.size() > typed.size() * 300) {  // keys among the traffic
-            const char key = static_cast<char>(0x80 + typed.size() % 0x80);
-            typed.push_back(key);
-            pane0.typeKey(static_cast<unsigned char>(key));
-        }
-        device2.collect(at2);
-        device1.collect(at1);
-        return at2.size() >= size + typed.size() && at1.size() >= size && typed.size() == 500;
-    }, std::chrono::seconds(60));
+    const bool done = ui.runUntil(
+        program,
+        [&] {
+            if (typed.size() < 500 && at2.size() > typed.size() * 300) {  // keys among the traffic
+                const char key = static_cast<char>(0x80 + typed.size() % 0x80);
+                typed.push_back(key);
+                pane0.typeKey(static_cast<unsigned char>(key));
+            }
+            device2.collect(at2);
+            device1.collect(at1);
+            return at2.size() >= size + typed.size() && at1.size() >= size && typed.size() == 500;
+        },
+        std::chrono::seconds(60));
     EXPECT_TRUE(done) << "arrived " << at2.size() << " and " << at1.size();
     program.FrmMain->mnuStartStop->Click();
     EXPECT_EQ(program.state.RunState, 0);

@@ -8,10 +8,10 @@
 #include <functional>
 #include <mutex>
 
-#include "components/serial/serial_port.h"
-#include "line/transfer_pump.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "components/serial/serial_port.h"
+#include "line/transfer_pump.h"
 
 namespace tvl::test {
 
@@ -42,7 +42,8 @@ public:
             }
             if (!ticked) {
                 std::unique_lock lock(mutex_);
-                wake_.wait_for(lock, std::chrono::milliseconds(1), [&] { return !posted_.empty(); });
+                wake_.wait_for(lock, std::chrono::milliseconds(1),
+                               [&] { return !posted_.empty(); });
             }
         }
         return true;

@@ -28,15 +28,15 @@
 #include <utility>
 #include <vector>
 
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "components/stores/keltvl_file.h"
 #include "components/stores/kelxls_workbook.h"
 #include "platform/quiet_platform.h"
 #include "setup/setup.h"
-#include "app/frm_main.h"
-#include "app/program.h"
-#include "tests/support/program_on_lines.h"
 #include "tests/stores/store_test_util.h"
 #include "tests/stores/xls_readers.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
@@ -85,17 +85,27 @@ void syncIn(const Outer& o, Inner& i) {
 class ReportingTVL : public KelTVL {
 public:
     explicit ReportingTVL(const Reporter& r) : report_(r) {}
-    void OpenStore() override { call([&] { file_.OpenStore(); }); }
+    void OpenStore() override {
+        call([&] { file_.OpenStore(); });
+    }
     void AppendRecord(int mode) override {
         if (mode == 0) report_.send('B', PortText1, PortText2);
         call([&] { file_.AppendRecord(mode); });
         if (mode == 0) report_.send('D');
     }
-    void CountRecords() override { call([&] { file_.CountRecords(); }); }
+    void CountRecords() override {
+        call([&] { file_.CountRecords(); });
+    }
     double RecordCount() const override { return file_.RecordCount(); }
-    void ReadTitles() override { call([&] { file_.ReadTitles(); }); }
-    void ReadRecord(int mode) override { call([&] { file_.ReadRecord(mode); }); }
-    void CloseStore() override { call([&] { file_.CloseStore(); }); }
+    void ReadTitles() override {
+        call([&] { file_.ReadTitles(); });
+    }
+    void ReadRecord(int mode) override {
+        call([&] { file_.ReadRecord(mode); });
+    }
+    void CloseStore() override {
+        call([&] { file_.CloseStore(); });
+    }
 
 private:
     template <class F>
@@ -111,13 +121,17 @@ private:
 class ReportingXLS : public KelXLS {
 public:
     explicit ReportingXLS(const Reporter& r) : report_(r) {}
-    void CreateStore() override { call([&] { book_.CreateStore(); }); }
+    void CreateStore() override {
+        call([&] { book_.CreateStore(); });
+    }
     void AppendRecord() override {
         report_.send('B', PortText1, PortText2);
         call([&] { book_.AppendRecord(); });
         report_.send('D');
     }
-    void CloseStore() override { call([&] { book_.CloseStore(); }); }
+    void CloseStore() override {
+        call([&] { book_.CloseStore(); });
+    }
 
 private:
     template <class F>
@@ -135,9 +149,12 @@ std::string traffic(std::mt19937& random, std::size_t n) {
     std::string out;
     while (out.size() < n) {
         const unsigned pick = random() % 40;
-        if (pick == 0) out += "\r\n";
-        else if (pick == 1) out.push_back(char(1 + random() % 255));
-        else out.push_back(char('!' + random() % 94));
+        if (pick == 0)
+            out += "\r\n";
+        else if (pick == 1)
+            out.push_back(char(1 + random() % 255));
+        else
+            out.push_back(char('!' + random() % 94));
     }
     return out;
 }
@@ -155,7 +172,7 @@ std::string traffic(std::mt19937& random, std::size_t n) {
 
     mnuSetup_Click(program);
     FrmSetup& setup = *program.frmSetup;
-    setup.optMonitor[2]->choose();           // Monitor Both
+    setup.optMonitor[2]->choose();            // Monitor Both
     setup.optSaving[savingOption]->choose();  // Save XLS or Save TVL
     setup.txtComPort[0]->setText("1");
     setup.txtComPort[1]->setText("2");
@@ -179,7 +196,8 @@ std::string traffic(std::mt19937& random, std::size_t n) {
         run.line2.feed(traffic(random, 20 + random() % 60));
         run.pump();
         if (!timer.Enabled || program.state.RunState != 1) {
-            report.send('E', platform.messages.empty() ? "the run stopped" : platform.messages.front());
+            report.send('E',
+                        platform.messages.empty() ? "the run stopped" : platform.messages.front());
             ::_exit(1);
         }
     }
@@ -188,7 +206,7 @@ std::string traffic(std::mt19937& random, std::size_t n) {
 // --------------------------------------------------------------- the parent
 
 struct Killed {
-    std::vector<Record> appended;  // appends that returned, in order
+    std::vector<Record> appended;   // appends that returned, in order
     std::optional<Record> pending;  // an append begun and not known to have returned
     std::string error;              // the child's own complaint, or the parent's
     bool wasInAppend = false;       // killed between the two messages of an append
@@ -209,7 +227,9 @@ bool takeMessages(std::string& buf, Killed& k, bool& ready) {
         std::string a = buf.substr(at + 5, n1), b = buf.substr(at + 9 + n1, n2);
         at += size;
         switch (kind) {
-            case 'R': ready = true; break;
+            case 'R':
+                ready = true;
+                break;
             case 'B':
                 if (k.pending) return false;
                 k.pending = Record{std::move(a), std::move(b)};
@@ -219,8 +239,11 @@ bool takeMessages(std::string& buf, Killed& k, bool& ready) {
                 k.appended.push_back(std::move(*k.pending));
                 k.pending.reset();
                 break;
-            case 'E': k.error = "child: " + a; break;
-            default: return false;
+            case 'E':
+                k.error = "child: " + a;
+                break;
+            default:
+                return false;
         }
     }
     buf.erase(0, at);
@@ -290,7 +313,8 @@ Killed runAndKill(int savingOption, const std::string& file, unsigned seed,
             if (now >= giveUp) k.error = "the child never got far enough to be killed";
             break;
         }
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(killAt - now).count();
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(killAt - now).count();
         drain(armed ? int(std::max<long long>(0, std::min<long long>(left, 50))) : 50);
     }
     int status = 0;
@@ -388,9 +412,12 @@ struct KillPlan {
 std::vector<KillPlan> plans(std::mt19937& random) {
     std::vector<KillPlan> out;
     for (int i = 0; i < 15; ++i) {
-        if (i % 3 == 0) out.push_back({std::chrono::microseconds(random() % 400000), From::RunStart});
-        else if (i % 3 == 1) out.push_back({std::chrono::microseconds(random() % 300), From::AppendBegun});
-        else out.push_back({std::chrono::microseconds(random() % 300), From::AppendReturned});
+        if (i % 3 == 0)
+            out.push_back({std::chrono::microseconds(random() % 400000), From::RunStart});
+        else if (i % 3 == 1)
+            out.push_back({std::chrono::microseconds(random() % 300), From::AppendBegun});
+        else
+            out.push_back({std::chrono::microseconds(random() % 300), From::AppendReturned});
     }
     return out;
 }
@@ -441,9 +468,10 @@ TEST_F(KilledCapture, TvlKeepsEveryRecordAppendedBeforeTheKill) {
         if (HasFailure()) return;
     }
     EXPECT_GT(total, 0u) << "no kill came after a record was written";
-    std::printf("15 kills: %zu records appended in all, %zu kills during an append, %zu torn tails, %zu "
-                "unreported records found whole\n",
-                total, inAppend, tornFiles, extra);
+    std::printf(
+        "15 kills: %zu records appended in all, %zu kills during an append, %zu torn tails, %zu "
+        "unreported records found whole\n",
+        total, inAppend, tornFiles, extra);
 }
 
 TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) {
@@ -460,8 +488,9 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
         for (const char* reader : {"freexl", "xlrd"}) {
             SCOPED_TRACE(reader);
             std::string error;
-            std::vector<Record> rows = recordsOf(
-                r == 0 ? testing::readXlsWithFreeXL(file, error) : testing::readXlsWithXlrd(file, error), error);
+            std::vector<Record> rows = recordsOf(r == 0 ? testing::readXlsWithFreeXL(file, error)
+                                                        : testing::readXlsWithXlrd(file, error),
+                                                 error);
             ASSERT_EQ(error, "");
             ASSERT_FALSE(rows.empty()) << "no titles";
             EXPECT_EQ(rows.front(), titles);
@@ -473,7 +502,8 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
         // A kill between the DIMENSIONS patch and the row's reveal leaves room
         // for the row under way that FreeXL shows as an empty row and xlrd not.
         if (k.wasInAppend)
-            EXPECT_LE(std::max(found[0], found[1]) - std::min(found[0], found[1]), 1u) << "the readers disagree";
+            EXPECT_LE(std::max(found[0], found[1]) - std::min(found[0], found[1]), 1u)
+                << "the readers disagree";
         else
             EXPECT_EQ(found[0], found[1]) << "the readers disagree";
         total += k.appended.size();
@@ -482,9 +512,10 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
         if (HasFailure()) return;
     }
     EXPECT_GT(total, 0u) << "no kill came after a record was written";
-    std::printf("15 kills: %zu records appended in all, %zu kills during an append, %zu unreported "
-                "records found whole\n",
-                total, inAppend, extra);
+    std::printf(
+        "15 kills: %zu records appended in all, %zu kills during an append, %zu unreported "
+        "records found whole\n",
+        total, inAppend, extra);
 }
 
 }  // namespace

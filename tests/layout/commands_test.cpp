@@ -22,7 +22,8 @@ TEST(Commands, StateAfterFormLoad) {
     FrmMain& f = t.start();
     for (int n : {1, 7, 9, 11}) EXPECT_TRUE(f.tbrTarvoline->Buttons(n).Enabled) << n;
     for (int n : {3, 4, 5}) EXPECT_FALSE(f.tbrTarvoline->Buttons(n).Enabled) << n;
-    for (Menu* m : {f.mnuSetup, f.mnuHelp, f.mnuOpenFile, f.mnuExit}) EXPECT_TRUE(m->Enabled) << m->name();
+    for (Menu* m : {f.mnuSetup, f.mnuHelp, f.mnuOpenFile, f.mnuExit})
+        EXPECT_TRUE(m->Enabled) << m->name();
     for (Menu* m : {f.mnuStartStop, f.mnuDataConvertion, f.mnuFindData}) {
         EXPECT_FALSE(m->Enabled) << m->name();
         EXPECT_TRUE(m->Visible) << m->name();  // visible but disabled until Setup
@@ -81,9 +82,10 @@ TEST(Commands, PopupRulesForEveryButtonOnEverySurface) {
         }
     }
     // No rule on panes, Transmit and Receive frames, lamps, labels and switches.
-    for (Control* c : {static_cast<Control*>(f.txtCommunication[0]), static_cast<Control*>(f.fraTxRx[3]),
-                       static_cast<Control*>(f.imgStatus[0]), static_cast<Control*>(f.lblUART[0]),
-                       static_cast<Control*>(f.chkUARTControl[0])})
+    for (Control* c :
+         {static_cast<Control*>(f.txtCommunication[0]), static_cast<Control*>(f.fraTxRx[3]),
+          static_cast<Control*>(f.imgStatus[0]), static_cast<Control*>(f.lblUART[0]),
+          static_cast<Control*>(f.chkUARTControl[0])})
         EXPECT_FALSE(c->MouseUp) << c->key();
     // By name, as scenarios call them: the index comes first for the groups.
     f.tbrTarvoline->Visible = true;
@@ -97,10 +99,11 @@ TEST(Commands, PopupRulesForEveryButtonOnEverySurface) {
 // how many sound steps had been given by then.
 struct CommandLog {
     explicit CommandLog(TestProgram& t) {
-        for (const char* name : {"mnuSetup_Click", "mnuStartStop_Click", "mnuDataConvertion_Click",
-                                 "mnuFindData_Click", "mnuHelp_Click", "mnuOpenFile_Click",
-                                 "mnuHome_Click", "mnuBack_Click", "mnuForward_Click", "mnuEnd_Click",
-                                 "mnuFind_Click", "mnuSaveExit_Click", "mnuNoSaveExit_Click"})
+        for (const char* name :
+             {"mnuSetup_Click", "mnuStartStop_Click", "mnuDataConvertion_Click",
+              "mnuFindData_Click", "mnuHelp_Click", "mnuOpenFile_Click", "mnuHome_Click",
+              "mnuBack_Click", "mnuForward_Click", "mnuEnd_Click", "mnuFind_Click",
+              "mnuSaveExit_Click", "mnuNoSaveExit_Click"})
             t.program->FrmMain->handle(name, [this, &t, name](const auto&) {
                 ran.push_back(name);
                 soundBefore.push_back(t.sound.size());
@@ -114,11 +117,12 @@ TEST(Commands, MonitorToolbarPlaysSequenceBThenRunsTheCommandOfItsKey) {
     TestProgram t;
     FrmMain& f = t.start();
     CommandLog log(t);
-    const Steps sequenceB = {"Notify=False", "Wait=True", "DeviceType=WaveAudio",
-                             "FileName=" + folder + "/button.wav", "Command=Sound", "Command=Close"};
+    const Steps sequenceB = {"Notify=False",         "Wait=True",
+                             "DeviceType=WaveAudio", "FileName=" + folder + "/button.wav",
+                             "Command=Sound",        "Command=Close"};
     const std::map<int, std::string> expected = {
-        {1, "mnuSetup_Click"}, {3, "mnuStartStop_Click"}, {4, "mnuDataConvertion_Click"},
-        {5, "mnuFindData_Click"}, {7, "mnuHelp_Click"}, {9, "mnuOpenFile_Click"}};
+        {1, "mnuSetup_Click"},    {3, "mnuStartStop_Click"}, {4, "mnuDataConvertion_Click"},
+        {5, "mnuFindData_Click"}, {7, "mnuHelp_Click"},      {9, "mnuOpenFile_Click"}};
     for (auto& b : f.tbrTarvoline->buttons) b.Enabled = true;
     for (const auto& [n, handler] : expected) {
         log.ran.clear();
@@ -157,12 +161,14 @@ TEST(Commands, ReviewToolbarStartsSequenceCThenRunsTheCommandOfItsKey) {
     CommandLog log(t);
     f.tbrTarvoline->Visible = false;
     f.tbrFileAccess->Visible = true;
-    const Steps sequenceC = {"Command=Close", "Notify=False", "Wait=True", "DeviceType=WaveAudio",
+    const Steps sequenceC = {"Command=Close",   "Notify=False",
+                             "Wait=True",       "DeviceType=WaveAudio",
                              "Shareable=False", "FileName=" + folder + "/button.wav",
-                             "Command=Open", "Command=Play"};
+                             "Command=Open",    "Command=Play"};
     const std::map<int, std::string> expected = {
-        {1, "mnuHome_Click"}, {2, "mnuBack_Click"}, {3, "mnuForward_Click"}, {4, "mnuEnd_Click"},
-        {6, "mnuFind_Click"}, {8, "mnuSaveExit_Click"}, {9, "mnuNoSaveExit_Click"}};
+        {1, "mnuHome_Click"},      {2, "mnuBack_Click"}, {3, "mnuForward_Click"},
+        {4, "mnuEnd_Click"},       {6, "mnuFind_Click"}, {8, "mnuSaveExit_Click"},
+        {9, "mnuNoSaveExit_Click"}};
     for (const auto& [n, handler] : expected) {
         log.ran.clear();
         log.soundBefore.clear();

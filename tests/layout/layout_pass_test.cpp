@@ -19,25 +19,20 @@ struct Box {
 
 // The window's tables at base size: positions from the container, in twips.
 const Box baseBoxes[] = {
-    {"fraComMonitor", 0, 240, 840, 4335, 5895},
-    {"fraComMonitor", 1, 4920, 840, 4335, 5895},
-    {"fraTxRx", 0, 120, 2520, 4095, 1575},
-    {"fraTxRx", 1, 120, 4200, 4095, 1575},
-    {"fraTxRx", 2, 120, 2520, 4095, 1575},
-    {"fraTxRx", 3, 120, 4200, 4095, 1575},
-    {"txtCommunication", 0, 120, 240, 3855, 1215},
-    {"txtCommunication", 1, 120, 240, 3855, 1215},
-    {"txtCommunication", 2, 120, 240, 3855, 1215},
-    {"txtCommunication", 3, 120, 240, 3855, 1215},
-    {"chkUARTControl", 0, 2400, 1440, 735, 255},
-    {"chkUARTControl", 1, 2400, 1920, 735, 255},
-    {"chkUARTControl", 2, 2400, 1440, 735, 255},
-    {"chkUARTControl", 3, 2400, 1920, 735, 255},
+    {"fraComMonitor", 0, 240, 840, 4335, 5895},    {"fraComMonitor", 1, 4920, 840, 4335, 5895},
+    {"fraTxRx", 0, 120, 2520, 4095, 1575},         {"fraTxRx", 1, 120, 4200, 4095, 1575},
+    {"fraTxRx", 2, 120, 2520, 4095, 1575},         {"fraTxRx", 3, 120, 4200, 4095, 1575},
+    {"txtCommunication", 0, 120, 240, 3855, 1215}, {"txtCommunication", 1, 120, 240, 3855, 1215},
+    {"txtCommunication", 2, 120, 240, 3855, 1215}, {"txtCommunication", 3, 120, 240, 3855, 1215},
+    {"chkUARTControl", 0, 2400, 1440, 735, 255},   {"chkUARTControl", 1, 2400, 1920, 735, 255},
+    {"chkUARTControl", 2, 2400, 1440, 735, 255},   {"chkUARTControl", 3, 2400, 1920, 735, 255},
 };
 
 // Per port: CTS, DSR, CD, RI, DTR, RTS.
-const float labelAt[6][2] = {{1200, 480}, {1200, 840}, {2400, 480}, {2400, 840}, {1200, 1440}, {1200, 1920}};
-const float lampAt[6][2] = {{1800, 360}, {1800, 720}, {2880, 360}, {2880, 720}, {1800, 1320}, {1800, 1800}};
+const float labelAt[6][2] = {{1200, 480}, {1200, 840},  {2400, 480},
+                             {2400, 840}, {1200, 1440}, {1200, 1920}};
+const float lampAt[6][2] = {{1800, 360}, {1800, 720},  {2880, 360},
+                            {2880, 720}, {1800, 1320}, {1800, 1800}};
 
 Control& control(FrmMain& f, const char* name, int index = -1) {
     Control* c = f.find(name, index);

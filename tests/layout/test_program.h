@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/platform.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "platform/platform.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl::testing {

@@ -26,7 +26,8 @@ namespace {
 std::u16string decodeText(const Bytes& b) {
     std::u16string out;
     if (b.size() < 2 || b[0] != 0xFF || b[1] != 0xFE) {
-        for (std::size_t i = 0; i + 1 < b.size(); i += 2) out += static_cast<char16_t>(b[i] | (b[i + 1] << 8));
+        for (std::size_t i = 0; i + 1 < b.size(); i += 2)
+            out += static_cast<char16_t>(b[i] | (b[i + 1] << 8));
         return out;
     }
     bool compressed = true;
@@ -69,7 +70,8 @@ std::vector<ParsedIndex> parseIndexes(const Page& t) {
     for (std::uint32_t i = 0; i < nidx; ++i, pos += 52) {
         ParsedIndex ix;
         for (int k = 0; k < 10; ++k)
-            if (get16(&t[pos + 4 + 3 * k]) != 0xFFFF) ix.columns.push_back(static_cast<std::uint16_t>(get16(&t[pos + 4 + 3 * k])));
+            if (get16(&t[pos + 4 + 3 * k]) != 0xFFFF)
+                ix.columns.push_back(static_cast<std::uint16_t>(get16(&t[pos + 4 + 3 * k])));
         ix.root = get32(&t[pos + 38]);
         ix.flags = t[pos + 46];
         out.push_back(ix);
@@ -85,9 +87,12 @@ std::vector<Bytes> leafEntries(const Page& p) {
     Bytes first_prefix;
     for (std::size_t bit = 1; bit < 453 * 8; ++bit) {
         if (!(p[27 + bit / 8] & (1u << (bit % 8)))) continue;
-        Bytes e(p.begin() + 480 + static_cast<std::ptrdiff_t>(last), p.begin() + 480 + static_cast<std::ptrdiff_t>(bit));
-        if (out.empty()) first_prefix.assign(e.begin(), e.begin() + static_cast<std::ptrdiff_t>(prefix));
-        else e.insert(e.begin(), first_prefix.begin(), first_prefix.end());
+        Bytes e(p.begin() + 480 + static_cast<std::ptrdiff_t>(last),
+                p.begin() + 480 + static_cast<std::ptrdiff_t>(bit));
+        if (out.empty())
+            first_prefix.assign(e.begin(), e.begin() + static_cast<std::ptrdiff_t>(prefix));
+        else
+            e.insert(e.begin(), first_prefix.begin(), first_prefix.end());
         out.push_back(e);
         last = bit;
     }
@@ -131,15 +136,19 @@ TEST(Jet4Text, CompressesWhenShorterAndReadsBackForEveryCharacter) {
 }
 
 TEST(Jet4IndexKeys, SortLikeTheValues) {
-    const std::vector<std::int32_t> longs = {-2147483647 - 1, -70000, -1, 0, 1, 255, 256, 0x0F000001, 2147483647};
-    for (std::size_t i = 1; i < longs.size(); ++i) EXPECT_LT(indexKeyLong(longs[i - 1]), indexKeyLong(longs[i]));
+    const std::vector<std::int32_t> longs = {-2147483647 - 1, -70000,    -1, 0, 1, 255, 256,
+                                             0x0F000001,      2147483647};
+    for (std::size_t i = 1; i < longs.size(); ++i)
+        EXPECT_LT(indexKeyLong(longs[i - 1]), indexKeyLong(longs[i]));
     EXPECT_EQ(indexKeyLong(2), (Bytes{0x7F, 0x80, 0, 0, 2}));
 
     // General order: digits before letters, case not counted, trailing blanks ignored.
-    const std::vector<std::string> names = {"0a", "9", "Capture", "Databases", "MSysACEs", "MSysDb", "MSysObjects",
-                                            "MSysQueries", "MSysRelationships", "Relationships", "Tables", "Z"};
+    const std::vector<std::string> names = {
+        "0a",          "9",           "Capture",           "Databases",     "MSysACEs", "MSysDb",
+        "MSysObjects", "MSysQueries", "MSysRelationships", "Relationships", "Tables",   "Z"};
     for (std::size_t i = 1; i < names.size(); ++i)
-        EXPECT_LT(indexKeyText(names[i - 1]), indexKeyText(names[i])) << names[i - 1] << " < " << names[i];
+        EXPECT_LT(indexKeyText(names[i - 1]), indexKeyText(names[i]))
+            << names[i - 1] << " < " << names[i];
     EXPECT_EQ(indexKeyText("MSysDb"), indexKeyText("msysDB  "));
     EXPECT_EQ(indexKeyText("Ab"), (Bytes{0x7F, 0x4A, 0x4C, 0x01, 0x00}));
     EXPECT_THROW(indexKeyText("a.b"), std::invalid_argument);
@@ -150,8 +159,10 @@ TEST(Jet4IndexKeys, SortLikeTheValues) {
 TEST(Jet4Catalog, IndexesAgreeWithTheRowsTheyPointTo) {
     const Bytes file = buildDatabase({"Capture", {"A", "B"}, 255}, 1790000000);
     ASSERT_EQ(file.size() % kPageSize, 0u);
-    const std::map<std::uint32_t, std::size_t> expected_rows = {
-        {kMSysObjectsPage, 9}, {kMSysACEsPage, 9}, {kMSysQueriesPage, 0}, {kMSysRelationshipsPage, 0}};
+    const std::map<std::uint32_t, std::size_t> expected_rows = {{kMSysObjectsPage, 9},
+                                                                {kMSysACEsPage, 9},
+                                                                {kMSysQueriesPage, 0},
+                                                                {kMSysRelationshipsPage, 0}};
     for (const auto& [tdef_page, rows] : expected_rows) {
         const Page& t = pageOf(file, tdef_page);
         ASSERT_EQ(t[0], kPageTableDef);
@@ -168,7 +179,8 @@ TEST(Jet4Catalog, IndexesAgreeWithTheRowsTheyPointTo) {
             EXPECT_TRUE(std::is_sorted(entries.begin(), entries.end()));
             EXPECT_EQ(std::set<Bytes>(entries.begin(), entries.end()).size(), entries.size());
             for (const Bytes& e : entries) {
-                const std::uint32_t page = (e[e.size() - 4] << 16) | (e[e.size() - 3] << 8) | e[e.size() - 2];
+                const std::uint32_t page =
+                    (e[e.size() - 4] << 16) | (e[e.size() - 3] << 8) | e[e.size() - 2];
                 const Page& dp = pageOf(file, page);
                 ASSERT_EQ(dp[0], kPageData);
                 ASSERT_EQ(get32(&dp[4]), tdef_page);
@@ -177,15 +189,17 @@ TEST(Jet4Catalog, IndexesAgreeWithTheRowsTheyPointTo) {
                 Bytes key;
                 for (std::uint16_t col : ix.columns) {
                     if (tdef_page == kMSysObjectsPage && col == 2) {
-                        // Name: the first variable column; its offset is the last entry before var_len.
+                        // Name: the first variable column; its offset is the last entry before
+                        // var_len.
                         const std::size_t mask = (get16(&row[0]) + 7) / 8;
                         const std::size_t end = row.size() - mask - 2;
                         const std::size_t nvar = get16(&row[end]);
                         const std::size_t start = get16(&row[end - 2]);
                         const std::size_t stop = get16(&row[end - 4]);
                         ASSERT_GT(nvar, 0u);
-                        const std::u16string name = decodeText(Bytes(row.begin() + static_cast<std::ptrdiff_t>(start),
-                                                                      row.begin() + static_cast<std::ptrdiff_t>(stop)));
+                        const std::u16string name =
+                            decodeText(Bytes(row.begin() + static_cast<std::ptrdiff_t>(start),
+                                             row.begin() + static_cast<std::ptrdiff_t>(stop)));
                         std::string narrow(name.begin(), name.end());
                         const Bytes k = indexKeyText(narrow);
                         key.insert(key.end(), k.begin(), k.end());
@@ -195,7 +209,8 @@ TEST(Jet4Catalog, IndexesAgreeWithTheRowsTheyPointTo) {
                         key.insert(key.end(), k.begin(), k.end());
                     }
                 }
-                EXPECT_TRUE(std::equal(key.begin(), key.end(), e.begin())) << "entry does not match its row";
+                EXPECT_TRUE(std::equal(key.begin(), key.end(), e.begin()))
+                    << "entry does not match its row";
                 EXPECT_EQ(key.size() + 4, e.size());
             }
         }
@@ -206,7 +221,8 @@ TEST(Jet4Catalog, IndexesAgreeWithTheRowsTheyPointTo) {
 // pages and names exactly the table's data pages; the global map marks no
 // page in use as free.
 TEST(Jet4Appender, UsageMapsFollowTheTableAcrossPages) {
-    const auto path = std::filesystem::temp_directory_path() / ("jet4_appender_" + std::to_string(getpid()) + ".mdb");
+    const auto path = std::filesystem::temp_directory_path() /
+                      ("jet4_appender_" + std::to_string(getpid()) + ".mdb");
     const Bytes image = buildDatabase({"Capture", {"A", "B"}, 255}, 1790000000);
     const TableDef def = userTableDef({"Capture", {"A", "B"}, 255});
     const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0644);
@@ -220,8 +236,10 @@ TEST(Jet4Appender, UsageMapsFollowTheTableAcrossPages) {
                 Appender again(fd, kUserTablePage);  // state comes from the file alone
                 EXPECT_EQ(again.rowCount(), 20u);
             }
-            app.append(encodeRow(def, {Value::text(std::string(255, static_cast<char>(0x80 + i % 26)) + std::string(1, 0)),
-                                       Value::text(std::string(255, '\0'))}));
+            app.append(
+                encodeRow(def, {Value::text(std::string(255, static_cast<char>(0x80 + i % 26)) +
+                                            std::string(1, 0)),
+                                Value::text(std::string(255, '\0'))}));
         }
         EXPECT_EQ(app.rowCount(), static_cast<std::uint32_t>(kRows));
     }
@@ -242,7 +260,8 @@ TEST(Jet4Appender, UsageMapsFollowTheTableAcrossPages) {
         if (!mp) continue;
         ASSERT_EQ(pageOf(file, mp)[0], kPageUsageMap);
         for (std::uint32_t b = 0; b < kPagesPerMapPage; ++b)
-            if (pageOf(file, mp)[4 + b / 8] & (1u << (b % 8))) mapped.insert(slot * kPagesPerMapPage + b);
+            if (pageOf(file, mp)[4 + b / 8] & (1u << (b % 8)))
+                mapped.insert(slot * kPagesPerMapPage + b);
     }
     std::set<std::uint32_t> data_pages;
     std::size_t rows = 0;
@@ -268,11 +287,15 @@ TEST(KelMDBFieldNames, TitlesBecomeLegalDistinctFieldNames) {
     EXPECT_EQ(KelMDBDatabase::FieldName("  a.b!c`d[e]f:g\t\x01 ", 1), "abcdefg");
     EXPECT_EQ(KelMDBDatabase::FieldName("", 1), "Port1");
     EXPECT_EQ(KelMDBDatabase::FieldName(" :.: ", 2), "Port2");
-    EXPECT_EQ(KelMDBDatabase::FieldName("R\xe9seau \xb5", 1), "R\xe9seau \xb5");  // Latin-1 letters stay
+    EXPECT_EQ(KelMDBDatabase::FieldName("R\xe9seau \xb5", 1),
+              "R\xe9seau \xb5");  // Latin-1 letters stay
     const std::string long_title = std::string(63, 'x') + " y";
-    EXPECT_EQ(KelMDBDatabase::FieldName(long_title, 1), std::string(63, 'x'));  // cut, blank trimmed
-    EXPECT_EQ(KelMDBDatabase::FieldNames("Line: ", "LINE"), (std::pair<std::string, std::string>{"Line", "LINE (2)"}));
-    EXPECT_EQ(KelMDBDatabase::FieldNames("", ""), (std::pair<std::string, std::string>{"Port1", "Port2"}));
+    EXPECT_EQ(KelMDBDatabase::FieldName(long_title, 1),
+              std::string(63, 'x'));  // cut, blank trimmed
+    EXPECT_EQ(KelMDBDatabase::FieldNames("Line: ", "LINE"),
+              (std::pair<std::string, std::string>{"Line", "LINE (2)"}));
+    EXPECT_EQ(KelMDBDatabase::FieldNames("", ""),
+              (std::pair<std::string, std::string>{"Port1", "Port2"}));
     const auto [a, b] = KelMDBDatabase::FieldNames(std::string(70, 'q'), std::string(70, 'Q'));
     EXPECT_EQ(a.size(), 64u);
     EXPECT_LE(b.size(), 64u);

@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "components/stores/kelmdb_database.h"
 #include "components/stores/stores.h"
 #include "platform/quiet_platform.h"
 #include "setup/setup.h"
-#include "app/frm_main.h"
-#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace fs = std::filesystem;
@@ -55,10 +55,13 @@ std::string quoted(const std::string& s) { return "'" + s + "'"; }
 std::string readerScript() { return std::string(TVL_SOURCE_DIR) + "/tests/mdb/mdb_reader_dump.js"; }
 
 ::testing::AssertionResult mdbReaderInstalled() {
-    const std::string module = std::string(TVL_SOURCE_DIR) + "/tests/mdb/node/node_modules/mdb-reader/package.json";
-    if (run("node --version").status != 0) return ::testing::AssertionFailure() << "node is not installed";
+    const std::string module =
+        std::string(TVL_SOURCE_DIR) + "/tests/mdb/node/node_modules/mdb-reader/package.json";
+    if (run("node --version").status != 0)
+        return ::testing::AssertionFailure() << "node is not installed";
     if (!fs::exists(module))
-        return ::testing::AssertionFailure() << "mdb-reader is not installed: run  npm ci --prefix tests/mdb/node";
+        return ::testing::AssertionFailure()
+               << "mdb-reader is not installed: run  npm ci --prefix tests/mdb/node";
     return ::testing::AssertionSuccess();
 }
 
@@ -70,7 +73,8 @@ std::string latin1(const std::string& utf8) {
         if (c < 0x80) {
             out += static_cast<char>(c);
         } else if ((c & 0xE0) == 0xC0 && i + 1 < utf8.size()) {
-            const unsigned cp = ((c & 0x1Fu) << 6) | (static_cast<unsigned char>(utf8[++i]) & 0x3Fu);
+            const unsigned cp =
+                ((c & 0x1Fu) << 6) | (static_cast<unsigned char>(utf8[++i]) & 0x3Fu);
             out += cp < 0x100 ? static_cast<char>(cp) : '?';
         } else {
             out += '?';
@@ -87,9 +91,12 @@ std::vector<std::vector<std::string>> parseCsv(const std::string& s) {
     for (std::size_t i = 0; i < s.size(); ++i) {
         const char c = s[i];
         if (in_quotes) {
-            if (c == '"' && i + 1 < s.size() && s[i + 1] == '"') field += '"', ++i;
-            else if (c == '"') in_quotes = false;
-            else field += c;
+            if (c == '"' && i + 1 < s.size() && s[i + 1] == '"')
+                field += '"', ++i;
+            else if (c == '"')
+                in_quotes = false;
+            else
+                field += c;
         } else if (c == '"') {
             in_quotes = any = true;
         } else if (c == ',') {
@@ -113,7 +120,8 @@ std::string fromHex(const std::string& h) {
     if (h == "-") return "";
     if (h == "null") return "<null>";
     std::string out;
-    for (std::size_t i = 0; i + 1 < h.size(); i += 2) out += static_cast<char>(std::stoi(h.substr(i, 2), nullptr, 16));
+    for (std::size_t i = 0; i + 1 < h.size(); i += 2)
+        out += static_cast<char>(std::stoi(h.substr(i, 2), nullptr, 16));
     return out;
 }
 
@@ -141,17 +149,22 @@ ReaderView readWithMdbReader(const std::string& file) {
         if (w.empty()) continue;
         const std::string tag = w[0];
         w.erase(w.begin());
-        if (tag == "tables") for (auto& x : w) v.tables.push_back(fromHex(x));
-        else if (tag == "system") for (auto& x : w) v.system.push_back(fromHex(x));
+        if (tag == "tables")
+            for (auto& x : w) v.tables.push_back(fromHex(x));
+        else if (tag == "system")
+            for (auto& x : w) v.system.push_back(fromHex(x));
         else if (tag == "columns")
             for (auto& x : w) {
                 const auto colon = x.find(':');
                 v.columns.push_back(fromHex(x.substr(0, colon)));
                 v.column_types.push_back(x.substr(colon + 1));
             }
-        else if (tag == "rowcount") v.row_count = std::stol(w.at(0));
-        else if (tag == "rows") continue;
-        else v.rows.emplace_back(fromHex(tag), w.empty() ? "<missing>" : fromHex(w[0]));
+        else if (tag == "rowcount")
+            v.row_count = std::stol(w.at(0));
+        else if (tag == "rows")
+            continue;
+        else
+            v.rows.emplace_back(fromHex(tag), w.empty() ? "<missing>" : fromHex(w[0]));
     }
     return v;
 }
@@ -173,8 +186,9 @@ Rows readWithMdbExport(const std::string& file, std::vector<std::string>* header
 class KelMDBFiles : public ::testing::Test {
 protected:
     void SetUp() override {
-        folder_ = fs::temp_directory_path() / ("kelmdb_" + std::to_string(getpid()) + "_" +
-                                               ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        folder_ = fs::temp_directory_path() /
+                  ("kelmdb_" + std::to_string(getpid()) + "_" +
+                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(folder_);
         fs::create_directories(folder_);
         store_.StoreFolder = folder_.string() + "/";
@@ -206,7 +220,8 @@ Rows sampleRecords(bool with_nul) {
     Rows r;
     std::string all;
     for (int c = with_nul ? 0 : 1; c < 256; ++c) all += static_cast<char>(c);
-    for (std::size_t i = 0; i < all.size(); i += 51) r.emplace_back(all.substr(i, 51), all.substr(all.size() - i - 1, 204));
+    for (std::size_t i = 0; i < all.size(); i += 51)
+        r.emplace_back(all.substr(i, 51), all.substr(all.size() - i - 1, 204));
     r.emplace_back(" ", " ");
     r.emplace_back("", "x");
     r.emplace_back("ab", "\xff\xfe");
@@ -227,7 +242,8 @@ TEST_F(KelMDBFiles, MdbtoolsReadsTableColumnsAndEveryRow) {
     EXPECT_EQ(run("mdb-ver " + quoted(file())).text, "JET4\n");
     EXPECT_EQ(words(run("mdb-tables " + quoted(file())).text), std::vector<std::string>{"Capture"});
     EXPECT_EQ(words(run("mdb-tables -S " + quoted(file())).text),
-              (std::vector<std::string>{"MSysObjects", "MSysACEs", "MSysQueries", "MSysRelationships", "Capture"}));
+              (std::vector<std::string>{"MSysObjects", "MSysACEs", "MSysQueries",
+                                        "MSysRelationships", "Capture"}));
     const std::string schema = run("mdb-schema " + quoted(file())).text;
     EXPECT_NE(schema.find("CREATE TABLE [Capture]"), std::string::npos) << schema;
     EXPECT_NE(schema.find("[Port1 (DTE1)]\t\t\tText (255)"), std::string::npos) << schema;
@@ -243,7 +259,8 @@ TEST_F(KelMDBFiles, MdbtoolsReadsTableColumnsAndEveryRow) {
 
     // The catalog itself reads as the engine's.
     const std::string catalog = run("mdb-export " + quoted(file()) + " MSysObjects").text;
-    for (const char* name : {"\"Tables\"", "\"Databases\"", "\"Relationships\"", "\"MSysDb\"", "\"Capture\""})
+    for (const char* name :
+         {"\"Tables\"", "\"Databases\"", "\"Relationships\"", "\"MSysDb\"", "\"Capture\""})
         EXPECT_NE(catalog.find(name), std::string::npos) << name;
 }
 
@@ -257,13 +274,14 @@ TEST_F(KelMDBFiles, MdbReaderReadsTableColumnsAndEveryRow) {
 
     const ReaderView v = readWithMdbReader(file());
     EXPECT_EQ(v.tables, std::vector<std::string>{"Capture"});
-    EXPECT_EQ(v.system,
-              (std::vector<std::string>{"MSysObjects", "MSysACEs", "MSysQueries", "MSysRelationships"}));
+    EXPECT_EQ(v.system, (std::vector<std::string>{"MSysObjects", "MSysACEs", "MSysQueries",
+                                                  "MSysRelationships"}));
     EXPECT_EQ(v.columns, (std::vector<std::string>{"Port1", "Rx data"}));
     EXPECT_EQ(v.column_types, (std::vector<std::string>{"text:510", "text:510"}));
     EXPECT_EQ(v.row_count, static_cast<long>(records.size()));
     ASSERT_EQ(v.rows.size(), records.size());
-    for (std::size_t i = 0; i < records.size(); ++i) EXPECT_EQ(v.rows[i], records[i]) << "row " << i;
+    for (std::size_t i = 0; i < records.size(); ++i)
+        EXPECT_EQ(v.rows[i], records[i]) << "row " << i;
 }
 
 // A long capture: one Open/Append/Close per record, the table growing past
@@ -277,7 +295,8 @@ TEST_F(KelMDBFiles, HundredThousandRecordsReadBackWhole) {
         std::string a = "#" + std::to_string(i) + " ";
         for (int k = 0; a.size() < static_cast<std::size_t>(20 + i % 185); ++k)
             a += static_cast<char>(0x20 + (i * 7 + k * 13) % 224);
-        return std::make_pair(a, i % 3 ? std::string(" ") : std::string(204, static_cast<char>(0x80 + i % 128)));
+        return std::make_pair(
+            a, i % 3 ? std::string(" ") : std::string(204, static_cast<char>(0x80 + i % 128)));
     };
     for (int i = 0; i < kRecords; ++i) {
         const auto [a, b] = record(i);
@@ -307,7 +326,8 @@ TEST_F(KelMDBFiles, BadPlacesAndBadFilesThrowNamingTheFile) {
             call();
             ADD_FAILURE() << what << ": no StoreError";
         } catch (const tvl::StoreError& e) {
-            EXPECT_NE(std::string(e.what()).find(file()), std::string::npos) << what << ": " << e.what();
+            EXPECT_NE(std::string(e.what()).find(file()), std::string::npos)
+                << what << ": " << e.what();
         }
     };
     // Nothing to open yet, nothing open to append to.
@@ -387,7 +407,8 @@ TEST_F(KelMDBFiles, FullDiskThrowsAndLeavesTheFileWhole) {
     const ReaderView v = readWithMdbReader(file());
     ASSERT_EQ(v.rows.size(), static_cast<std::size_t>(appended + 2));
     EXPECT_EQ(v.rows.front(), (std::pair<std::string, std::string>{"kept", "row"}));
-    EXPECT_EQ(v.rows.back(), (std::pair<std::string, std::string>{"after", "the disk had room again"}));
+    EXPECT_EQ(v.rows.back(),
+              (std::pair<std::string, std::string>{"after", "the disk had room again"}));
     EXPECT_EQ(v.row_count, appended + 2);
 }
 

@@ -24,7 +24,8 @@ const Fixture kFixtures[] = {
     {"one.tvl", {}, {{"only record", "the answer"}}},
     // A head record with text (a second Setup after a run writes the columns
     // as they stand) and four data records, one with an empty pane.
-    {"ring.tvl", {"head text", "Head Two"},
+    {"ring.tvl",
+     {"head text", "Head Two"},
      {{"first", "uno"}, {"second", "dos"}, {"third find", "Find tres"}, {"", "cuatro find"}}},
     // An empty head: saving it unchanged gives the same bytes.
     {"save.tvl", {}, {{"alpha", "beta"}, {"gamma", ""}, {"delta", "epsilon"}}},
@@ -44,7 +45,8 @@ TEST(ReviewCaptures, TheKeptCapturesAreWhatARunWrites) {
             fs::create_directories(kept);
             std::ofstream(kept + f.name, std::ios::binary | std::ios::trunc) << made;
         }
-        EXPECT_EQ(fileBytes(kept + f.name), made) << f.name << " differs from a fresh run's capture";
+        EXPECT_EQ(fileBytes(kept + f.name), made)
+            << f.name << " differs from a fresh run's capture";
     }
 }
 

@@ -16,14 +16,16 @@ namespace {
 
 std::vector<std::string> folderNames(const std::string& folder) {
     std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(folder)) names.push_back(e.path().filename().string());
+    for (const auto& e : fs::directory_iterator(folder))
+        names.push_back(e.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
 }
 
 TEST(ReviewSave, WithoutEditsRewritesTheSameFileAndStaysInTheReview) {
     ReviewRig r;
-    const std::string path = r.recordRun("cap.tvl", {}, {{"one", "uno"}, {"two", ""}, {"", "tres"}});
+    const std::string path =
+        r.recordRun("cap.tvl", {}, {{"one", "uno"}, {"two", ""}, {"", "tres"}});
     const std::string before = fileBytes(path);
     r.open(path);
     mnuForward_Click(*r.program);
@@ -42,11 +44,12 @@ TEST(ReviewSave, WithoutEditsRewritesTheSameFileAndStaysInTheReview) {
 
 TEST(ReviewSave, WritesTheEntriesAsTheyStandNotThePanes) {
     ReviewRig r;
-    const std::string path = r.recordRun("cap.tvl", {"head 1", "head 2"}, {{"one", "uno"}, {"two", "dos"}});
+    const std::string path =
+        r.recordRun("cap.tvl", {"head 1", "head 2"}, {{"one", "uno"}, {"two", "dos"}});
     r.open(path);
     Program& p = *r.program;
     r.form().txtPort1->setText("one edited");
-    mnuForward_Click(p);                      // keeps the edit of entry 3
+    mnuForward_Click(p);                       // keeps the edit of entry 3
     r.form().txtPort2->setText("dos edited");  // no step follows: not saved
     r.form().mnuSaveExit->Click();
 
@@ -75,7 +78,8 @@ TEST(ReviewSave, AFailedSaveNamesTheFileAndLosesNothing) {
     fs::create_directories(path + ".new.tvl/inside");
     mnuSaveExit_Click(*r.program);
     ASSERT_EQ(r.platform.messages.size(), 1u);
-    EXPECT_EQ(r.platform.messages[0].rfind("Tarvoline File Save Error: ", 0), 0u) << r.platform.messages[0];
+    EXPECT_EQ(r.platform.messages[0].rfind("Tarvoline File Save Error: ", 0), 0u)
+        << r.platform.messages[0];
     EXPECT_NE(r.platform.messages[0].find(path), std::string::npos) << r.platform.messages[0];
     EXPECT_FALSE(r.platform.ended);
     EXPECT_EQ(fileBytes(path), before);
@@ -112,7 +116,8 @@ TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
     const std::string oldBytes = fileBytes(path);
     r.open(path);
     ASSERT_TRUE(r.platform.messages.empty());
-    for (std::size_t i = 3; i < r.state().RecordPort1.size(); i += 7) r.state().RecordPort1[i] = "changed";
+    for (std::size_t i = 3; i < r.state().RecordPort1.size(); i += 7)
+        r.state().RecordPort1[i] = "changed";
 
     auto saveInChild = [&] {
         const pid_t child = ::fork();
@@ -129,30 +134,34 @@ TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
     int status = 0;
     ::waitpid(full, &status, 0);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    const auto took = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+    const auto took = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - start);
     const std::string newBytes = fileBytes(path);
     ASSERT_NE(newBytes, oldBytes);
 
     std::mt19937 random(7);
     // Half the kills anywhere in the save, half close to its end, where the file is replaced.
     std::uniform_int_distribution<long> anywhere(0, took.count() + took.count() / 5);
-    std::uniform_int_distribution<long> nearEnd(took.count() * 7 / 10, took.count() + took.count() / 5);
+    std::uniform_int_distribution<long> nearEnd(took.count() * 7 / 10,
+                                                took.count() + took.count() / 5);
     int sawOld = 0, sawNew = 0;
     for (int round = 0; round < 40; ++round) {
         std::ofstream(path, std::ios::binary | std::ios::trunc) << oldBytes;
         const pid_t child = saveInChild();
         ASSERT_GT(child, 0);
-        std::this_thread::sleep_for(std::chrono::microseconds(round % 2 ? nearEnd(random) : anywhere(random)));
+        std::this_thread::sleep_for(
+            std::chrono::microseconds(round % 2 ? nearEnd(random) : anywhere(random)));
         ::kill(child, SIGKILL);
         ::waitpid(child, &status, 0);
         const std::string now = fileBytes(path);
-        ASSERT_TRUE(now == oldBytes || now == newBytes) << "round " << round << ": " << now.size() << " bytes";
+        ASSERT_TRUE(now == oldBytes || now == newBytes)
+            << "round " << round << ": " << now.size() << " bytes";
         (now == oldBytes ? sawOld : sawNew)++;
         const Capture c = readCapture(path);  // reads without an error
         EXPECT_EQ(c.records.size(), 3001u);
     }
-    std::printf("killed saves: %d left the old file, %d the new one (a save takes %ld us)\n", sawOld, sawNew,
-                long(took.count()));
+    std::printf("killed saves: %d left the old file, %d the new one (a save takes %ld us)\n",
+                sawOld, sawNew, long(took.count()));
     // A save after all those leftovers still completes.
     std::ofstream(path, std::ios::binary | std::ios::trunc) << oldBytes;
     mnuSaveExit_Click(*r.program);

@@ -11,7 +11,8 @@ namespace {
 // A review of five entries: 2 is the head, 3..5 the data records.
 struct FiveEntries : ReviewRig {
     FiveEntries() {
-        open(recordRun("five.tvl", {"head", "HEAD"}, {{"one", "uno"}, {"two", "dos"}, {"three", "tres"}}));
+        open(recordRun("five.tvl", {"head", "HEAD"},
+                       {{"one", "uno"}, {"two", "dos"}, {"three", "tres"}}));
     }
     int at() const { return program->state.RecordIndex; }
     std::string shown() { return form().txtPort1->Text() + "|" + form().txtPort2->Text(); }
@@ -97,8 +98,9 @@ TEST(ReviewNavigation, AfterFindOnTheHeadTheRingGoesOnFromThere) {
 
 TEST(ReviewFind, AsksAndShowsTheLastEntryHoldingTheTextWithCaseCounting) {
     ReviewRig r;
-    r.open(r.recordRun("find.tvl", {"head x", "ABC"},
-                       {{"abc here", "nothing"}, {"zzz", "abc also"}, {"Abc upper", "ABC"}, {"zzz end", "none"}}));
+    r.open(r.recordRun(
+        "find.tvl", {"head x", "ABC"},
+        {{"abc here", "nothing"}, {"zzz", "abc also"}, {"Abc upper", "ABC"}, {"zzz end", "none"}}));
     Program& p = *r.program;
     FrmMain& f = r.form();
 
@@ -154,7 +156,8 @@ TEST(ReviewFind, NothingFoundLeavesTheScreenAndTellsSo) {
     r.platform.inputs = {"ONE"};
     mnuFind_Click(p);
     ASSERT_EQ(r.platform.messages.size(), 1u);
-    EXPECT_EQ(r.platform.messages[0], "Tarvoline did not found the data.: Sorry but the ONE is not found!");
+    EXPECT_EQ(r.platform.messages[0],
+              "Tarvoline did not found the data.: Sorry but the ONE is not found!");
     EXPECT_EQ(r.at(), 4);
     EXPECT_EQ(r.shown(), "unsaved edit|dos");
     // Longer than every column.
@@ -195,7 +198,8 @@ TEST(ReviewFind, AnEmptyTextHitsTheLastEntryWithAnyText) {
         for (auto& text : *column) text.clear();
     mnuFind_Click(p);
     ASSERT_EQ(r.platform.messages.size(), 1u);
-    EXPECT_EQ(r.platform.messages[0], "Tarvoline did not found the data.: Sorry but the  is not found!");
+    EXPECT_EQ(r.platform.messages[0],
+              "Tarvoline did not found the data.: Sorry but the  is not found!");
 }
 
 // The search from the end must give what a scan of every position of every

@@ -12,8 +12,8 @@ const std::string kOpenError = "Tarvoline File Open Error: The file is corrupt o
 
 TEST(ReviewOpen, LoadsEveryEntryAndTurnsTheWindowIntoTheReview) {
     ReviewRig rig;
-    const std::string path =
-        rig.recordRun("cap.tvl", {"head one", "head two"}, {{"first a", "first b"}, {"", "only b"}, {"third", ""}});
+    const std::string path = rig.recordRun("cap.tvl", {"head one", "head two"},
+                                           {{"first a", "first b"}, {"", "only b"}, {"third", ""}});
     rig.open(path);
 
     EXPECT_EQ(rig.platform.openFolder, rig.platform.ProgramFolder());
@@ -108,8 +108,8 @@ std::string snapshot(ReviewRig& rig) {
     std::string out;
     for (const auto& c : rig.form().controls()) {
         out += c->key() + (c->Visible ? " v" : " h") + (c->Enabled ? "e" : "d") + " " +
-               std::to_string(c->Left) + "," + std::to_string(c->Top) + "," + std::to_string(c->Width) + "," +
-               std::to_string(c->Height);
+               std::to_string(c->Left) + "," + std::to_string(c->Top) + "," +
+               std::to_string(c->Width) + "," + std::to_string(c->Height);
         if (auto* t = dynamic_cast<TextBox*>(c.get())) out += " \"" + t->Text() + "\"";
         out += "\n";
     }
@@ -156,22 +156,33 @@ TEST(ReviewOpen, EveryFailureEndsTheProgramAfterOneMessage) {
     };
     const Case cases[] = {
         {"missing file", [](ReviewRig& r) { return r.scratch.file("nothing.tvl"); }, false},
-        {"name shorter than four characters", [](ReviewRig& r) {
+        {"name shorter than four characters",
+         [](ReviewRig& r) {
              r.recordRun("ab.tvl", {}, {{"a", "b"}});
              return r.scratch.file("abc");
-         }, false},
-        {"not a capture", [](ReviewRig& r) {
+         },
+         false},
+        {"not a capture",
+         [](ReviewRig& r) {
              std::ofstream(r.scratch.file("junk.tvl")) << "just some text, not a capture";
              return r.scratch.file("junk.tvl");
-         }, false},
-        {"damaged record", [](ReviewRig& r) {
-             const std::string path = r.recordRun("bad.tvl", {}, {{"aaaa", "bbbb"}, {"cccc", "dddd"}});
+         },
+         false},
+        {"damaged record",
+         [](ReviewRig& r) {
+             const std::string path =
+                 r.recordRun("bad.tvl", {}, {{"aaaa", "bbbb"}, {"cccc", "dddd"}});
              std::string bytes = fileBytes(path);
              bytes[bytes.find("aaaa")] = 'X';
              std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
              return path;
-         }, false},
-        {"no data record", [](ReviewRig& r) { return r.recordRun("empty.tvl", {"x", "y"}, {}); }, true},
+         },
+         false},
+        {"no data record",
+         [](ReviewRig& r) {
+             return r.recordRun("empty.tvl", {"x", "y"}, {});
+         },
+         true},
     };
     for (const Case& c : cases) {
         ReviewRig rig;

@@ -14,12 +14,12 @@
 #include <utility>
 #include <vector>
 
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "components/stores/stores.h"
 #include "line/start_stop.h"
 #include "platform/quiet_platform.h"
 #include "review/review.h"
-#include "app/frm_main.h"
-#include "app/program.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl::review_test {
@@ -119,7 +119,8 @@ struct ReviewRig : WithScratch, testing::ProgramOnLines<ReviewPlatform> {
     // then each Start/Stop cycle writes one record, column 1 from what the
     // device on Port 2 sent, column 2 from what the device on Port 1 sent
     // (printable texts under 200 characters; an empty one is stored as a blank).
-    std::string recordRun(const std::string& name, const Record& head, const std::vector<Record>& runs) {
+    std::string recordRun(const std::string& name, const Record& head,
+                          const std::vector<Record>& runs) {
         KelTVL& store = *program->KelTVL;
         store.StoreFolder = scratch.folder();
         store.StoreName = name;

@@ -79,7 +79,8 @@ private:
 class TempFolder {
 public:
     TempFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "tvl-serial-XXXXXX").string();
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "tvl-serial-XXXXXX").string();
         path_ = mkdtemp(pattern.data());
     }
     ~TempFolder() {

@@ -26,10 +26,10 @@ TEST(LineSettingsText, AcceptsWhatLinuxCanDo) {
 
 TEST(LineSettingsText, RefusesMalformedTextAndWhatLinuxCannotDo) {
     for (const char* text :
-         {"", "9600", "9600,N,8", "9600,N,8,1,", ",N,8,1", "0,N,8,1", "-9600,N,8,1",
-          " 9600,N,8,1", "96OO,N,8,1", "9600.5,N,8,1", "9600,,8,1", "9600,NE,8,1",
-          "9600,X,8,1", "9600,N,4,1", "9600,N,9,1", "9600,N,8,0", "9600,N,8,3",
-          "9600,N,8,1.5", "9600,N,6,1.5", "9600,N,8, 1"}) {
+         {"",           "9600",        "9600,N,8",     "9600,N,8,1,",  ",N,8,1",
+          "0,N,8,1",    "-9600,N,8,1", " 9600,N,8,1",  "96OO,N,8,1",   "9600.5,N,8,1",
+          "9600,,8,1",  "9600,NE,8,1", "9600,X,8,1",   "9600,N,4,1",   "9600,N,9,1",
+          "9600,N,8,0", "9600,N,8,3",  "9600,N,8,1.5", "9600,N,6,1.5", "9600,N,8, 1"}) {
         EXPECT_THROW(parseLineSettings(text, comNone), SerialError) << '"' << text << '"';
     }
     EXPECT_THROW(parseLineSettings("9600,N,8,1", -1), SerialError);

@@ -29,7 +29,9 @@ public:
     // The DTR level the far end sees, where it can see one.
     virtual std::optional<bool> farDTR() const { return std::nullopt; }
     template <class Done>
-    bool settle(Done done) { return ui.runUntil(done); }
+    bool settle(Done done) {
+        return ui.runUntil(done);
+    }
 
     UiQueue ui;
 };

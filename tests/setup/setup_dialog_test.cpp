@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/quiet_platform.h"
-#include "setup/setup.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "platform/quiet_platform.h"
+#include "setup/setup.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {
@@ -32,7 +32,9 @@ class NotingTVL : public KelTVL {
 public:
     explicit NotingTVL(StoreLog& log) : log_(log) {}
     void OpenStore() override { log_.note("OpenStore"); }
-    void AppendRecord(int mode) override { log_.note("AppendRecord(" + std::to_string(mode) + ")"); }
+    void AppendRecord(int mode) override {
+        log_.note("AppendRecord(" + std::to_string(mode) + ")");
+    }
     void CloseStore() override { log_.note("CloseStore"); }
     void CountRecords() override {}
     double RecordCount() const override { return 2; }
@@ -194,8 +196,8 @@ TEST(SetupDialog, PortTextGivesItsValueRoundedDown) {
     EXPECT_EQ(portNumberOf("1e2"), 100);
     EXPECT_EQ(portNumberOf(".9"), 0);
     EXPECT_EQ(portNumberOf("-0.5"), -1);
-    for (const char* text : {"", "  ", "COM3", "3a", "3 4", "0x10", "nan", "inf", "-", "+",
-                             "++3", "+-3", "1e12"})
+    for (const char* text :
+         {"", "  ", "COM3", "3a", "3 4", "0x10", "nan", "inf", "-", "+", "++3", "+-3", "1e12"})
         EXPECT_FALSE(portNumberOf(text).has_value()) << '"' << text << '"';
 }
 

@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "app/frm_main.h"
+#include "app/program.h"
 #include "components/sound/wave_file.h"
 #include "components/sound/wave_output.h"
 #include "platform/quiet_platform.h"
-#include "app/frm_main.h"
-#include "app/program.h"
 #include "shell/startup.h"
 #include "tests/support/program_on_lines.h"
 
@@ -81,7 +81,8 @@ TEST(ClickSound, EachPlaceWaitsOnlyWhereItsSequenceSaysSo) {
 
     rig.main().tbrFileAccess->ButtonClick(rig.main().tbrFileAccess->Buttons(kHome));
     rig.main().tbrFileAccess->ButtonClick(rig.main().tbrFileAccess->Buttons(kHome));
-    EXPECT_EQ(log, (std::vector<std::string>{"close", "open button.wav", "play", "close", "open button.wav", "play"}));
+    EXPECT_EQ(log, (std::vector<std::string>{"close", "open button.wav", "play", "close",
+                                             "open button.wav", "play"}));
     log.clear();
 
     rig.main().mnuHelp->Click();
@@ -100,14 +101,16 @@ TEST(ClickSound, OnlyTheMonitorToolbarHoldsTheThreadForTheClickWithoutADevice) {
 
     FrmMain& f = rig.main();
     rig.review();
-    const auto toolbar = timed([&] { f.tbrTarvoline->ButtonClick(f.tbrTarvoline->Buttons(kHelp)); });
+    const auto toolbar =
+        timed([&] { f.tbrTarvoline->ButtonClick(f.tbrTarvoline->Buttons(kHelp)); });
     EXPECT_GE(toolbar, length - microseconds(2000));
     EXPECT_LT(toolbar, length + std::chrono::seconds(1));
 
     const auto popup = timed([&] { f.mnuHelp->Click(); });
     EXPECT_LT(popup, length / 2);
 
-    const auto review = timed([&] { f.tbrFileAccess->ButtonClick(f.tbrFileAccess->Buttons(kHome)); });
+    const auto review =
+        timed([&] { f.tbrFileAccess->ButtonClick(f.tbrFileAccess->Buttons(kHome)); });
     EXPECT_LT(review, length / 2);
 }
 

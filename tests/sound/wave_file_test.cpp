@@ -14,7 +14,8 @@ WaveSound ramp(int channels, int rate, int frames) {
     WaveSound s;
     s.channels = channels;
     s.sampleRate = rate;
-    for (int i = 0; i < frames * channels; ++i) s.samples.push_back(static_cast<std::int16_t>(i * 97 - 30000));
+    for (int i = 0; i < frames * channels; ++i)
+        s.samples.push_back(static_cast<std::int16_t>(i * 97 - 30000));
     return s;
 }
 
@@ -38,7 +39,8 @@ TEST(WaveFile, WrittenSoundsReadBackWithTheirFormatSamplesAndLength) {
 TEST(WaveFile, ChunksBeforeTheDataAreSkippedWithTheirPadding) {
     std::string b = encodeWave(ramp(1, 8000, 10));
     // A "LIST" chunk of odd length (padded to even) between "fmt " and "data".
-    const std::string list = std::string("LIST") + std::string("\x03\0\0\0", 4) + "abc" + std::string(1, '\0');
+    const std::string list =
+        std::string("LIST") + std::string("\x03\0\0\0", 4) + "abc" + std::string(1, '\0');
     b.insert(36, list);
     put32(b, 4, static_cast<std::uint32_t>(b.size() - 8));
     const auto back = parseWave(b);
@@ -58,10 +60,10 @@ TEST(WaveFile, MalformedFilesAreRefused) {
     EXPECT_FALSE(parseWave(good.substr(0, 11)));
     EXPECT_FALSE(parseWave(with(0, "RIFX")));
     EXPECT_FALSE(parseWave(with(8, "AVI ")));
-    EXPECT_FALSE(parseWave(with(20, std::string("\x03\0", 2))));  // IEEE float
-    EXPECT_FALSE(parseWave(with(22, std::string("\x03\0", 2))));  // three channels
-    EXPECT_FALSE(parseWave(with(22, std::string("\0\0", 2))));    // no channels
-    EXPECT_FALSE(parseWave(with(34, std::string("\x08\0", 2))));  // 8-bit
+    EXPECT_FALSE(parseWave(with(20, std::string("\x03\0", 2))));      // IEEE float
+    EXPECT_FALSE(parseWave(with(22, std::string("\x03\0", 2))));      // three channels
+    EXPECT_FALSE(parseWave(with(22, std::string("\0\0", 2))));        // no channels
+    EXPECT_FALSE(parseWave(with(34, std::string("\x08\0", 2))));      // 8-bit
     EXPECT_FALSE(parseWave(with(24, std::string("\x10\0\0\0", 4))));  // 16 frames a second
     EXPECT_FALSE(parseWave(with(32, std::string("\x02\0", 2))));  // block size that isn't a frame
     EXPECT_FALSE(parseWave(with(12, "junk")));                    // no format before the data

@@ -18,7 +18,8 @@ using std::chrono::milliseconds;
 const char* const kNoDevice = "tarvoline-no-such-device";
 
 std::string soundFile(int ms) {
-    const std::string path = ::testing::TempDir() + "tarvoline_output_" + std::to_string(ms) + ".wav";
+    const std::string path =
+        ::testing::TempDir() + "tarvoline_output_" + std::to_string(ms) + ".wav";
     WaveSound s;
     s.channels = 1;
     s.sampleRate = 8000;

@@ -65,8 +65,9 @@ Capture readCapture(const std::string& folder, const std::string& name) {
 std::vector<Record> sampleRecords(int n) {
     std::vector<Record> r;
     for (int i = 0; i < n; ++i)
-        r.emplace_back("rx " + std::to_string(i) + std::string(std::size_t(i % 7), char(0x80 + i % 128)),
-                       i % 3 == 0 ? std::string() : std::string(std::size_t(i % 50), char(i)));
+        r.emplace_back(
+            "rx " + std::to_string(i) + std::string(std::size_t(i % 7), char(0x80 + i % 128)),
+            i % 3 == 0 ? std::string() : std::string(std::size_t(i % 50), char(i)));
     return r;
 }
 
@@ -93,7 +94,8 @@ TEST(KelTVLFile, EveryByteValueRoundTripsInColumnsAndTitles) {
         {std::string(1, '\0'), std::string(204, '\xFF')},
         {std::string(204, '\r'), all.substr(0, 204)},
     };
-    for (int b = 0; b < 256; ++b) records.emplace_back(std::string(3, char(b)), std::string(1, char(255 - b)));
+    for (int b = 0; b < 256; ++b)
+        records.emplace_back(std::string(3, char(b)), std::string(1, char(255 - b)));
     writeCapture(dir.folder(), "bytes.tvl", all, testing::allBytes(77), records);
 
     const Capture c = readCapture(dir.folder(), "bytes.tvl");
@@ -196,7 +198,8 @@ TEST(KelTVLFile, TornLastRecordIsDetectedAndCutOffByTheNextAppend) {
     // Cut anywhere inside the last record, or zero-fill it (the file grew but
     // the data never reached the disk).
     std::vector<std::string> damaged;
-    for (std::size_t cut = shorter.size() + 1; cut < whole.size(); ++cut) damaged.push_back(whole.substr(0, cut));
+    for (std::size_t cut = shorter.size() + 1; cut < whole.size(); ++cut)
+        damaged.push_back(whole.substr(0, cut));
     damaged.push_back(shorter + std::string(whole.size() - shorter.size(), '\0'));
     damaged.push_back(shorter + std::string(3, '\0'));
     for (const std::string& image : damaged) {
@@ -231,7 +234,8 @@ TEST(KelTVLFile, MalformedFilesGiveStoreErrorNamingTheFile) {
 
     // Appending checks the file header and the last record only (its cost must
     // not grow with the file), so damage further in is found by the reader.
-    const auto expectBad = [&](const std::string& image, const std::string& what, bool tailDamaged = true) {
+    const auto expectBad = [&](const std::string& image, const std::string& what,
+                               bool tailDamaged = true) {
         SCOPED_TRACE(what + " / " + std::to_string(image.size()));
         testing::writeFile(path, image);
         KelTVLFile f;
@@ -353,8 +357,9 @@ TEST(KelTVLFile, Crc32MatchesTheStandardCheckValue) {
     // Split input continues the same sum, whatever the split (the 8-byte path and the byte path).
     const std::string text = testing::allBytes() + testing::allBytes(3);
     for (std::size_t cut : {0u, 1u, 7u, 8u, 9u, 300u})
-        EXPECT_EQ(Crc32(std::string_view(text).substr(cut), Crc32(std::string_view(text).substr(0, cut))),
-                  Crc32(text));
+        EXPECT_EQ(
+            Crc32(std::string_view(text).substr(cut), Crc32(std::string_view(text).substr(0, cut))),
+            Crc32(text));
 }
 
 }  // namespace

@@ -39,8 +39,10 @@ Book readWithXlrd(const std::string& path) {
 Row record(std::size_t i, std::size_t maxLength, bool withNul = false) {
     const std::size_t n1 = (i * 7) % (maxLength + 1), n2 = (i * 13 + 5) % (maxLength + 1);
     std::string a, b;
-    for (std::size_t k = 0; k < n1; ++k) a.push_back(char(withNul ? (i + k) % 256 : 1 + (i + k) % 255));
-    for (std::size_t k = 0; k < n2; ++k) b.push_back(char(withNul ? (i * 3 + k) % 256 : 1 + (i * 3 + k) % 255));
+    for (std::size_t k = 0; k < n1; ++k)
+        a.push_back(char(withNul ? (i + k) % 256 : 1 + (i + k) % 255));
+    for (std::size_t k = 0; k < n2; ++k)
+        b.push_back(char(withNul ? (i * 3 + k) % 256 : 1 + (i * 3 + k) % 255));
     if (!a.empty()) a[0] = char('0' + i % 10);
     return {a, b};
 }
@@ -49,7 +51,8 @@ Row record(std::size_t i, std::size_t maxLength, bool withNul = false) {
 std::vector<Sheet> expectedSheets(const Row& titles, const std::vector<Row>& records) {
     std::vector<Sheet> sheets;
     for (std::size_t i = 0; i < records.size() || sheets.empty(); ++i) {
-        if (sheets.empty() || sheets.back().size() == KelXLSWorkbook::kRowsPerSheet) sheets.push_back({titles});
+        if (sheets.empty() || sheets.back().size() == KelXLSWorkbook::kRowsPerSheet)
+            sheets.push_back({titles});
         if (i < records.size()) sheets.back().push_back(records[i]);
     }
     return sheets;
@@ -66,8 +69,9 @@ void expectBook(const Book& book, const std::vector<Sheet>& expected, const char
     }
 }
 
-std::vector<Row> writeWorkbook(const std::string& folder, const std::string& name, const Row& titles,
-                               std::size_t count, std::size_t maxLength, bool withNul, bool sync) {
+std::vector<Row> writeWorkbook(const std::string& folder, const std::string& name,
+                               const Row& titles, std::size_t count, std::size_t maxLength,
+                               bool withNul, bool sync) {
     KelXLSWorkbook wb;
     wb.StoreFolder = folder;
     wb.StoreName = name;
@@ -96,7 +100,9 @@ TEST(KelXLSWorkbook, TenRecordsReadByFreeXLAndXlrd) {
 
     // Every byte value, NUL included, in cells and titles (xlrd keeps NULs).
     std::vector<Row> all;
-    for (int first : {0, 128}) all.push_back({testing::allBytes(first).substr(0, 204), testing::allBytes(first + 50).substr(0, 204)});
+    for (int first : {0, 128})
+        all.push_back({testing::allBytes(first).substr(0, 204),
+                       testing::allBytes(first + 50).substr(0, 204)});
     const Row titles = {testing::allBytes().substr(0, 200), testing::allBytes(200).substr(0, 100)};
     KelXLSWorkbook wb;
     wb.StoreFolder = dir.folder();
@@ -172,7 +178,8 @@ TEST(KelXLSWorkbook, AKillAtAnyPointLeavesEveryAppendedRowForFreeXLAndXlrd) {
     const auto check = [&](const std::string& bytes) {
         testing::writeFile(copy, bytes);
         ++states;
-        SCOPED_TRACE("state " + std::to_string(states) + " after " + std::to_string(records.size()) + " rows");
+        SCOPED_TRACE("state " + std::to_string(states) + " after " +
+                     std::to_string(records.size()) + " rows");
         std::vector<Book> books = {readWithFreeXL(copy)};
         if (states % xlrdEvery == 0) books.push_back(readWithXlrd(copy));
         for (const Book& book : books) {
@@ -198,7 +205,8 @@ TEST(KelXLSWorkbook, AKillAtAnyPointLeavesEveryAppendedRowForFreeXLAndXlrd) {
     };
     wb.watchWrites(watcher);
     const auto append = [&](const Row& r) {
-        underWay = {r[0].substr(0, KelXLSWorkbook::kMaxCellText), r[1].substr(0, KelXLSWorkbook::kMaxCellText)};
+        underWay = {r[0].substr(0, KelXLSWorkbook::kMaxCellText),
+                    r[1].substr(0, KelXLSWorkbook::kMaxCellText)};
         wb.PortText1 = r[0];
         wb.PortText2 = r[1];
         wb.AppendRecord();
@@ -264,7 +272,8 @@ TEST(KelXLSWorkbook, FailuresGiveStoreErrorNamingTheFile) {
             }
         }
         EXPECT_TRUE(refused);
-        expectBook(readWithFreeXL(wb.path()), expectedSheets({"a", "b"}, records), "freexl when full");
+        expectBook(readWithFreeXL(wb.path()), expectedSheets({"a", "b"}, records),
+                   "freexl when full");
     }
     append({"after", "room"});
     wb.CloseStore();

@@ -43,11 +43,13 @@ inline XlsBook readXlsWithFreeXL(const std::string& path, std::string& error) {
     if (freexl_get_info(h, FREEXL_BIFF_SHEET_COUNT, &count) != FREEXL_OK) fail("no sheet count");
     for (unsigned short s = 0; s < count; ++s) {
         const char* name = nullptr;
-        if (freexl_get_worksheet_name(h, s, &name) != FREEXL_OK) fail("no name for sheet " + std::to_string(s));
+        if (freexl_get_worksheet_name(h, s, &name) != FREEXL_OK)
+            fail("no name for sheet " + std::to_string(s));
         book.names.push_back(name ? name : "");
         unsigned int rows = 0;
         unsigned short cols = 0;
-        if (freexl_select_active_worksheet(h, s) != FREEXL_OK || freexl_worksheet_dimensions(h, &rows, &cols) != FREEXL_OK)
+        if (freexl_select_active_worksheet(h, s) != FREEXL_OK ||
+            freexl_worksheet_dimensions(h, &rows, &cols) != FREEXL_OK)
             fail("cannot select sheet " + std::to_string(s));
         XlsSheet sheet;
         for (unsigned int r = 0; r < rows; ++r) {
@@ -77,7 +79,8 @@ inline XlsBook readXlsWithFreeXL(const std::string& path, std::string& error) {
 // Through tests/stores/xls_dump.py; its output format is described there.
 inline XlsBook readXlsWithXlrd(const std::string& path, std::string& error) {
     XlsBook book;
-    const std::string cmd = "/usr/bin/python3 " TVL_SOURCE_DIR "/tests/stores/xls_dump.py '" + path + "' 2>&1";
+    const std::string cmd =
+        "/usr/bin/python3 " TVL_SOURCE_DIR "/tests/stores/xls_dump.py '" + path + "' 2>&1";
     FILE* pipe = ::popen(cmd.c_str(), "r");
     if (!pipe) {
         error = "cannot run " + cmd;
@@ -101,7 +104,8 @@ inline XlsBook readXlsWithXlrd(const std::string& path, std::string& error) {
     try {
         while (at < out.size()) {
             const auto nl = out.find('\n', at);
-            if (out[at] != 'S' || nl == std::string::npos) throw std::runtime_error("bad xlrd output");
+            if (out[at] != 'S' || nl == std::string::npos)
+                throw std::runtime_error("bad xlrd output");
             book.names.push_back(out.substr(at + 1, nl - at - 1));
             at = nl + 1;
             XlsSheet sheet(u32());

@@ -7,17 +7,18 @@
 #include <memory>
 #include <utility>
 
-#include "components/serial/simulated_line.h"
-#include "line/transfer_pump.h"
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "components/serial/simulated_line.h"
+#include "line/transfer_pump.h"
 
 namespace tvl::testing {
 
 template <class PlatformType>
 struct ProgramOnLines {
     template <class... PlatformArgs>
-    explicit ProgramOnLines(PlatformArgs&&... args) : platform(std::forward<PlatformArgs>(args)...) {}
+    explicit ProgramOnLines(PlatformArgs&&... args)
+        : platform(std::forward<PlatformArgs>(args)...) {}
 
     // The program on this platform and these lines; `parts` may name stores
     // and a sound output.

@@ -24,10 +24,12 @@ struct Rig {
         };
     }
     TimerDriver driver() {
-        return TimerDriver(*timer, [this] { return waiting > 0; }, [this] {
-            ++clockReads;
-            return now;
-        });
+        return TimerDriver(
+            *timer, [this] { return waiting > 0; },
+            [this] {
+                ++clockReads;
+                return now;
+            });
     }
     Form form{"FrmMain"};
     Timer* timer;

@@ -7,9 +7,9 @@
 #include <ostream>
 #include <sstream>
 
+#include "app/frm_main.h"
 #include "components/stores/stores.h"
 #include "line/transfer_pump.h"
-#include "app/frm_main.h"
 #include "tools/scenario/state_fields.h"
 
 namespace fs = std::filesystem;
@@ -56,8 +56,10 @@ std::string show(const PropertyValue& value) {
     if (auto b = std::get_if<bool>(&value)) return *b ? "True" : "False";
     if (auto d = std::get_if<double>(&value)) {
         std::ostringstream text;
-        if (*d == static_cast<double>(static_cast<long long>(*d))) text << static_cast<long long>(*d);
-        else text << *d;
+        if (*d == static_cast<double>(static_cast<long long>(*d)))
+            text << static_cast<long long>(*d);
+        else
+            text << *d;
         return text.str();
     }
     return scenario::quoted(std::get<std::string>(value));
@@ -102,7 +104,8 @@ Runner::Runner(std::string scenarioFolder, const std::string& assetFolder, std::
     for (const auto& entry : fs::directory_iterator(assetFolder, ignored)) {
         const std::string ext = entry.path().extension().string();
         if (ext == ".wav" || ext == ".jpg" || ext == ".png" || ext == ".hlp" || ext == ".html")
-            fs::copy_file(entry.path(), fs::path(programFolder_) / entry.path().filename(), ignored);
+            fs::copy_file(entry.path(), fs::path(programFolder_) / entry.path().filename(),
+                          ignored);
     }
     ProgramParts parts;
     parts.platform = &platform_;
@@ -167,7 +170,8 @@ void Runner::execute(const std::vector<Word>& words) {
     if (command == "key") {
         expectWords(words, 3, 3, "key FORM.CONTROL(I) CODE");
         const auto parts = splitPath(words[1].text);
-        if (parts.size() != 2) throw SyntaxError("expected FORM.CONTROL(I), found " + words[1].text);
+        if (parts.size() != 2)
+            throw SyntaxError("expected FORM.CONTROL(I), found " + words[1].text);
         Form* form = program_->form(parts[0]);
         if (!form) throw Failure(parts[0] + " is not loaded");
         const auto [name, index] = nameAndIndex(parts[1]);
@@ -238,7 +242,8 @@ void Runner::execute(const std::vector<Word>& words) {
         try {
             p.setSettings("115200,N,8,1");
             p.setHandshaking(0);
-            p.setCommPort(words.size() == 3 ? static_cast<int>(count(words[2], "a port number")) : n);
+            p.setCommPort(words.size() == 3 ? static_cast<int>(count(words[2], "a port number"))
+                                            : n);
             p.setPortOpen(true);
             program_->state.CommHandle[n - 1] = p.CommID();
         } catch (const SerialError& error) {
@@ -265,8 +270,10 @@ void Runner::execute(const std::vector<Word>& words) {
         auto& answers = words[1].text == "file" ? platform_.fileAnswers : platform_.inputAnswers;
         if (words[2].quoted)
             answers.push_back(words[1].text == "file" ? filePath(words[2].text) : words[2].text);
-        else if (words[2].text == "cancel") answers.push_back(std::nullopt);
-        else throw SyntaxError("expected a string or cancel");
+        else if (words[2].text == "cancel")
+            answers.push_back(std::nullopt);
+        else
+            throw SyntaxError("expected a string or cancel");
         return;
     }
     if (command == "screen") {
@@ -288,8 +295,8 @@ void Runner::execute(const std::vector<Word>& words) {
         }
         const std::string wanted = printed(std::vector<Word>(equals + 1, words.end()));
         if (actual != wanted) {
-            const std::string failure = "line " + std::to_string(lineNumber_) + ": " + printed(what) +
-                                        ": expected " + wanted + ", got " + actual;
+            const std::string failure = "line " + std::to_string(lineNumber_) + ": " +
+                                        printed(what) + ": expected " + wanted + ", got " + actual;
             failures_.push_back(failure);
             out_ << failure << "\n";
         }
@@ -334,7 +341,8 @@ void Runner::set(const std::vector<Word>& words) {
     } else if (parts.size() == 4) {
         auto* bar = dynamic_cast<Toolbar*>(form->find(parts[1]));
         const auto [buttons, n] = nameAndIndex(parts[2]);
-        if (!bar || !sameName(buttons, "Buttons")) throw Failure(words[1].text + ": no such button");
+        if (!bar || !sameName(buttons, "Buttons"))
+            throw Failure(words[1].text + ": no such button");
         done = bar->Buttons(n).put(parts[3], v);
     }
     if (!done) throw Failure(words[1].text + " cannot be set to " + show(v));
@@ -344,7 +352,8 @@ void Runner::click(const std::string& path) {
     const auto parts = splitPath(path);
     Form* form = program_->form(parts[0]);
     if (!form) throw Failure(parts[0] + " is not loaded");
-    if (parts.size() < 2 || parts.size() > 3) throw SyntaxError("expected FORM.CONTROL, found " + path);
+    if (parts.size() < 2 || parts.size() > 3)
+        throw SyntaxError("expected FORM.CONTROL, found " + path);
     const auto [name, index] = nameAndIndex(parts[1]);
     Control* control = form->find(name, index);
     if (!control) throw Failure(path + ": no such control");
@@ -355,7 +364,8 @@ void Runner::click(const std::string& path) {
         if (!bar || !sameName(buttons, "Buttons") || n < 1 || n > bar->buttonCount())
             throw Failure(path + ": no such button");
         const ToolbarButton& b = bar->Buttons(n);
-        if (!form->Enabled || !bar->Visible || !bar->Enabled || !b.Enabled || !b.Visible || b.Separator)
+        if (!form->Enabled || !bar->Visible || !bar->Enabled || !b.Enabled || !b.Visible ||
+            b.Separator)
             return ignored();
         if (!bar->ButtonClick) throw Failure(bar->name() + "_ButtonClick is not built yet");
         bar->click(n);
@@ -375,7 +385,8 @@ void Runner::click(const std::string& path) {
     if (auto* image = dynamic_cast<Image*>(control)) {
         if (image->Click) return image->Click();
     }
-    if (auto* check = dynamic_cast<CheckBox*>(control)) return check->setValue(check->Value ? 0 : 1);
+    if (auto* check = dynamic_cast<CheckBox*>(control))
+        return check->setValue(check->Value ? 0 : 1);
     if (auto* option = dynamic_cast<OptionButton*>(control)) return option->choose();
     throw Failure(path + " cannot be clicked");
 }
@@ -417,12 +428,13 @@ std::string Runner::readCapture(const std::string& path) {
         const double n = file->RecordCount();
         file->OpenStore();
         file->ReadTitles();
-        std::string shown = scenario::quoted(file->PortTitle1) + " " + scenario::quoted(file->PortTitle2) + " " +
-                            show(PropertyValue(n));
+        std::string shown = scenario::quoted(file->PortTitle1) + " " +
+                            scenario::quoted(file->PortTitle2) + " " + show(PropertyValue(n));
         file->ReadRecord(1);
         for (long i = 1; i < static_cast<long>(n); ++i) {
             file->ReadRecord(0);
-            shown += " [" + scenario::quoted(file->PortText1) + " " + scenario::quoted(file->PortText2) + "]";
+            shown += " [" + scenario::quoted(file->PortText1) + " " +
+                     scenario::quoted(file->PortText2) + "]";
         }
         file->CloseStore();
         return shown;
@@ -477,7 +489,8 @@ std::string Runner::value(const std::vector<Word>& what) {
         throw SyntaxError("expected written, DTR, RTS, open, settings, handshaking or number");
     }
     const auto parts = splitPath(first);
-    if (parts.size() < 2) throw SyntaxError("expected a path FORM.CONTROL.PROPERTY, found " + first);
+    if (parts.size() < 2)
+        throw SyntaxError("expected a path FORM.CONTROL.PROPERTY, found " + first);
     Form* form = program_->form(parts[0]);
     if (!form) return "<unloaded>";
     std::optional<PropertyValue> v;

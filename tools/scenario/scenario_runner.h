@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "components/serial/simulated_line.h"
 #include "app/program.h"
+#include "components/serial/simulated_line.h"
 #include "tools/scenario/script_text.h"
 #include "tools/scenario/scripted_platform.h"
 

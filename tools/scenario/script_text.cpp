@@ -45,11 +45,21 @@ std::vector<Word> splitWords(const std::string& line) {
             if (i >= line.size()) throw SyntaxError("expected an escape after \\");
             const char e = line[i++];
             switch (e) {
-                case 'r': word.text.push_back('\r'); break;
-                case 'n': word.text.push_back('\n'); break;
-                case 't': word.text.push_back('\t'); break;
-                case '\\': word.text.push_back('\\'); break;
-                case '"': word.text.push_back('"'); break;
+                case 'r':
+                    word.text.push_back('\r');
+                    break;
+                case 'n':
+                    word.text.push_back('\n');
+                    break;
+                case 't':
+                    word.text.push_back('\t');
+                    break;
+                case '\\':
+                    word.text.push_back('\\');
+                    break;
+                case '"':
+                    word.text.push_back('"');
+                    break;
                 case 'x': {
                     const int hi = i < line.size() ? hexDigit(line[i]) : -1;
                     const int lo = i + 1 < line.size() ? hexDigit(line[i + 1]) : -1;
@@ -59,7 +69,8 @@ std::vector<Word> splitWords(const std::string& line) {
                     break;
                 }
                 default:
-                    throw SyntaxError(std::string("expected one of \\r \\n \\t \\\\ \\\" \\xHH, found \\") + e);
+                    throw SyntaxError(
+                        std::string("expected one of \\r \\n \\t \\\\ \\\" \\xHH, found \\") + e);
             }
         }
         if (!closed) throw SyntaxError("expected a closing \" of the string");

@@ -26,7 +26,8 @@ std::string ScriptedPlatform::InputBox(const std::string&, const std::string&) {
 
 std::string ScriptedPlatform::fileAnswer(const char* dialog) {
     if (fileAnswers.empty()) {
-        problems.push_back(std::string("a ") + dialog + " dialog came with no \"answer file\" given");
+        problems.push_back(std::string("a ") + dialog +
+                           " dialog came with no \"answer file\" given");
         return {};
     }
     auto answer = fileAnswers.front();

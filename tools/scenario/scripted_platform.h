@@ -34,8 +34,8 @@ public:
 
     std::vector<std::string> messages;  // printed form of each message box
     std::vector<std::string> helpCalls;
-    std::string popup;                   // the last popup raised, or empty
-    std::vector<std::string> problems;   // a dialog came with no answer given
+    std::string popup;                  // the last popup raised, or empty
+    std::vector<std::string> problems;  // a dialog came with no answer given
 
 private:
     std::string fileAnswer(const char* dialog);

@@ -25,7 +25,8 @@ Field number(T SharedState::*member) {
 }
 template <class T, std::size_t N>
 Field numbers(T (SharedState::*member)[N]) {
-    return {int(N), [member](const SharedState& s, int i) { return PropertyValue(double((s.*member)[i])); },
+    return {int(N),
+            [member](const SharedState& s, int i) { return PropertyValue(double((s.*member)[i])); },
             [member](SharedState& s, int i, const std::string& v, bool) {
                 (s.*member)[i] = static_cast<T>(std::stod(v));
             }};
@@ -84,9 +85,11 @@ const std::map<std::string, Field>& fields() {
 
 const Field& field(const std::string& name, int index) {
     std::string key;
-    for (char c : name) key.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
+    for (char c : name)
+        key.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
     auto found = fields().find(key);
-    if (found == fields().end()) throw std::invalid_argument("the shared state has no entry " + name);
+    if (found == fields().end())
+        throw std::invalid_argument("the shared state has no entry " + name);
     const Field& f = found->second;
     if (f.count == 0 && index >= 0) throw std::invalid_argument(name + " is not an array");
     if (f.count != 0 && index < 0) throw std::invalid_argument(name + " needs an index");
