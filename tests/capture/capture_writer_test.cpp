@@ -1,5 +1,5 @@
-// What a run writes to a .tvl capture at the pane limit and at Stop, read back
-// through the file.
+// A capture store failing in the middle of a run. (What a run writes is read
+// back by the scenarios setup_whole_run and setup_failures.)
 #include <unistd.h>
 
 #include <filesystem>
@@ -13,6 +13,7 @@
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
+#include "tests/stores/store_test_util.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {
@@ -20,6 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// A run with "Save TVL" and "Monitor Both", the store made as Setup OK makes it.
 struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
     fs::path folder =
         fs::temp_directory_path() / ("tarvoline-capture-" + std::to_string(::getpid()));
@@ -31,96 +33,25 @@ struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
         make(std::move(parts));
         start();
         openPorts();
-    }
-    ~CaptureRun() {
-        program.reset();
-        fs::remove_all(folder);
-    }
-
-    // The store as Setup OK prepares it for "Save TVL" and "Monitor Both".
-    void prepareCapture() {
         KelTVL& store = *program->KelTVL;
         store.StoreFolder = folder.string() + "/";
         store.StoreName = "run.tvl";
-        store.PortTitle1 = "Port1 (DTE1): ";
-        store.PortTitle2 = "Port2 (DTE2/DCE): ";
         store.OpenStore();
         store.AppendRecord(1);
         store.CloseStore();
         program->state.SavingMode = 3;
         program->state.MonitorChoice = 2;
+        mnuStartStop_Click(*program);
     }
-    std::vector<std::pair<std::string, std::string>> records() {
-        auto file = makeKelTVL();
-        file->StoreFolder = folder.string() + "/";
-        file->StoreName = "run";
-        file->CountRecords();
-        const auto n = static_cast<int>(file->RecordCount());
-        file->OpenStore();
-        file->ReadTitles();
-        EXPECT_EQ(file->PortTitle1, "Port1 (DTE1): ");
-        EXPECT_EQ(file->PortTitle2, "Port2 (DTE2/DCE): ");
-        file->ReadRecord(1);
-        std::vector<std::pair<std::string, std::string>> out;
-        for (int i = 1; i < n; ++i) {
-            file->ReadRecord(0);
-            out.emplace_back(file->PortText1, file->PortText2);
-        }
-        file->CloseStore();
-        return out;
+    ~CaptureRun() {
+        program.reset();
+        fs::remove_all(folder);
     }
-    std::string pane(int i) { return program->FrmMain->txtCommunication[i]->Text(); }
+    std::vector<testing::Record> records() { return testing::readTvl(folder / "run.tvl").records; }
 };
-
-TEST(CaptureWriter, MonitorBothWritesTheFullPaneWithTheOtherColumnAsItStands) {
-    CaptureRun run;
-    run.prepareCapture();
-    mnuStartStop_Click(*run.program);
-
-    run.line2.feed(std::string(200, 'a'));  // pane 1 reaches the limit, pane 3 empty
-    run.pump();
-    run.line1.feed("xyz");                         // pane 3 holds text, pane 0 too
-    run.line2.feed(std::string(199, 'b') + "\r");  // the 200th character is flushed raw
-    run.pump();
-    EXPECT_EQ(run.pane(3), "xyz");  // waits for its own flush or Stop
-    EXPECT_EQ(run.pane(1), "");
-
-    mnuStartStop_Click(*run.program);  // Stop: both panes, an empty one as a blank
-    EXPECT_EQ(run.pane(3), "");
-    EXPECT_EQ(run.pane(0), "");
-
-    const auto records = run.records();
-    ASSERT_EQ(records.size(), 4u);
-    EXPECT_EQ(records[0], std::make_pair(std::string(), std::string()));  // the file's head
-    EXPECT_EQ(records[1], std::make_pair(std::string(200, 'a'), std::string(" ")));
-    // Column 2 repeats what it was last given: the blank of the record before.
-    EXPECT_EQ(records[2], std::make_pair(std::string(199, 'b') + "\r", std::string(" ")));
-    EXPECT_EQ(records[3], std::make_pair(std::string(" "), std::string("xyz")));
-}
-
-TEST(CaptureWriter, TransmitPanesAndEmptyPanesWriteNothing) {
-    CaptureRun run;
-    run.prepareCapture();
-    mnuStartStop_Click(*run.program);
-    run.program->state.OperationMode = 1;   // Host mode with no rows: every byte passes
-    run.line1.feed(std::string(250, 'q'));  // pane 0 flushes; pane 3 too
-    run.pump();
-    run.line2.feed("left");  // only panes 2 and 1
-    run.pump();
-    run.program->FrmMain->txtCommunication[1]->setText("");
-    run.program->FrmMain->txtCommunication[3]->setText("");
-    mnuStartStop_Click(*run.program);  // both Receive panes empty: Stop ends early
-    EXPECT_EQ(run.pane(2), "left");    // so the panes keep their text
-    EXPECT_EQ(run.pane(0), std::string(50, 'q'));
-    const auto records = run.records();
-    ASSERT_EQ(records.size(), 2u);
-    EXPECT_EQ(records[1], std::make_pair(std::string(" "), std::string(200, 'q')));
-}
 
 TEST(CaptureWriter, AStoreFailingDuringARunStopsItWithAMessageAndKeepsEarlierRecords) {
     CaptureRun run;
-    run.prepareCapture();
-    mnuStartStop_Click(*run.program);
     run.line2.feed(std::string(200, 'k'));
     run.pump();
     // The capture's folder becomes unwritable in the middle of the run.
@@ -143,9 +74,7 @@ TEST(CaptureWriter, AStoreFailingDuringARunStopsItWithAMessageAndKeepsEarlierRec
     fs::remove(run.folder);
     fs::create_directories(run.folder);
     fs::rename(kept, file);
-    const auto records = run.records();
-    ASSERT_EQ(records.size(), 2u);
-    EXPECT_EQ(records[1].first, std::string(200, 'k'));
+    EXPECT_EQ(run.records(), (std::vector<testing::Record>{{std::string(200, 'k'), " "}}));
 }
 
 }  // namespace

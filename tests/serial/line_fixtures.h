@@ -18,6 +18,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "components/serial/serial_port.h"
 
@@ -32,7 +33,6 @@ public:
         return [this](std::function<void()> call) {
             std::lock_guard lock(mutex_);
             calls_.push_back(std::move(call));
-            ++posted_;
             ready_.notify_one();
         };
     }
@@ -64,16 +64,11 @@ public:
         std::lock_guard lock(mutex_);
         return calls_.size();
     }
-    std::size_t posted() const {
-        std::lock_guard lock(mutex_);
-        return posted_;
-    }
 
 private:
     mutable std::mutex mutex_;
     std::condition_variable ready_;
     std::deque<std::function<void()>> calls_;
-    std::size_t posted_ = 0;
 };
 
 class TempFolder {
@@ -118,6 +113,17 @@ private:
     int master_ = -1;
     std::string terminal_;
 };
+
+// Waits, running nothing, until `done` holds; false when `limit` passed first.
+template <class Done>
+bool waitFor(Done done, std::chrono::milliseconds limit = 10s) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
 
 // Writes everything to a non-blocking fd, waiting while it is full; returns
 // what it could write before `limit`.
