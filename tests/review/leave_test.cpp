@@ -149,35 +149,5 @@ TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
     EXPECT_EQ(readFile(path), newBytes);
 }
 
-// The monitor comes back as the review found it; only the Receive panes,
-// which filled under the review, are emptied.
-TEST(ReviewExit, TurnsTheWindowBackIntoTheMonitorAndDropsTheEntries) {
-    ReviewRig r;
-    const std::string path = r.recordRun("cap.tvl", {}, {{"one", "uno"}, {"two", "dos"}});
-    const std::string before = readFile(path);
-    r.form().txtCommunication[0]->setText("transmit 1");
-    r.form().txtCommunication[2]->setText("transmit 2");
-    r.open(path);
-    r.form().txtCommunication[1]->setText("rx 1");
-    r.form().txtCommunication[3]->setText("rx 2");
-    r.form().txtPort1->setText("edit");
-    mnuForward_Click(*r.program);
-    r.form().mnuNoSaveExit->Click();
-
-    FrmMain& f = r.form();
-    EXPECT_EQ(r.state().RecordPort1.size(), 1u);
-    EXPECT_EQ(r.state().RecordPort2.size(), 1u);
-    EXPECT_EQ(r.state().RecordCount, 4);  // kept until the next open
-    std::string panes;
-    for (TextBox* pane : f.txtCommunication)
-        panes += pane->Text() + (pane->Visible ? "|" : " hidden|");
-    EXPECT_EQ(panes, "transmit 1||transmit 2||");
-    for (Label* label : f.lblUART) EXPECT_TRUE(label->Visible) << label->key();
-    for (Image* lamp : f.imgStatus) EXPECT_TRUE(lamp->Visible) << lamp->key();
-    EXPECT_FALSE(f.txtPort1->Visible || f.txtPort2->Visible);
-    EXPECT_NEAR(f.txtPort2->Height, 1680 / 1.09422492401216, 0.01);
-    EXPECT_EQ(readFile(path), before);
-}
-
 }  // namespace
 }  // namespace tvl::review_test

@@ -21,20 +21,6 @@ TEST(LineSettingsText, RefusesMalformedTextAndWhatLinuxCannotDo) {
     EXPECT_THROW(parseLineSettings("9600,N,8,1", 4), SerialError);
 }
 
-TEST(TermiosFlags, RawModeLetsEveryByteThrough) {
-    TermiosFlags cooked;
-    cooked.iflag = ICRNL | INLCR | IGNCR | ISTRIP | IXON | BRKINT | PARMRK;
-    cooked.oflag = OPOST | ONLCR;
-    cooked.lflag = ICANON | ECHO | ECHOE | ISIG | IEXTEN;
-    const TermiosFlags raw = encodeLine(parseLineSettings("9600,N,8,1", comNone), cooked);
-    EXPECT_EQ(raw.iflag & (ICRNL | INLCR | IGNCR | ISTRIP | IXON | BRKINT | PARMRK), 0u);
-    EXPECT_EQ(raw.oflag & OPOST, 0u);
-    EXPECT_EQ(raw.lflag & (ICANON | ECHO | ISIG | IEXTEN), 0u);
-    EXPECT_NE(raw.cflag & CREAD, 0u);
-    EXPECT_NE(raw.cflag & CLOCAL, 0u);
-    EXPECT_EQ(raw.vmin, 1);
-}
-
 TEST(TermiosFlags, FormatBitsMatchTheLine) {
     struct Case {
         const char* text;
