@@ -1,5 +1,5 @@
-// The .tvl file beyond the store contract: a record torn by a crash, and
-// damaged files.
+// The .tvl file beyond the store contract: reading, a record torn by a crash,
+// and damaged files.
 #include "components/stores/keltvl_file.h"
 
 #include <gtest/gtest.h>
@@ -35,6 +35,25 @@ std::vector<Record> sampleRecords(int n) {
         r.emplace_back("rx " + std::to_string(i) + std::string(i % 7, char(0x80 + i)),
                        std::string(i % 50, char(i)));
     return r;
+}
+
+TEST(KelTVLFile, ReadRecordRewindsAndStopsAtTheEnd) {
+    ScratchFolder dir;
+    const auto records = sampleRecords(3);
+    writeCapture(dir.file("cap"), records);  // a name without ".tvl" gets it
+    KelTVLFile f;
+    f.StoreFolder = dir.folder();
+    f.StoreName = "cap.tvl";
+    f.OpenStore();
+    for (int pass = 0; pass < 2; ++pass) {
+        f.ReadRecord(1);
+        for (const Record& r : records) {
+            f.ReadRecord(0);
+            EXPECT_EQ(Record(f.PortText1, f.PortText2), r) << pass;
+        }
+    }
+    expectStoreError([&] { f.ReadRecord(0); }, dir.file("cap.tvl"), "no record 4");
+    f.CloseStore();
 }
 
 TEST(KelTVLFile, ATornLastRecordIsReportedAndCutOffByTheNextAppend) {
