@@ -12,9 +12,9 @@
 #include "app/frm_setup.h"
 #include "app/program.h"
 #include "components/serial/device_rule.h"
-#include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
 #include "setup/setup.h"
+#include "tests/e2e/ui_loop.h"
 #include "tests/serial/line_fixtures.h"
 
 namespace tvl::test {
@@ -50,7 +50,7 @@ private:
 };
 
 TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
-    UiQueue ui;
+    UiLoop ui;
     TempFolder folder;
     QuietPlatform platform;
     SystemDevices devices(ui.poster(), "/nonexistent-devices", folder.path());
@@ -81,10 +81,9 @@ TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
     device1.send(toPort2);
     device2.send(toPort1);
     TextBox& pane0 = *program.FrmMain->txtCommunication[0];
-    Timer& timer = *program.FrmMain->tmrTarvoline;
     const bool done = ui.runUntil(
+        program,
         [&] {
-            for (int i = 0; i < 4096 && timer.Enabled && bytesWaiting(program); ++i) timer.fire();
             if (typed.size() < 500 && at2.size() > typed.size() * 1500) {
                 typed.push_back(char(0x80 + typed.size() % 0x80));
                 pane0.typeKey(static_cast<unsigned char>(typed.back()));

@@ -24,7 +24,7 @@ std::string refusalOf(SerialDeviceFactory& factory, int number) {
 }
 
 TEST(PortNumberRule, NamesTheDeviceOfEachRangeAndRefusesWhatIsNotThere) {
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder folder;
     SystemDevices devices(ui.poster(), folder.path(), "/run/user/7/tarvoline");
     const std::pair<int, std::string> rule[] = {
@@ -64,7 +64,7 @@ TEST(VirtualPortFolder, FollowsXdgRuntimeDirWhenUsable) {
 }
 
 TEST(VirtualPortLink, IsPublishedReplacedWhenStaleAndRemovedOnClose) {
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder parent;
     const std::string folder = parent / "tarvoline";  // made by the first open
     const std::string link = folder + "/com901";
@@ -102,7 +102,7 @@ struct DeviceOnPty {
         device = std::unique_ptr<PosixDevice>(static_cast<PosixDevice*>(
             devices.open(100, LineSettings{}, true, true, events).release()));
     }
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder folder;
     PtyPair pty;
     SystemDevices devices{ui.poster(), folder.path(), folder / "virtual"};
@@ -123,7 +123,7 @@ TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndPostsOneCallAtATime) {
     ASSERT_EQ(written, sent.size());
     ASSERT_TRUE(waitFor([&] { return line.device->inBufferCount() >= sent.size(); }));
     EXPECT_EQ(line.ui.waiting(), 1u) << "readable posts were not coalesced";
-    line.ui.runPending();
+    line.ui.runPosted();
     EXPECT_EQ(line.readable, 1);
     std::string got(sent.size() + 1, '\0');
     got.resize(line.device->read(got.data(), got.size()));
@@ -148,7 +148,7 @@ TEST(LineThread, OutputNobodyReadsStopsGrowingAtTheLimitAndKeepsTheOldestBytes) 
 }
 
 TEST(LineThread, ACallPostedBeforeCloseDoesNothingAfterIt) {
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder folder;
     bool raised = false;
     DeviceEvents events;
@@ -160,14 +160,14 @@ TEST(LineThread, ACallPostedBeforeCloseDoesNothingAfterIt) {
     writeAll(client, "bye");
     ASSERT_TRUE(waitFor([&] { return ui.waiting() > 0; }));
     port.reset();
-    ui.runPending();
+    ui.runPosted();
     EXPECT_FALSE(raised);
     ::close(client);
 }
 
 // After a hang-up the line thread rests: a spinning one wakes millions of
 // times in 600 ms, a resting one a few. What was read before stays.
-void expectRestsAfterHangUp(PosixDevice& device, UiQueue& ui, std::size_t kept) {
+void expectRestsAfterHangUp(PosixDevice& device, HeadlessLoop& ui, std::size_t kept) {
     ASSERT_TRUE(ui.runUntil([&] { return device.hungUp(); }));
     const std::uint64_t before = device.wakeups();
     device.write("into the void");
@@ -186,7 +186,7 @@ TEST(LineThread, ADeviceWhoseFarEndHangsUpRestsAndKeepsWhatItRead) {
 }
 
 TEST(LineThread, AVirtualPortWhoseClientLeavesRestsAndKeepsWhatItRead) {
-    UiQueue ui;
+    HeadlessLoop ui;
     PtyPair pty;
     const int client = ::open(pty.terminal().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
     ASSERT_GE(client, 0);
