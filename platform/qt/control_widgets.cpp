@@ -165,12 +165,13 @@ void LabelWidget::sync(bool) {
     syncCommon(*this, model_, view_, !model_.AutoSize);
     if (caption_ == latin1View(model_.Caption) && shownFor_ == size()) return;
     caption_ = latin1(model_.Caption);
-    shownFor_ = size();
     if (model_.AutoSize) {
         setText(caption_);
         adjustSize();
+        shownFor_ = size();
         return;
     }
+    shownFor_ = size();
     // A label with room for two lines wraps its words; on one line a caption
     // wider than the label (a long device path) loses its middle.
     setWordWrap(height() >= 2 * fontMetrics().lineSpacing());
