@@ -1,5 +1,5 @@
-// A capture store failing in the middle of a run. (What a run writes is read
-// back by the scenarios setup_whole_run and setup_failures.)
+// What a run writes to its capture beyond what the scenarios read back: a
+// store failing in the middle of a run, and one-port runs into every store.
 #include <unistd.h>
 
 #include <filesystem>
@@ -8,20 +8,23 @@
 #include <gtest/gtest.h>
 
 #include "app/frm_main.h"
+#include "app/frm_setup.h"
 #include "app/program.h"
 #include "components/stores/stores.h"
 #include "line/start_stop.h"
-#include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
-#include "tests/stores/store_test_util.h"
+#include "setup/setup.h"
+#include "shell/commands.h"
+#include "tests/stores/store_readers.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::Record;
 
-// A run with "Save TVL" and "Monitor Both", the store made as Setup OK makes it.
+// The program with every store, its capture made in a folder of its own.
 struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
     fs::path folder =
         fs::temp_directory_path() / ("tarvoline-capture-" + std::to_string(::getpid()));
@@ -30,28 +33,30 @@ struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
         fs::create_directories(folder);
         ProgramParts parts;
         parts.makeTVL = makeKelTVL;
+        parts.makeMDB = makeKelMDB;
+        parts.makeXLS = makeKelXLS;
         make(std::move(parts));
         start();
-        openPorts();
-        KelTVL& store = *program->KelTVL;
-        store.StoreFolder = folder.string() + "/";
-        store.StoreName = "run.tvl";
-        store.OpenStore();
-        store.AppendRecord(1);
-        store.CloseStore();
-        program->state.SavingMode = 3;
-        program->state.MonitorChoice = 2;
-        mnuStartStop_Click(*program);
     }
     ~CaptureRun() {
         program.reset();
         fs::remove_all(folder);
     }
-    std::vector<testing::Record> records() { return testing::readTvl(folder / "run.tvl").records; }
+    // Setup OK with this monitor choice and saving mode, into `name`; then Start.
+    void startRun(int monitor, int saving, const std::string& name) {
+        mnuSetup_Click(*program);
+        program->frmSetup->optMonitor[monitor]->choose();
+        program->frmSetup->optSaving[saving]->choose();
+        platform.saveAnswer = (folder / name).string();
+        program->frmSetup->cmdOK->Click();
+        ASSERT_EQ(platform.messages, std::vector<std::string>{});
+        mnuStartStop_Click(*program);
+    }
 };
 
 TEST(CaptureWriter, AStoreFailingDuringARunStopsItWithAMessageAndKeepsEarlierRecords) {
     CaptureRun run;
+    run.startRun(2, 3, "run.tvl");
     run.line2.feed(std::string(200, 'k'));
     run.pump();
     // The capture's folder becomes unwritable in the middle of the run.
@@ -74,7 +79,50 @@ TEST(CaptureWriter, AStoreFailingDuringARunStopsItWithAMessageAndKeepsEarlierRec
     fs::remove(run.folder);
     fs::create_directories(run.folder);
     fs::rename(kept, file);
-    EXPECT_EQ(run.records(), (std::vector<testing::Record>{{std::string(200, 'k'), " "}}));
+    EXPECT_EQ(testing::readTvl(file).records, (std::vector<Record>{{std::string(200, 'k'), " "}}));
+}
+
+// The records of a capture as its readers give them: KelTVL, mdb-export,
+// FreeXL and xlrd (the two workbook readers must agree, under these titles).
+std::vector<Record> recordsOf(const std::string& path, const Record& titles) {
+    std::string error;
+    std::vector<Record> records;
+    if (path.ends_with(".tvl")) records = testing::readTvl(path).records;
+    if (path.ends_with(".mdb"))
+        for (const auto& row : testing::readMdbWithMdbExport(path, error))
+            if (row.size() == 2) records.emplace_back(row[0], row[1]);
+    if (path.ends_with(".xls")) {
+        records = testing::xlsRecords(testing::readXlsWithFreeXL(path, error), titles, error);
+        EXPECT_EQ(testing::xlsRecords(testing::readXlsWithXlrd(path, error), titles, error),
+                  records);
+    }
+    EXPECT_EQ(error, "") << path;
+    if (path.ends_with(".mdb") && !records.empty()) records.erase(records.begin());  // the header
+    return records;
+}
+
+TEST(CaptureWriter, OnePortRunsCaptureThatPortsTrafficInItsOwnColumnInEveryStore) {
+    for (int monitor : {0, 1}) {
+        for (const auto& [name, saving] :
+             {std::pair{"run.mdb", 1}, {"run.xls", 2}, {"run.tvl", 3}}) {
+            SCOPED_TRACE(std::string(name) + ", Monitor Com " + std::to_string(monitor + 1));
+            CaptureRun run;
+            run.startRun(monitor, saving, name);
+            (monitor == 0 ? run.line1 : run.line2).feed(std::string(200, 'a') + "bcd");
+            run.pump();
+            mnuStartStop_Click(*run.program);  // Stop writes the rest and empties the panes
+            for (TextBox* pane : run.program->FrmMain->txtCommunication)
+                EXPECT_EQ(pane->Text(), "");
+            mnuExit_Click(*run.program);  // the workbook's last call
+            std::vector<std::string> column;
+            // A port not monitored has no title: no OK gave it one.
+            const Record titles =
+                monitor == 0 ? Record("Port1 (DTE1): ", "") : Record("", "Port2 (DTE2/DCE): ");
+            for (const Record& r : recordsOf((run.folder / name).string(), titles))
+                column.push_back(monitor == 0 ? r.first : r.second);
+            EXPECT_EQ(column, (std::vector<std::string>{std::string(200, 'a'), "bcd"}));
+        }
+    }
 }
 
 }  // namespace
