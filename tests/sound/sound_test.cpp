@@ -1,0 +1,209 @@
+// Sound: wave files written, read and refused, the sounds the build makes,
+// the wave output keeping a sound's time, and what each place of the
+// program gives the output.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/frm_main.h"
+#include "app/program.h"
+#include "components/sound/wave_file.h"
+#include "components/sound/wave_output.h"
+#include "platform/quiet_platform.h"
+#include "shell/startup.h"
+#include "tests/stores/store_test_util.h"
+#include "tests/support/program_on_lines.h"
+
+namespace tvl {
+namespace {
+
+WaveSound ramp(int channels, int rate, int frames) {
+    WaveSound s;
+    s.channels = channels;
+    s.sampleRate = rate;
+    for (int i = 0; i < frames * channels; ++i) s.samples.push_back(std::int16_t(i * 97 - 30000));
+    return s;
+}
+
+TEST(WaveFile, ReadsBackWhatItWritesAndSkipsOtherChunks) {
+    for (int channels : {1, 2}) {
+        const auto back = parseWave(encodeWave(ramp(channels, 22050, 2205)));
+        ASSERT_TRUE(back) << channels;
+        EXPECT_EQ(back->channels, channels);
+        EXPECT_EQ(back->sampleRate, 22050);
+        EXPECT_EQ(back->samples, ramp(channels, 22050, 2205).samples);
+        EXPECT_EQ(back->length().count(), 100'000);  // 2205 frames at 22050 a second
+    }
+    // A "LIST" chunk of odd length (padded to even) between "fmt " and "data".
+    std::string b = encodeWave(ramp(1, 8000, 10));
+    b.insert(36, std::string("LIST\x03\0\0\0abc\0", 12));
+    b[4] = char(b.size() - 8);
+    const auto back = parseWave(b);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->samples, ramp(1, 8000, 10).samples);
+    EXPECT_FALSE(readWave("/nonexistent/tarvoline/button.wav"));
+}
+
+TEST(WaveFile, MalformedFilesAreRefused) {
+    const std::string good = encodeWave(ramp(2, 44100, 100));
+    const auto with = [&](std::size_t at, std::string bytes) {
+        return std::string(good).replace(at, bytes.size(), bytes);
+    };
+    const std::string bad[] = {
+        "",
+        good.substr(0, 11),
+        with(0, "RIFX"),
+        with(8, "AVI "),
+        with(20, std::string("\x03\0", 2)),           // IEEE float
+        with(22, std::string("\x03\0", 2)),           // three channels
+        with(22, std::string("\0\0", 2)),             // no channels
+        with(34, std::string("\x08\0", 2)),           // 8-bit
+        with(24, std::string("\x10\0\0\0", 4)),       // 16 frames a second
+        with(32, std::string("\x02\0", 2)),           // a block that isn't a frame
+        with(12, "junk"),                             // no format before the data
+        with(36, "nope"),                             // no data chunk at all
+        good.substr(0, good.size() - 1),              // data cut short
+        with(16, std::string("\xff\xff\xff\x7f", 4))  // a chunk past the end
+    };
+    ASSERT_TRUE(parseWave(good));
+    for (const std::string& b : bad) EXPECT_FALSE(parseWave(b)) << &b - bad;
+}
+
+TEST(ProgramSounds, EachIsAValidWaveOfItsLengthAudibleAndUnclipped) {
+    const struct {
+        const char* name;
+        int minMs, maxMs;
+    } sounds[] = {{"Kelmar.wav", 800, 1300}, {"button.wav", 10, 99}, {"loadform.wav", 250, 350}};
+    for (const auto& s : sounds) {
+        const auto wave = readWave(std::string(TVL_BINARY_DIR) + "/bin/" + s.name);
+        ASSERT_TRUE(wave) << s.name;
+        EXPECT_GE(wave->length().count() / 1000, s.minMs) << s.name;
+        EXPECT_LE(wave->length().count() / 1000, s.maxMs) << s.name;
+        int peak = 0;
+        for (std::int16_t v : wave->samples) peak = std::max(peak, std::abs(int(v)));
+        EXPECT_GT(peak, 32767 / 10) << s.name;  // it can be heard
+        EXPECT_LT(peak, 32767) << s.name;       // and isn't clipped
+        EXPECT_LT(std::abs(int(wave->samples.back())), 200) << s.name << " ends with a click";
+    }
+}
+
+// The wave output on a machine with no sound device (a device name that names
+// none): it keeps the sound's time without making a sound.
+using std::chrono::milliseconds;
+
+class WaveOutput : public ::testing::Test {
+protected:
+    std::string soundFile(int ms) {
+        WaveSound s;
+        s.channels = 1;
+        s.sampleRate = 8000;
+        s.samples.assign(std::size_t(8 * ms), 1000);
+        const std::string path = dir.file(std::to_string(ms) + ".wav");
+        testing::writeFile(path, encodeWave(s));
+        return path;
+    }
+    template <class F>
+    static milliseconds timed(F f) {
+        const auto start = std::chrono::steady_clock::now();
+        f();
+        return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+    }
+    testing::ScratchFolder dir;
+    std::unique_ptr<SoundOutput> out = makeWaveOutput("tarvoline-no-such-device");
+};
+
+TEST_F(WaveOutput, AWaitedPlayTakesTheSoundsLengthAndAnUnwaitedOneDoesNot) {
+    ASSERT_TRUE(out->open(soundFile(300)));
+    const auto waited = timed([&] { out->play(true); });
+    EXPECT_GE(waited, milliseconds(290));
+    EXPECT_LT(waited, milliseconds(2000));
+    EXPECT_LT(timed([&] { out->play(false); }), milliseconds(150));
+    EXPECT_GE(timed([&] { out->play(true); }), milliseconds(290))
+        << "the file stays open until Close";
+}
+
+TEST_F(WaveOutput, CloseANewSoundOrTheEndCutShortTheOneGoing) {
+    ASSERT_TRUE(out->open(soundFile(1500)));
+    out->play(false);
+    EXPECT_LT(timed([&] { out->close(); }), milliseconds(500));
+    EXPECT_LT(timed([&] { out->play(true); }), milliseconds(100)) << "nothing open plays nothing";
+
+    ASSERT_TRUE(out->open(soundFile(1500)));
+    out->play(false);
+    ASSERT_TRUE(out->open(soundFile(100)));
+    const auto next = timed([&] { out->play(true); });
+    EXPECT_GE(next, milliseconds(95));
+    EXPECT_LT(next, milliseconds(1000)) << "the long sound ran on underneath";
+    out->play(false);
+    EXPECT_LT(timed([&] { out.reset(); }), milliseconds(500));
+}
+
+// What each place gives the sound output: a click on tbrTarvoline plays
+// "button.wav" to its end before the command; a click on tbrFileAccess and the
+// start-up sound are not waited for; a popup entry plays nothing.
+std::string base(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+// Records what each player gives its output, and whether a play waited.
+struct Recording : SoundOutput {
+    explicit Recording(std::vector<std::string>& log) : log(log) {}
+    bool open(const std::string& file) override {
+        log.push_back("open " + base(file));
+        return true;
+    }
+    void play(bool wait) override { log.push_back(wait ? "play waited" : "play"); }
+    void close() override { log.push_back("close"); }
+    std::vector<std::string>& log;
+};
+
+struct Rig : testing::ProgramOnLines<QuietPlatform> {
+    explicit Rig(std::function<std::unique_ptr<SoundOutput>()> makeSound)
+        : ProgramOnLines(std::string(TVL_BINARY_DIR) + "/bin") {
+        ProgramParts parts;
+        parts.makeSound = std::move(makeSound);
+        make(std::move(parts));
+    }
+    FrmMain& main() { return *program->FrmMain; }
+    // A capture of three records under review, for the review toolbar.
+    void review() {
+        program->state.RecordCount = 3;
+        program->state.RecordPort1 = {"", "first", "second", "third"};
+        program->state.RecordPort2 = {"", "one", "two", "three"};
+    }
+};
+
+constexpr int kHelp = 7;  // tbrTarvoline: Help, after two separators
+constexpr int kHome = 1;  // tbrFileAccess
+
+TEST(ClickSound, EachPlaceWaitsOnlyWhereItsSequenceSaysSo) {
+    std::vector<std::string> log;  // mciTarvoline is the first player made
+    int made = 0;
+    std::vector<std::string> others;
+    Rig rig([&]() -> std::unique_ptr<SoundOutput> {
+        return std::make_unique<Recording>(made++ == 0 ? log : others);
+    });
+
+    rig.start();  // the start-up sound goes on under the window
+    rig.review();
+    EXPECT_EQ(log, (std::vector<std::string>{"open Kelmar.wav", "play"}));
+    log.clear();
+
+    rig.main().tbrTarvoline->ButtonClick(rig.main().tbrTarvoline->Buttons(kHelp));
+    EXPECT_EQ(log, (std::vector<std::string>{"open button.wav", "play waited", "close"}));
+    log.clear();
+
+    rig.main().tbrFileAccess->ButtonClick(rig.main().tbrFileAccess->Buttons(kHome));
+    rig.main().tbrFileAccess->ButtonClick(rig.main().tbrFileAccess->Buttons(kHome));
+    EXPECT_EQ(log, (std::vector<std::string>{"close", "open button.wav", "play", "close",
+                                             "open button.wav", "play"}));
+    log.clear();
+
+    rig.main().mnuHelp->Click();
+    EXPECT_TRUE(log.empty());
+}
+
+}  // namespace
+}  // namespace tvl
