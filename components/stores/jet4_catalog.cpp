@@ -90,8 +90,8 @@ struct Built {
     TableDef def;
     TableLayout layout;
     std::vector<std::vector<Value>> rows;
-    std::uint32_t data_page = 0;  // 0: none
-    std::vector<std::pair<std::uint32_t, std::uint8_t>> row_ids;
+    std::uint32_t dataPage = 0;  // 0: none
+    std::vector<std::pair<std::uint32_t, std::uint8_t>> rowIds;
 };
 
 Bytes indexKey(const TableDef& def, const Index& ix, const std::vector<Value>& row) {
@@ -145,22 +145,22 @@ TableDef userTableDef(const UserTable& table) {
     TableDef def{table.name, false, {}, {}};
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
         def.columns.push_back({table.columns[i], ColType::Text, static_cast<std::uint16_t>(i),
-                               static_cast<std::uint16_t>(table.text_length * 2), kColUpdatable,
+                               static_cast<std::uint16_t>(table.textLength * 2), kColUpdatable,
                                true});
     }
     return def;
 }
 
-Bytes buildDatabase(const UserTable& user, std::int64_t unix_seconds) {
-    const double now = accessDate(unix_seconds);
+Bytes buildDatabase(const UserTable& user, std::int64_t unixSeconds) {
+    const double now = accessDate(unixSeconds);
     std::vector<Built> tables(5);
     tables[0].def = msysObjects();
     tables[1].def = msysACEs();
     tables[2].def = msysQueries();
     tables[3].def = msysRelationships();
     tables[4].def = userTableDef(user);
-    const std::uint32_t tdef_pages[5] = {kMSysObjectsPage, kMSysACEsPage, kMSysQueriesPage,
-                                         kMSysRelationshipsPage, kUserTablePage};
+    const std::uint32_t tdefPages[5] = {kMSysObjectsPage, kMSysACEsPage, kMSysQueriesPage,
+                                        kMSysRelationshipsPage, kUserTablePage};
 
     // Catalog rows, in the order the engine keeps them: containers, the
     // database object, the system tables, then the user table.
@@ -172,76 +172,76 @@ Bytes buildDatabase(const UserTable& user, std::int64_t unix_seconds) {
         catalogRow(cat, kRelationshipsId, kRootId, "Relationships", 3, kSystemFlag, now));
     objects.push_back(catalogRow(cat, kMSysDbId, kDatabasesId, "MSysDb", 2, kSystemFlag, now));
     for (int t = 0; t < 4; ++t)
-        objects.push_back(catalogRow(cat, static_cast<std::int32_t>(tdef_pages[t]), kTablesId,
+        objects.push_back(catalogRow(cat, static_cast<std::int32_t>(tdefPages[t]), kTablesId,
                                      tables[t].def.name, 1, kSystemFlag, now));
     objects.push_back(catalogRow(cat, static_cast<std::int32_t>(kUserTablePage), kTablesId,
                                  user.name, 1, 0, now));
     for (std::int32_t id : {kTablesId, kDatabasesId, kRelationshipsId})
         tables[1].rows.push_back(aceRow(id, true));
     tables[1].rows.push_back(aceRow(kMSysDbId, false));
-    for (std::uint32_t p : tdef_pages)
+    for (std::uint32_t p : tdefPages)
         tables[1].rows.push_back(aceRow(static_cast<std::int32_t>(p), false));
 
     // Page numbers: data pages, then index roots.
-    std::uint32_t next_page = kUserTablePage + 1;
+    std::uint32_t nextPage = kUserTablePage + 1;
     for (auto& t : tables)
-        if (!t.rows.empty()) t.data_page = next_page++;
+        if (!t.rows.empty()) t.dataPage = nextPage++;
     for (auto& t : tables)
         for (std::size_t i = 0; i < t.def.indexes.size(); ++i)
-            t.layout.index_roots.push_back(next_page++);
-    const std::uint32_t page_count = next_page;
+            t.layout.indexRoots.push_back(nextPage++);
+    const std::uint32_t pageCount = nextPage;
 
     // Usage-map rows, all on one page.
     Page maps = emptyDataPage(0);
-    std::uint32_t map_row = 0;
+    std::uint32_t mapRow = 0;
     auto addMap = [&](const Bytes& m) {
         if (dataPageInsert(maps, m.data(), m.size()) < 0)
             throw std::length_error("usage maps exceed a page");
-        return (kUsageMapsPage << 8) | map_row++;
+        return (kUsageMapsPage << 8) | mapRow++;
     };
 
-    std::vector<Page> pages(page_count);
+    std::vector<Page> pages(pageCount);
     pages[0] = headerPage(now);
 
     for (std::size_t t = 0; t < tables.size(); ++t) {
         Built& b = tables[t];
-        b.layout.tdef_page = tdef_pages[t];
-        std::vector<std::uint32_t> data_pages;
-        if (b.data_page) {
-            Page dp = emptyDataPage(b.layout.tdef_page);
+        b.layout.tdefPage = tdefPages[t];
+        std::vector<std::uint32_t> dataPages;
+        if (b.dataPage) {
+            Page dp = emptyDataPage(b.layout.tdefPage);
             for (const auto& r : b.rows) {
                 const Bytes row = encodeRow(b.def, r);
                 const int n = dataPageInsert(dp, row.data(), row.size());
                 if (n < 0) throw std::length_error("catalog rows exceed a page");
-                b.row_ids.emplace_back(b.data_page, static_cast<std::uint8_t>(n));
+                b.rowIds.emplace_back(b.dataPage, static_cast<std::uint8_t>(n));
             }
-            pages[b.data_page] = dp;
-            data_pages.push_back(b.data_page);
+            pages[b.dataPage] = dp;
+            dataPages.push_back(b.dataPage);
         }
         // An empty table's map starts where its first pages will come.
-        const std::uint32_t start = b.data_page ? b.data_page : page_count;
-        b.layout.owned_map = addMap(inlineMap(start, data_pages));
-        b.layout.free_map = addMap(inlineMap(start, data_pages));
+        const std::uint32_t start = b.dataPage ? b.dataPage : pageCount;
+        b.layout.ownedMap = addMap(inlineMap(start, dataPages));
+        b.layout.freeMap = addMap(inlineMap(start, dataPages));
         for (std::size_t i = 0; i < b.def.indexes.size(); ++i) {
-            const std::uint32_t root = b.layout.index_roots[i];
-            b.layout.index_maps.push_back(addMap(inlineMap(root, {root})));
+            const std::uint32_t root = b.layout.indexRoots[i];
+            b.layout.indexMaps.push_back(addMap(inlineMap(root, {root})));
             std::vector<Bytes> entries;
             for (std::size_t r = 0; r < b.rows.size(); ++r) {
                 Bytes e = indexKey(b.def, b.def.indexes[i], b.rows[r]);
-                const std::uint32_t pg = b.row_ids[r].first;
+                const std::uint32_t pg = b.rowIds[r].first;
                 e.push_back(static_cast<std::uint8_t>(pg >> 16));  // page, big-endian
                 e.push_back(static_cast<std::uint8_t>(pg >> 8));
                 e.push_back(static_cast<std::uint8_t>(pg));
-                e.push_back(b.row_ids[r].second);
+                e.push_back(b.rowIds[r].second);
                 entries.push_back(std::move(e));
             }
-            pages[root] = indexLeafPage(b.layout.tdef_page, std::move(entries));
+            pages[root] = indexLeafPage(b.layout.tdefPage, std::move(entries));
         }
         for (std::size_t i = 0; i < b.def.longValueColumns(); ++i) {
-            b.layout.lv_maps.push_back(addMap(inlineMap(0, {})));
-            b.layout.lv_maps.push_back(addMap(inlineMap(0, {})));
+            b.layout.lvMaps.push_back(addMap(inlineMap(0, {})));
+            b.layout.lvMaps.push_back(addMap(inlineMap(0, {})));
         }
-        pages[b.layout.tdef_page] =
+        pages[b.layout.tdefPage] =
             tableDefPage(b.def, b.layout, static_cast<std::uint32_t>(b.rows.size()));
     }
     pages[kUsageMapsPage] = maps;
@@ -249,16 +249,16 @@ Bytes buildDatabase(const UserTable& user, std::int64_t unix_seconds) {
     // Global usage map: a set bit marks a free page; pages past the end of the
     // file (within the map's reach) are free.
     Page global = emptyDataPage(1);
-    std::vector<std::uint32_t> free_pages;
-    for (std::uint32_t p = page_count; p < kInlineMapPages; ++p) free_pages.push_back(p);
-    const Bytes g = inlineMap(0, free_pages);
+    std::vector<std::uint32_t> freePages;
+    for (std::uint32_t p = pageCount; p < kInlineMapPages; ++p) freePages.push_back(p);
+    const Bytes g = inlineMap(0, freePages);
     const Bytes spare = inlineMap(0, {});
     dataPageInsert(global, g.data(), g.size());
     dataPageInsert(global, spare.data(), spare.size());
     pages[kGlobalMapPage] = global;
 
     Bytes out;
-    out.reserve(page_count * kPageSize);
+    out.reserve(pageCount * kPageSize);
     for (const Page& p : pages) out.insert(out.end(), p.begin(), p.end());
     return out;
 }
