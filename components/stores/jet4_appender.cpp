@@ -1,6 +1,7 @@
 #include "components/stores/jet4_appender.h"
 
 #include "components/stores/file_io.h"
+#include "components/stores/jet4_catalog.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,6 +27,14 @@ void setBit(std::uint8_t* bits, std::uint32_t n) {
 }
 void clearBit(std::uint8_t* bits, std::uint32_t n) {
     bits[n / 8] &= static_cast<std::uint8_t>(~(1u << (n % 8)));
+}
+
+// A usage-map page covers one region of pages, from the region's first page.
+std::uint32_t regionOf(std::uint32_t page) {
+    return page / static_cast<std::uint32_t>(kPagesPerMapPage);
+}
+std::uint32_t firstPageOf(std::uint32_t region) {
+    return region * static_cast<std::uint32_t>(kPagesPerMapPage);
 }
 
 }  // namespace
@@ -93,135 +102,148 @@ void Appender::readMapRow(std::uint32_t ref, Bytes& out) const {
         throw FormatError("usage map row beyond the end of the file");
 }
 
-void Appender::append(const Bytes& row) {
-    if (lastIsOurs_) {
-        Page p = last_;
-        if (dataPageInsert(p, row.data(), row.size()) >= 0) {
-            write(at(pageCount_ - 1), p.data(), kPageSize);
-            last_ = p;
-            std::uint8_t count[4];
-            put32(count, rowCount_ + 1);
-            write(at(tdef_) + kTdefRowCount, count, 4);
-            ++rowCount_;
-            return;
-        }
-    }
-
-    // A new data page at the end of the file, after any usage-map page it needs.
-    std::uint32_t next = pageCount_;
-    std::vector<std::pair<std::uint32_t, Page>> added;     // new pages, in file order
-    std::vector<std::pair<std::uint64_t, Bytes>> updates;  // then in-place changes
-    Bytes owned;
-    readMapRow(ownedRef_, owned);
-    const std::uint64_t ownedAt = mapRowOffset(ownedRef_);
-    auto region = [](std::uint32_t page) {
-        return page / static_cast<std::uint32_t>(kPagesPerMapPage);
-    };
-    std::uint32_t dataPage = 0;
-
-    if (owned[0] == 0) {
-        const std::uint32_t start = get32(&owned[1]);
-        if (next >= start && next < start + kInlineMapPages) {
-            dataPage = next++;
-            setBit(&owned[5], dataPage - start);
-        } else {
-            // The table has outgrown its inline map: one usage-map page per
-            // region of pages, pointed to from the map row.
-            std::vector<std::uint32_t> pages;
-            for (std::uint32_t b = 0; b < kInlineMapPages; ++b)
-                if (testBit(&owned[5], b)) pages.push_back(start + b);
-            std::set<std::uint32_t> regions;
-            for (std::uint32_t p : pages) regions.insert(region(p));
-            std::vector<std::pair<std::uint32_t, std::uint32_t>> mapPages;  // region, page
-            for (std::uint32_t r : regions) mapPages.emplace_back(r, next++);
-            while (!regions.count(region(next))) {
-                regions.insert(region(next));
-                mapPages.emplace_back(region(next), next);
-                ++next;
-            }
-            dataPage = next++;
-            pages.push_back(dataPage);
-            Bytes ref(kUsageMapRowSize, 0);
-            ref[0] = 0x01;
-            for (const auto& [r, mp] : mapPages) {
-                if (r >= kReferenceMapSlots) throw FormatError("table too large");
-                put32(&ref[1 + 4 * r], mp);
-                Page m = usageMapPage();
-                for (std::uint32_t p : pages)
-                    if (region(p) == r)
-                        setBit(&m[4], p - r * static_cast<std::uint32_t>(kPagesPerMapPage));
-                added.emplace_back(mp, m);
-            }
-            owned = ref;
-        }
-    } else {
-        std::uint32_t r = region(next);
-        while (r < kReferenceMapSlots && get32(&owned[1 + 4 * r]) == 0) {
-            put32(&owned[1 + 4 * r], next);  // a map page for the region the data page falls in
-            added.emplace_back(next, usageMapPage());
-            ++next;
-            r = region(next);
-        }
-        if (r >= kReferenceMapSlots) throw FormatError("table too large");
-        dataPage = next++;
-        const std::uint32_t mapPage = get32(&owned[1 + 4 * r]);
-        const std::uint32_t bit = dataPage - r * static_cast<std::uint32_t>(kPagesPerMapPage);
-        bool isNew = false;
-        for (auto& [n, m] : added)
-            if (n == mapPage) {
-                setBit(&m[4], bit);
-                isNew = true;
-            }
-        if (!isNew) {
-            if (mapPage >= pageCount_) throw FormatError("usage map page outside the file");
-            std::uint8_t byte = 0;
-            const std::uint64_t off = at(mapPage) + 4 + bit / 8;
-            if (pread(fd_, &byte, 1, static_cast<off_t>(off)) != 1) fail("read");
-            byte |= static_cast<std::uint8_t>(1u << (bit % 8));
-            updates.emplace_back(off, Bytes{byte});
-        }
-    }
-    updates.emplace_back(ownedAt, owned);
-
-    Page dp = emptyDataPage(tdef_);
-    if (dataPageInsert(dp, row.data(), row.size()) < 0) throw FormatError("row larger than a page");
-    added.emplace_back(dataPage, dp);
-
-    // Pages with room for rows: the new one.
-    updates.emplace_back(mapRowOffset(freeRef_), inlineMap(dataPage, {dataPage}));
-
-    // The global map's free bits of pages now used.
-    if (pageCount_ < kInlineMapPages) {
-        Page g;
-        readPage(1, g);
-        if (g[0] == kPageData && dataPageRows(g) > 0) {
-            const std::size_t off = dataPageRowOffset(g, 0);
-            if (off + kUsageMapRowSize <= kPageSize && g[off] == 0) {
-                const std::uint32_t start = get32(&g[off + 1]);
-                Bytes m(g.begin() + static_cast<std::ptrdiff_t>(off),
-                        g.begin() + static_cast<std::ptrdiff_t>(off + kUsageMapRowSize));
-                for (std::uint32_t p = pageCount_; p < next; ++p)
-                    if (p >= start && p < start + kInlineMapPages) clearBit(&m[5], p - start);
-                updates.emplace_back(at(1) + off, m);
-            }
-        }
-    }
-
+// Adds the row to the table's newest page when that page is the file's last
+// and has room; false if a new page is needed.
+bool Appender::appendToLastPage(const Bytes& row) {
+    Page p = last_;
+    if (dataPageInsert(p, row.data(), row.size()) < 0) return false;
+    write(at(pageCount_ - 1), p.data(), kPageSize);
+    last_ = p;
     std::uint8_t count[4];
     put32(count, rowCount_ + 1);
-    updates.emplace_back(at(tdef_) + kTdefRowCount, Bytes(count, count + 4));
+    write(at(tdef_) + kTdefRowCount, count, 4);
+    ++rowCount_;
+    return true;
+}
 
+// The new data page while the table's map is inline: the next page if the map
+// reaches it, else the map turns into references to usage-map pages.
+std::uint32_t Appender::placeInInlineMap(Bytes& owned, Growth& g) const {
+    const std::uint32_t start = get32(&owned[1]);
+    if (g.next >= start && g.next < start + kInlineMapPages) {
+        const std::uint32_t dataPage = g.next++;
+        setBit(&owned[5], dataPage - start);
+        return dataPage;
+    }
+    // The table has outgrown its inline map: one usage-map page per region of
+    // pages, pointed to from the map row.
+    std::vector<std::uint32_t> pages;
+    for (std::uint32_t b = 0; b < kInlineMapPages; ++b)
+        if (testBit(&owned[5], b)) pages.push_back(start + b);
+    std::set<std::uint32_t> regions;
+    for (std::uint32_t p : pages) regions.insert(regionOf(p));
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> mapPages;  // region, page
+    for (std::uint32_t r : regions) mapPages.emplace_back(r, g.next++);
+    while (!regions.count(regionOf(g.next))) {
+        regions.insert(regionOf(g.next));
+        mapPages.emplace_back(regionOf(g.next), g.next);
+        ++g.next;
+    }
+    const std::uint32_t dataPage = g.next++;
+    pages.push_back(dataPage);
+    Bytes ref(kUsageMapRowSize, 0);
+    ref[0] = 0x01;
+    for (const auto& [r, mp] : mapPages) {
+        if (r >= kReferenceMapSlots) throw FormatError("table too large");
+        put32(&ref[1 + 4 * r], mp);
+        Page m = usageMapPage();
+        for (std::uint32_t p : pages)
+            if (regionOf(p) == r) setBit(&m[4], p - firstPageOf(r));
+        g.added.emplace_back(mp, m);
+    }
+    owned = ref;
+    return dataPage;
+}
+
+// The new data page while the table's map refers to usage-map pages: a map
+// page is added for each region reached without one, and the data page's bit
+// set in its region's page.
+std::uint32_t Appender::placeInReferenceMap(Bytes& owned, Growth& g) const {
+    std::uint32_t r = regionOf(g.next);
+    while (r < kReferenceMapSlots && get32(&owned[1 + 4 * r]) == 0) {
+        put32(&owned[1 + 4 * r], g.next);  // a map page for the region the data page falls in
+        g.added.emplace_back(g.next, usageMapPage());
+        ++g.next;
+        r = regionOf(g.next);
+    }
+    if (r >= kReferenceMapSlots) throw FormatError("table too large");
+    const std::uint32_t dataPage = g.next++;
+    const std::uint32_t mapPage = get32(&owned[1 + 4 * r]);
+    const std::uint32_t bit = dataPage - firstPageOf(r);
+    bool isNew = false;
+    for (auto& [n, m] : g.added)
+        if (n == mapPage) {
+            setBit(&m[4], bit);
+            isNew = true;
+        }
+    if (!isNew) {
+        if (mapPage >= pageCount_) throw FormatError("usage map page outside the file");
+        std::uint8_t byte = 0;
+        const std::uint64_t off = at(mapPage) + 4 + bit / 8;
+        if (pread(fd_, &byte, 1, static_cast<off_t>(off)) != 1) fail("read");
+        byte |= static_cast<std::uint8_t>(1u << (bit % 8));
+        g.updates.emplace_back(off, Bytes{byte});
+    }
+    return dataPage;
+}
+
+// Clears the global map's free bits of the pages now used, while the file is
+// small enough for that map to cover them.
+void Appender::markUsedInGlobalMap(Growth& g) const {
+    if (pageCount_ >= kInlineMapPages) return;
+    Page global;
+    readPage(kGlobalMapPage, global);
+    if (global[0] != kPageData || dataPageRows(global) == 0) return;
+    const std::size_t off = dataPageRowOffset(global, 0);
+    if (off + kUsageMapRowSize > kPageSize || global[off] != 0) return;
+    const std::uint32_t start = get32(&global[off + 1]);
+    Bytes m(global.begin() + static_cast<std::ptrdiff_t>(off),
+            global.begin() + static_cast<std::ptrdiff_t>(off + kUsageMapRowSize));
+    for (std::uint32_t p = pageCount_; p < g.next; ++p)
+        if (p >= start && p < start + kInlineMapPages) clearBit(&m[5], p - start);
+    g.updates.emplace_back(at(kGlobalMapPage) + off, m);
+}
+
+// Writes the new pages, then the changes; on a failure the file is cut back to
+// its old length.
+void Appender::commit(const Growth& g) {
     const std::uint32_t oldCount = pageCount_;
     try {
-        for (const auto& [n, p] : added) write(at(n), p.data(), kPageSize);
-        for (const auto& [off, b] : updates) write(off, b.data(), b.size());
+        for (const auto& [n, p] : g.added) write(at(n), p.data(), kPageSize);
+        for (const auto& [off, b] : g.updates) write(off, b.data(), b.size());
     } catch (...) {
         if (ftruncate(fd_, static_cast<off_t>(at(oldCount))) != 0) {
             // the torn pages stay unreferenced; the next open cuts a partial one
         }
         throw;
     }
-    pageCount_ = next;
+    pageCount_ = g.next;
+}
+
+void Appender::append(const Bytes& row) {
+    if (lastIsOurs_ && appendToLastPage(row)) return;
+
+    // A new data page at the end of the file, after any usage-map page it needs.
+    Growth g{pageCount_, {}, {}};
+    Bytes owned;
+    readMapRow(ownedRef_, owned);
+    const std::uint64_t ownedAt = mapRowOffset(ownedRef_);
+    const std::uint32_t dataPage =
+        owned[0] == 0 ? placeInInlineMap(owned, g) : placeInReferenceMap(owned, g);
+    g.updates.emplace_back(ownedAt, owned);
+
+    Page dp = emptyDataPage(tdef_);
+    if (dataPageInsert(dp, row.data(), row.size()) < 0) throw FormatError("row larger than a page");
+    g.added.emplace_back(dataPage, dp);
+
+    // Pages with room for rows: the new one.
+    g.updates.emplace_back(mapRowOffset(freeRef_), inlineMap(dataPage, {dataPage}));
+    markUsedInGlobalMap(g);
+    std::uint8_t count[4];
+    put32(count, rowCount_ + 1);
+    g.updates.emplace_back(at(tdef_) + kTdefRowCount, Bytes(count, count + 4));
+
+    commit(g);
     last_ = dp;
     lastIsOurs_ = true;
     ++rowCount_;

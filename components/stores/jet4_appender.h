@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "components/stores/jet4_format.h"
 
@@ -31,10 +33,24 @@ public:
     std::uint32_t rowCount() const { return rowCount_; }
 
 private:
+    // What a new data page brings: the pages added at the end of the file and
+    // the changes made in place, written in that order.
+    struct Growth {
+        std::uint32_t next;                                    // first page past the added ones
+        std::vector<std::pair<std::uint32_t, Page>> added;     // new pages, in file order
+        std::vector<std::pair<std::uint64_t, Bytes>> updates;  // offset, bytes
+    };
+
     void readPage(std::uint32_t page, Page& out) const;
     void write(std::uint64_t offset, const std::uint8_t* data, std::size_t len) const;
     std::uint64_t mapRowOffset(std::uint32_t ref) const;
     void readMapRow(std::uint32_t ref, Bytes& out) const;
+
+    bool appendToLastPage(const Bytes& row);
+    std::uint32_t placeInInlineMap(Bytes& owned, Growth& g) const;
+    std::uint32_t placeInReferenceMap(Bytes& owned, Growth& g) const;
+    void markUsedInGlobalMap(Growth& g) const;
+    void commit(const Growth& g);
 
     int fd_;
     std::uint32_t tdef_;

@@ -200,23 +200,45 @@ std::size_t TableDef::longValueColumns() const {
                                                   [](const Column& c) { return c.longValue(); }));
 }
 
-Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
-    const Shape s = shapeOf(table);
-    if (values.size() != s.maxId)
-        throw std::invalid_argument("row of " + table.name + ": wrong value count");
-    Bytes row(2, 0);
-    put16(row.data(), s.maxId);
-    Bytes mask((s.maxId + 7) / 8, 0);
-    auto mark = [&](std::uint16_t id) {
-        mask[id / 8] |= static_cast<std::uint8_t>(1u << (id % 8));
-    };
+namespace {
 
+// A row's null mask: a set bit marks a column that holds a value (a Bool column
+// keeps its value there).
+struct NullMask {
+    Bytes bits;
+    void mark(std::uint16_t id) { bits[id / 8] |= static_cast<std::uint8_t>(1u << (id % 8)); }
+};
+
+// Writes a non-null fixed-size value at `at`.
+void putFixed(std::uint8_t* at, ColType type, const Value& v) {
+    switch (type) {
+        case ColType::Byte:
+            *at = static_cast<std::uint8_t>(v.i);
+            break;
+        case ColType::Int:
+            put16(at, static_cast<std::uint32_t>(v.i));
+            break;
+        case ColType::Long:
+            put32(at, static_cast<std::uint32_t>(v.i));
+            break;
+        case ColType::DateTime:
+            std::memcpy(at, &v.d, 8);
+            break;
+        default:
+            break;
+    }
+}
+
+// The fixed part of a row after its column count: each fixed column at its
+// offset, a null one as zeros; Bool columns live in the mask only.
+void appendFixedColumns(Bytes& row, const TableDef& table, const Shape& s,
+                        const std::vector<Value>& values, NullMask& mask) {
     std::size_t fixedEnd = 2;
     for (std::uint16_t id : s.fixed) {
         const Column& c = table.byNumber(id);
         const Value& v = values[id];
         if (c.type == ColType::Bool) {
-            if (v.kind == Value::Kind::Bool && v.i) mark(id);
+            if (v.kind == Value::Kind::Bool && v.i) mask.mark(id);
             continue;
         }
         const std::size_t at = 2 + s.fixedOffset[id];
@@ -224,60 +246,47 @@ Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
         if (row.size() < at + size) row.resize(at + size, 0);  // room even for nulls
         fixedEnd = std::max(fixedEnd, at + size);
         if (v.kind == Value::Kind::Null) continue;
-        mark(id);
-        switch (c.type) {
-            case ColType::Byte:
-                row[at] = static_cast<std::uint8_t>(v.i);
-                break;
-            case ColType::Int:
-                put16(&row[at], static_cast<std::uint32_t>(v.i));
-                break;
-            case ColType::Long:
-                put32(&row[at], static_cast<std::uint32_t>(v.i));
-                break;
-            case ColType::DateTime:
-                std::memcpy(&row[at], &v.d, 8);
-                break;
-            default:
-                break;
-        }
+        mask.mark(id);
+        putFixed(&row[at], c.type, v);
     }
     row.resize(fixedEnd);
-
-    if (!s.variable.empty()) {
-        std::vector<std::uint16_t> offsets;
-        for (std::uint16_t id : s.variable) {
-            offsets.push_back(static_cast<std::uint16_t>(row.size()));
-            const Column& c = table.byNumber(id);
-            const Value& v = values[id];
-            if (v.kind == Value::Kind::Null) continue;
-            if (c.longValue())
-                throw std::invalid_argument("long values are not written: " + c.name);
-            mark(id);
-            if (c.type == ColType::Text) {
-                append(row, encodeText(v.s, c.compressed));
-            } else {
-                row.insert(row.end(), v.s.begin(), v.s.end());
-            }
-        }
-        const std::size_t eod = row.size();
-        std::uint8_t b[2];
-        put16(b, static_cast<std::uint32_t>(eod));
-        row.insert(row.end(), b, b + 2);
-        for (std::size_t i = offsets.size(); i-- > 0;) {
-            put16(b, offsets[i]);
-            row.insert(row.end(), b, b + 2);
-        }
-        put16(b, static_cast<std::uint32_t>(offsets.size()));
-        row.insert(row.end(), b, b + 2);
-    }
-    append(row, mask);
-    if (row.size() > kMaxRowSize) throw std::length_error("row of " + table.name + " too long");
-    return row;
 }
 
-Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t rowCount) {
-    const Shape s = shapeOf(t);
+// The variable part of a row: the values in var-table order, then the offset
+// where they end, their start offsets last to first, and their count.
+void appendVariableColumns(Bytes& row, const TableDef& table, const Shape& s,
+                           const std::vector<Value>& values, NullMask& mask) {
+    if (s.variable.empty()) return;
+    std::vector<std::uint16_t> offsets;
+    for (std::uint16_t id : s.variable) {
+        offsets.push_back(static_cast<std::uint16_t>(row.size()));
+        const Column& c = table.byNumber(id);
+        const Value& v = values[id];
+        if (v.kind == Value::Kind::Null) continue;
+        if (c.longValue()) throw std::invalid_argument("long values are not written: " + c.name);
+        mask.mark(id);
+        if (c.type == ColType::Text) {
+            append(row, encodeText(v.s, c.compressed));
+        } else {
+            row.insert(row.end(), v.s.begin(), v.s.end());
+        }
+    }
+    const std::size_t eod = row.size();
+    std::uint8_t b[2];
+    put16(b, static_cast<std::uint32_t>(eod));
+    row.insert(row.end(), b, b + 2);
+    for (std::size_t i = offsets.size(); i-- > 0;) {
+        put16(b, offsets[i]);
+        row.insert(row.end(), b, b + 2);
+    }
+    put16(b, static_cast<std::uint32_t>(offsets.size()));
+    row.insert(row.end(), b, b + 2);
+}
+
+// The start of a table definition: its counts and where its usage maps are,
+// then one zeroed row block per index.
+Bytes tdefHeader(const TableDef& t, const Shape& s, const TableLayout& layout,
+                 std::uint32_t rowCount) {
     Bytes b(kTdefHeader, 0);
     b[0] = kPageTableDef;
     b[1] = 0x01;
@@ -290,13 +299,14 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
     put16(&b[45], static_cast<std::uint32_t>(t.columns.size()));
     put32(&b[47], static_cast<std::uint32_t>(t.indexes.size()));
     put32(&b[51], static_cast<std::uint32_t>(t.indexes.size()));
-    b[kTdefOwnedMap] = static_cast<std::uint8_t>(layout.ownedMap & 0xFF);
-    put24(&b[kTdefOwnedMap + 1], layout.ownedMap >> 8);
-    b[kTdefFreeMap] = static_cast<std::uint8_t>(layout.freeMap & 0xFF);
-    put24(&b[kTdefFreeMap + 1], layout.freeMap >> 8);
-
+    put32(&b[kTdefOwnedMap], layout.ownedMap);  // a map reference: row byte, then 3-byte page
+    put32(&b[kTdefFreeMap], layout.freeMap);
     b.resize(b.size() + kIndexRowBlock * t.indexes.size(), 0);
+    return b;
+}
 
+// One column block per column, in stored order, then the column names.
+void appendColumns(Bytes& b, const TableDef& t, const Shape& s) {
     for (const Column& c : t.columns) {
         std::uint8_t d[kColumnBlock] = {};
         d[0] = static_cast<std::uint8_t>(c.type);
@@ -316,7 +326,11 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
         b.insert(b.end(), d, d + kColumnBlock);
     }
     for (const Column& c : t.columns) appendName(b, c.name);
+}
 
+// Per index: a data block (its columns, usage map and root page), then an info
+// block each (its number, whether it is the primary key), then the names.
+void appendIndexes(Bytes& b, const TableDef& t, const TableLayout& layout) {
     for (std::size_t i = 0; i < t.indexes.size(); ++i) {
         const Index& ix = t.indexes[i];
         std::uint8_t d[kIndexDataBlock] = {};
@@ -329,8 +343,7 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
                 put16(&d[4 + 3 * k], 0xFFFF);
             }
         }
-        d[34] = static_cast<std::uint8_t>(layout.indexMaps.at(i) & 0xFF);
-        put24(&d[35], layout.indexMaps.at(i) >> 8);
+        put32(&d[34], layout.indexMaps.at(i));
         put32(&d[38], layout.indexRoots.at(i));
         d[46] = ix.flags;
         b.insert(b.end(), d, d + kIndexDataBlock);
@@ -345,26 +358,47 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
         b.insert(b.end(), d, d + kIndexInfoBlock);
     }
     for (const Index& ix : t.indexes) appendName(b, ix.name);
+}
 
+// The owned and free usage maps of each long-value column, in column id order,
+// then the end mark.
+void appendLongValueMaps(Bytes& b, const TableDef& t, const Shape& s, const TableLayout& layout) {
     std::size_t lv = 0;
-    for (std::uint16_t id = 0; id < s.maxId; ++id) {
-        const Column* c = nullptr;
-        for (const auto& col : t.columns)
-            if (col.number == id) c = &col;
-        if (!c || !c->longValue()) continue;
+    for (std::uint16_t id : s.variable) {  // long values come last, by id
+        if (!t.byNumber(id).longValue()) continue;
         std::uint8_t d[10];
         put16(&d[0], id);
-        const std::uint32_t owned = layout.lvMaps.at(2 * lv), free = layout.lvMaps.at(2 * lv + 1);
-        d[2] = static_cast<std::uint8_t>(owned & 0xFF);
-        put24(&d[3], owned >> 8);
-        d[6] = static_cast<std::uint8_t>(free & 0xFF);
-        put24(&d[7], free >> 8);
+        put32(&d[2], layout.lvMaps.at(2 * lv));
+        put32(&d[6], layout.lvMaps.at(2 * lv + 1));
         b.insert(b.end(), d, d + 10);
         ++lv;
     }
     b.push_back(0xFF);
     b.push_back(0xFF);
+}
 
+}  // namespace
+
+Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
+    const Shape s = shapeOf(table);
+    if (values.size() != s.maxId)
+        throw std::invalid_argument("row of " + table.name + ": wrong value count");
+    Bytes row(2, 0);
+    put16(row.data(), s.maxId);
+    NullMask mask{Bytes((s.maxId + 7) / 8, 0)};
+    appendFixedColumns(row, table, s, values, mask);
+    appendVariableColumns(row, table, s, values, mask);
+    append(row, mask.bits);
+    if (row.size() > kMaxRowSize) throw std::length_error("row of " + table.name + " too long");
+    return row;
+}
+
+Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t rowCount) {
+    const Shape s = shapeOf(t);
+    Bytes b = tdefHeader(t, s, layout, rowCount);
+    appendColumns(b, t, s);
+    appendIndexes(b, t, layout);
+    appendLongValueMaps(b, t, s, layout);
     if (b.size() > kPageSize)
         throw std::length_error("definition of " + t.name + " exceeds a page");
     put32(&b[8], static_cast<std::uint32_t>(b.size()));
