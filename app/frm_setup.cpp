@@ -117,7 +117,11 @@ void FrmSetup::buildSettings() {
                                    rowTop(5 + i) + 45, kDescriptionWidth, 255);
         lblComPort[i] = description;
     }
-    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), 1230, 3420, 1200, 495);
+    // The serial devices of this computer, each with the number that opens it.
+    cboDevices = place(add<ComboBox>(fraSettings, "cboDevices"), kCaptionLeft, rowTop(7),
+                       kBoxLeft + kBoxWidth - kCaptionLeft, kSettingHeight);
+    cboDevices->ToolTipText = "The serial devices on this computer, and the number of each";
+    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), 1230, 3660, 1200, 375);
     cmdDefault->Picture = "setup_default.png";
     cmdDefault->ToolTipText = "Put the settings back to their defaults";
 }

@@ -44,4 +44,15 @@ std::unique_ptr<SoundOutput> Program::makeSound() const {
     return parts_.makeSound ? parts_.makeSound() : makeNullSoundOutput();
 }
 
+void showLineState(Program& p) {
+    if (!p.FrmMain) return;
+    std::string title = "Tarvoline";
+    for (const SerialPort* port : {&p.mscComControl1, &p.mscComControl2}) {
+        if (!port->PortOpen() || !port->EverLost()) continue;
+        title += std::string(" - ") + (port == &p.mscComControl1 ? "Port 1" : "Port 2") +
+                 (port->LineLost() ? " lost (" : " is back (") + port->device()->deviceName() + ")";
+    }
+    p.FrmMain->Caption = title;
+}
+
 }  // namespace tvl

@@ -5,6 +5,7 @@
 #include "app/program.h"
 #include "convert/conversion.h"
 #include "display/traffic_panes.h"
+#include "line/line_loss.h"
 #include "line/port_events.h"
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
@@ -35,6 +36,10 @@ void bindMonitor(FrmMain& f, Program& p) {
     f.bind("mnuStartStop_Click", f.mnuStartStop->Click, [&p] { mnuStartStop_Click(p); });
     f.bind("mscComControl1_OnComm", p.mscComControl1.OnComm, [&p] { mscComControl1_OnComm(p); });
     f.bind("mscComControl2_OnComm", p.mscComControl2.OnComm, [&p] { mscComControl2_OnComm(p); });
+    p.mscComControl1.OnLineLost = [&p] { mscComControl_LineLost(p, 0); };
+    p.mscComControl2.OnLineLost = [&p] { mscComControl_LineLost(p, 1); };
+    p.mscComControl1.OnLineBack = [&p] { mscComControl_LineBack(p, 0); };
+    p.mscComControl2.OnLineBack = [&p] { mscComControl_LineBack(p, 1); };
     f.handle("Form_Load", [&p](const auto&) { FrmMain_Form_Load(p); });
 }
 

@@ -24,6 +24,8 @@ public:
     std::unique_ptr<SerialDevice> open(int number, const LineSettings& line, bool dtr, bool rts,
                                        DeviceEvents events) override;
     std::string describe(int number) const override;
+    Presence presence(int number) const override;
+    std::vector<std::string> present() const override;
 
     // The device node of a number, or "" for a virtual port or a number of no device.
     std::string devicePath(int number) const;
