@@ -117,11 +117,13 @@ void FrmSetup::buildSettings() {
                                    rowTop(5 + i) + 45, kDescriptionWidth, 255);
         lblComPort[i] = description;
     }
-    // The serial devices of this computer, each with the number that opens it.
-    cboDevices = place(add<ComboBox>(fraSettings, "cboDevices"), kCaptionLeft, rowTop(7),
-                       kBoxLeft + kBoxWidth - kCaptionLeft, kSettingHeight);
+    // At the foot: the serial devices of this computer, each with the number
+    // that opens it, and Default.
+    cboDevices = place(add<ComboBox>(fraSettings, "cboDevices"), kCaptionLeft, rowTop(7) + 90,
+                       kBoxLeft + kBoxWidth - 1200 - 180 - kCaptionLeft, kSettingHeight);
     cboDevices->ToolTipText = "The serial devices on this computer, and the number of each";
-    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), 1230, 3660, 1200, 375);
+    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), kBoxLeft + kBoxWidth - 1200,
+                       rowTop(7), 1200, 495);
     cmdDefault->Picture = "setup_default.png";
     cmdDefault->ToolTipText = "Put the settings back to their defaults";
 }

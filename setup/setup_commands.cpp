@@ -66,8 +66,8 @@ void showRefusal(FrmSetup& f, int box, const std::string& reason) {
 void listDevices(Program& p) {
     ComboBox& list = *p.frmSetup->cboDevices;
     list.List = p.mscComControl1.presentDevices();
-    list.Text = list.List.empty() ? "No serial device found on this computer"
-                                  : "Serial devices here: " + std::to_string(list.List.size());
+    list.Text = list.List.empty() ? "No serial device"
+                                  : "Serial devices: " + std::to_string(list.List.size());
 }
 
 void bindSetupForm(Program& p) {

@@ -51,8 +51,8 @@ Presence SystemDevices::presence(int number) const {
 
 std::vector<std::string> SystemDevices::present() const {
     std::vector<std::string> lines;
-    for (const auto& device : serialDevices()) {
-        std::string line = std::to_string(device.number) + " = " + devicePath(device.number);
+    for (const auto& device : serialDevices(sysClassTty_, byId_)) {
+        std::string line = std::to_string(device.number) + " = /dev/" + device.node;
         if (!device.product.empty()) line += " (" + device.product + ")";
         lines.push_back(line);
     }
