@@ -39,7 +39,7 @@ TEST(DeviceList, NamesEachSerialDeviceWithItsNumberAndProduct) {
     fs::create_symlink(tree / "dev/ttyACM1", tree / "by-id/usb-Arduino_Uno_75830-if00");
     fs::create_directories(tree / "class/tty0");
 
-    UiQueue ui;
+    HeadlessLoop ui;
     SystemDevices devices(ui.poster());
     devices.listDevicesFrom(tree / "class", tree / "by-id");
     EXPECT_EQ(devices.present(),
@@ -52,7 +52,7 @@ TEST(DevicePresence, PresentBusyAndMissingWithoutOpeningTheDevice) {
     PtyPair pty;
     const std::string node = folder / "ttyS4";  // port number 5
     ASSERT_EQ(::symlink(pty.terminal().c_str(), node.c_str()), 0);
-    UiQueue ui;
+    HeadlessLoop ui;
     SystemDevices devices(ui.poster(), folder.path(), folder / "virtual");
     EXPECT_EQ(devices.presence(5), Presence::Present);
     EXPECT_EQ(devices.presence(6), Presence::Missing);
@@ -82,7 +82,7 @@ TEST(DeviceClose, PutsBackTheLineSettingsItFound) {
         return t;
     };
     const termios found = settingsOfTerminal();
-    UiQueue ui;
+    HeadlessLoop ui;
     SystemDevices devices(ui.poster(), folder.path(), folder / "virtual");
     SerialPort port(devices);
     port.setCommPort(5);
