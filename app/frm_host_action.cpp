@@ -35,9 +35,9 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
             lblTitle[titleIndex[b][t]] = addLabel(*this, frame, "lblTitle", titleIndex[b][t],
                                                   titles[t], left, top, 1215, 255);
         }
-        for (int r = 0; r < 5; ++r) {
+        for (int r = 0; r < kConversionRows; ++r) {
             const float top = 720 + 360.0f * r;
-            const int present = 10 * b + r, converted = 10 * b + 5 + r;
+            const int present = presentBox(b, r), converted = convertedBox(b, r);
             txtValue[present] =
                 place(add<TextBox>(frame, "txtValue", present), 360, top, 1215, 285);
             txtValue[converted] =

@@ -220,7 +220,8 @@ TEST(QtView, TypingGoesThroughTheModelWhichDoesTheEditing) {
     QTest::keyClick(pane, Qt::Key_Delete);  // no editing of the widget's own
     EXPECT_EQ(model.Text(), "A\r");
     EXPECT_EQ(keys, (std::vector<int>{'A', 'x', 'B', 8, 13}));
-    QTest::qWait(40);  // pane text comes at its own pace
+    // Pane text comes at its own pace.
+    QTest::qWaitFor([&] { return pane->toPlainText() == QStringLiteral("A\n"); }, 2000);
     EXPECT_EQ(pane->toPlainText(), QStringLiteral("A\n"));
     // A read-only pane takes no key and changes nothing.
     auto* receive = w.widget<QPlainTextEdit>("txtCommunication(1)");

@@ -108,7 +108,6 @@ class PaneWidget : public QPlainTextEdit, public ControlView {
 public:
     PaneWidget(TextBox& model, FormView& view, QWidget* parent);
     void sync(bool panes) override;
-    std::uint64_t shownRevision() const { return revision_; }
 
 protected:
     void keyPressEvent(QKeyEvent*) override;
