@@ -32,8 +32,9 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
         for (int t = 0; t < 4; ++t) {
             const float left = (t % 2 == 0) ? 360 : 1800;
             const float top = t < 2 ? 480 : 2640;
+            const float width = (t % 2 == 0) ? 1440 : 1560;  // the column and the gap beside it
             lblTitle[titleIndex[b][t]] = addLabel(*this, frame, "lblTitle", titleIndex[b][t],
-                                                  titles[t], left, top, 1215, 255);
+                                                  titles[t], left, top, width, 255);
         }
         for (int r = 0; r < kConversionRows; ++r) {
             const float top = 720 + 360.0f * r;

@@ -51,15 +51,14 @@ bool finalWrite(Program& program) {
     const FrmMain& f = *program.FrmMain;
     const std::string& pane1 = f.txtCommunication[1]->Text();
     const std::string& pane3 = f.txtCommunication[3]->Text();
-    switch (program.state.MonitorChoice) {
+    switch (const int choice = program.state.MonitorChoice) {
         case 0:
-            if (pane1.empty()) return false;
-            store->PortText1 = pane1;
+        case 1: {
+            const std::string& text = f.txtCommunication[monitoredPane(choice)]->Text();
+            if (text.empty()) return false;
+            (choice == 0 ? store->PortText1 : store->PortText2) = text;
             break;
-        case 1:
-            if (pane3.empty()) return false;
-            store->PortText2 = pane3;
-            break;
+        }
         case 2:
             store->PortText1 = pane1.empty() ? " " : pane1;
             store->PortText2 = pane3.empty() ? " " : pane3;
