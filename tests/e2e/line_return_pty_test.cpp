@@ -84,7 +84,10 @@ TEST(LineReturnOverPseudoTerminals, BytesThatReachedALineArriveOnceAndInOrder) {
     writeAll(run.device->master(), before);
     ASSERT_TRUE(until([&] { return atClient.size() == before.size(); }));
 
-    run.device->closeMaster();  // unplugged
+    // Unplugged: the node goes (so that no other terminal given its number
+    // meanwhile is taken for it), and the line hangs up.
+    ::unlink((run.dev() + "/ttyS4").c_str());
+    run.device->closeMaster();
     ASSERT_TRUE(until([&] { return port1.LineLost(); }));
     ASSERT_EQ(run.platform.messages.size(), 1u);
     EXPECT_NE(run.platform.messages[0].find("Port 1 has lost its line: " + run.dev() + "/ttyS4"),
