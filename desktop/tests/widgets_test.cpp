@@ -259,7 +259,7 @@ TEST(QtView, SetupAnswersEnterEscAndItsCloseBoxAndItsBoxesEditAsOnTheDesktop) {
     QTest::keyClicks(port, "9");
     QTest::keyClick(port, Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ(number.Text(), "97701");
-    EXPECT_EQ(p.frmSetup->lblComPort[0]->Caption, p.mscComControl1.describe(97701));
+    EXPECT_EQ(p.frmSetup->lblComPort[0]->Caption, p.mscComControl1.describe(97701) + " (present)");
 
     // Enter presses OK, the default button, and adds no line break.
     QTest::keyClick(port, Qt::Key_Return);
