@@ -122,7 +122,14 @@ void FrmSetup::buildSettings() {
                   rowTop(5 + i) + kDescriptionGap, kSettingsWidth - 2 * kCaptionLeft, 255);
         lblComPort[i] = description;
     }
-    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), 1230, 3600, 1200, 495);
+    // At the foot: the serial devices of this computer, each with the number
+    // that opens it, and Default.
+    const float foot = 3600;
+    cboDevices = place(add<ComboBox>(fraSettings, "cboDevices"), kCaptionLeft, foot + 90,
+                       kBoxLeft + kBoxWidth - 1200 - 180 - kCaptionLeft, kSettingHeight);
+    cboDevices->ToolTipText = "The serial devices on this computer, and the number of each";
+    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), kBoxLeft + kBoxWidth - 1200,
+                       foot, 1200, 495);
     cmdDefault->Picture = "setup_default.png";
     cmdDefault->ToolTipText = "Put the settings back to their defaults";
 }

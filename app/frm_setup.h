@@ -32,7 +32,8 @@ public:
     ComboBox* cboStopBits;
     ComboBox* cboFlowControl;
     std::array<TextBox*, 2> txtComPort;  // 0 Port 1, 1 Port 2
-    std::array<Label*, 2> lblComPort;    // what each number resolves to
+    std::array<Label*, 2> lblComPort;    // what each number resolves to, and whether it is there
+    ComboBox* cboDevices;                // the serial devices present, with their numbers
     CommandButton* cmdDefault;
 
     CommandButton* cmdOK;

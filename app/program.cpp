@@ -44,4 +44,15 @@ std::unique_ptr<SoundOutput> Program::makeSound() const {
     return parts_.makeSound ? parts_.makeSound() : makeNullSoundOutput();
 }
 
+void showLineState(Program& program) {
+    if (!program.FrmMain) return;
+    std::string title = "Tarvoline";
+    for (const SerialPort* port : {&program.mscComControl1, &program.mscComControl2}) {
+        if (!port->PortOpen() || !port->EverLost()) continue;
+        title += std::string(" - ") + (port == &program.mscComControl1 ? "Port 1" : "Port 2") +
+                 (port->LineLost() ? " lost (" : " is back (") + port->device()->deviceName() + ")";
+    }
+    program.FrmMain->Caption = title;
+}
+
 }  // namespace tvl

@@ -86,4 +86,8 @@ private:
 // Entry point: shows the splash.
 void Main(Program& program);
 
+// The main window's title tells which port lost its line, or has it back,
+// since the ports were opened: "Tarvoline - Port 2 lost (/dev/ttyUSB1)".
+void showLineState(Program& program);
+
 }  // namespace tvl

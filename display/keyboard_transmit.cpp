@@ -16,6 +16,7 @@ void txtCommunication_KeyPress(Program& program, int Index, int& KeyAscii) {
     const int p = Index == 0 ? 0 : 1;
     const char k = static_cast<char>(KeyAscii);
     SerialPort& out = p == 0 ? program.mscComControl2 : program.mscComControl1;
+    if (!out.LineUp()) return;  // a key that reaches no line is not counted
     FrmMain& f = *program.FrmMain;
     out.Output(std::string_view(&k, 1));
     setCaption(*f.fraTxRx[p == 0 ? 0 : 2], "Transmit: ", ++s.TransmitCount[p]);

@@ -3,6 +3,7 @@
 #include "app/frm_main.h"
 #include "app/program.h"
 #include "components/serial/serial_port.h"
+#include "line/line_loss.h"
 
 namespace tvl {
 
@@ -12,6 +13,16 @@ namespace {
 void setLamp(FrmMain& f, int q, Signal signal, bool on) {
     f.imgStatus[lampIndex(q, signal, true)]->Visible = on;
     f.imgStatus[lampIndex(q, signal, false)]->Visible = !on;
+}
+
+// Drives an output line; a device that refuses says so.
+template <class Drive>
+void driveLine(Program& program, Drive drive) {
+    try {
+        drive();
+    } catch (const SerialError& refusal) {
+        reportLineRefused(program, refusal);
+    }
 }
 
 void onComm(Program& program, int q) {
@@ -45,14 +56,14 @@ void onComm(Program& program, int q) {
     switch (event) {
         case comEvCTS: {
             const bool on = status & MS_CTS_ON;
-            other.setRTSEnable(on);
+            driveLine(program, [&] { other.setRTSEnable(on); });
             setLamp(f, o, CTS, on);
             setLamp(f, q, RTS, on);
             break;
         }
         case comEvDSR: {
             const bool on = status & MS_DSR_ON;
-            other.setDTREnable(on);
+            driveLine(program, [&] { other.setDTREnable(on); });
             setLamp(f, o, DSR, on);
             setLamp(f, q, CD, on);
             setLamp(f, q, DTR, on);
@@ -75,10 +86,7 @@ void chkUARTControl_Click(Program& program, int Index) {
     if (Index < 0 || Index > 3) return;
     const bool on = program.FrmMain->chkUARTControl[Index]->Value != 0;
     SerialPort& port = Index < 2 ? program.mscComControl1 : program.mscComControl2;
-    if (Index % 2 == 0)
-        port.setDTREnable(on);
-    else
-        port.setRTSEnable(on);
+    driveLine(program, [&] { Index % 2 == 0 ? port.setDTREnable(on) : port.setRTSEnable(on); });
 }
 
 }  // namespace tvl

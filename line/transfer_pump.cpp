@@ -40,7 +40,10 @@ struct Direction {
         setCaption(rawFrame, "Transmit: ", ++s().TransmitCount[p]);
         rawPane.append(c);
     }
+    // Host mode: a byte for a port whose line is lost, or that is not open,
+    // reaches no device, so it is neither shown nor counted as received.
     void deliveryStep(char c) {
+        if (!to.LineUp()) return;
         setCaption(deliveryFrame, "Receive:  ", ++s().ReceiveCount[p]);
         deliveryPane.append(c);
     }

@@ -40,15 +40,35 @@ std::uint8_t indexOfOn(const std::array<OptionButton*, N>& group) {
     return 0;
 }
 
-// What port box i's number resolves to, under the box.
+// What port box i's number resolves to, beside the box, and whether that
+// device is there for this program.
 void describePort(Program& program, int i) {
+    static const char* const kPresence[] = {"present", "busy", "not permitted", "missing"};
     FrmSetup& f = *program.frmSetup;
     const SerialPort& port = i == 0 ? program.mscComControl1 : program.mscComControl2;
     const std::optional<int> n = portNumberOf(f.txtComPort[i]->Text());
-    f.lblComPort[i]->Caption = !n       ? "not a port number"
-                               : *n < 1 ? "no port has this number"
-                                        : port.describe(*n);
+    f.lblComPort[i]->Caption =
+        !n       ? "not a port number"
+        : *n < 1 ? "no port has this number"
+                 : port.describe(*n) + " (" + kPresence[static_cast<int>(port.presence(*n))] + ")";
     f.lblComPort[i]->ToolTipText = f.lblComPort[i]->Caption;
+}
+
+// After a refused OK: the reason the system gave, beside the box it concerns
+// (both, for the line settings).
+void showRefusal(FrmSetup& f, int box, const std::string& reason) {
+    for (int i = 0; i < 2; ++i) {
+        if (box >= 0 && box != i) continue;
+        f.lblComPort[i]->Caption = reason;
+        f.lblComPort[i]->ToolTipText = reason;
+    }
+}
+
+void listDevices(Program& program) {
+    ComboBox& list = *program.frmSetup->cboDevices;
+    list.List = program.mscComControl1.presentDevices();
+    list.Text = list.List.empty() ? "No serial device"
+                                  : "Serial devices: " + std::to_string(list.List.size());
 }
 
 void bindSetupForm(Program& program) {
@@ -74,6 +94,7 @@ void showSetup(Program& program) {
         bindSetupForm(program);
         frmSetup_Form_Load(program);
     }
+    listDevices(program);
     program.frmSetup->Visible = true;
     program.platform.formShown(*program.frmSetup);
 }
@@ -160,8 +181,9 @@ bool prepareStore(Program& program) {
 }
 
 // Steps 6 to 13 of OK: release what the last OK left open, set both ports up
-// and open those of MonitorChoice. Every refusal of the component throws.
-void openPorts(Program& program, const FrmSetup& d) {
+// and open those of MonitorChoice. Every refusal of the component throws;
+// `box` tells which port box it concerns (-1: both).
+void openPorts(Program& program, const FrmSetup& d, int& box) {
     SharedState& s = program.state;
     SerialPort& port1 = program.mscComControl1;
     SerialPort& port2 = program.mscComControl2;
@@ -181,14 +203,18 @@ void openPorts(Program& program, const FrmSetup& d) {
     const int handshaking = handshakingOf(d.cboFlowControl->Text);
     port1.setHandshaking(handshaking);
     port2.setHandshaking(handshaking);
+    box = 0;
     port1.setCommPort(portNumberFrom(*d.txtComPort[0]));
+    box = 1;
     port2.setCommPort(portNumberFrom(*d.txtComPort[1]));
 
     if (s.MonitorChoice == 0 || s.MonitorChoice == 2) {
+        box = 0;
         port1.setPortOpen(true);
         s.CommHandle[0] = port1.CommID();
     }
     if (s.MonitorChoice == 1 || s.MonitorChoice == 2) {
+        box = 1;
         port2.setPortOpen(true);
         s.CommHandle[1] = port2.CommID();
     }
@@ -290,14 +316,18 @@ void frmSetup_cmdOK_Click(Program& program) {
     s.SavingMode = indexOfOn(d.optSaving);
     if (s.SavingMode != 0 && !prepareStore(program)) return;
 
+    int box = -1;
     try {
-        openPorts(program, d);
-    } catch (const std::exception&) {
+        openPorts(program, d, box);
+    } catch (const std::exception& refusal) {
+        showRefusal(d, box, refusal.what());
+        showLineState(program);
         program.platform.MsgBox(kPortFailure, "Tarvoline", vbOKOnly | vbMsgBoxHelpButton, kHelpFile,
                                 kPortFailureContext);
         return;
     }
 
+    showLineState(program);
     m.txtCommunication[0]->Enabled = false;
     m.txtCommunication[2]->Enabled = false;
     d.Visible = false;

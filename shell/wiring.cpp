@@ -5,6 +5,7 @@
 #include "app/program.h"
 #include "convert/conversion.h"
 #include "display/traffic_panes.h"
+#include "line/line_loss.h"
 #include "line/port_events.h"
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
@@ -38,6 +39,10 @@ void bindMonitor(FrmMain& f, Program& program) {
            [&program] { mscComControl1_OnComm(program); });
     f.bind("mscComControl2_OnComm", program.mscComControl2.OnComm,
            [&program] { mscComControl2_OnComm(program); });
+    program.mscComControl1.OnLineLost = [&program] { mscComControl_LineLost(program, 0); };
+    program.mscComControl2.OnLineLost = [&program] { mscComControl_LineLost(program, 1); };
+    program.mscComControl1.OnLineBack = [&program] { mscComControl_LineBack(program, 0); };
+    program.mscComControl2.OnLineBack = [&program] { mscComControl_LineBack(program, 1); };
     f.handle("Form_Load", [&program](const auto&) { FrmMain_Form_Load(program); });
 }
 

@@ -1,5 +1,9 @@
 #include "components/serial/device_rule.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "components/serial/device_list.h"
 #include "components/serial/posix_device.h"
 #include "components/serial/virtual_port.h"
 
@@ -31,6 +35,28 @@ std::string SystemDevices::describe(int number) const {
     if (isVirtual(number)) return "virtual port: " + virtualPortPath(virtualFolder_, number);
     const std::string path = devicePath(number);
     return path.empty() ? namesNoDevice(number) : path;
+}
+
+Presence SystemDevices::presence(int number) const {
+    // A virtual port is made at opening; another instance holds its lock file.
+    if (isVirtual(number))
+        return heldElsewhere(virtualPortPath(virtualFolder_, number) + ".lock") ? Presence::Busy
+                                                                                : Presence::Present;
+    const std::string path = devicePath(number);
+    struct stat st {};
+    if (path.empty() || stat(path.c_str(), &st) != 0) return Presence::Missing;
+    if (access(path.c_str(), R_OK | W_OK) != 0) return Presence::NotPermitted;
+    return heldElsewhere(path) ? Presence::Busy : Presence::Present;
+}
+
+std::vector<std::string> SystemDevices::present() const {
+    std::vector<std::string> lines;
+    for (const auto& device : serialDevices(sysClassTty_, byId_)) {
+        std::string line = std::to_string(device.number) + " = /dev/" + device.node;
+        if (!device.product.empty()) line += " (" + device.product + ")";
+        lines.push_back(line);
+    }
+    return lines;
 }
 
 std::unique_ptr<SerialDevice> SystemDevices::open(int number, const LineSettings& line, bool dtr,

@@ -24,6 +24,8 @@ public:
     std::unique_ptr<SerialDevice> open(int number, const LineSettings& line, bool dtr, bool rts,
                                        DeviceEvents events) override;
     std::string describe(int number) const override;
+    Presence presence(int number) const override;
+    std::vector<std::string> present() const override;
 
     // The device node of a number, or "" for a virtual port or a number of no device.
     std::string devicePath(int number) const;
@@ -31,10 +33,19 @@ public:
 
     const std::string& virtualFolder() const { return virtualFolder_; }
 
+    // Where present() looks for devices: /sys/class/tty and /dev/serial/by-id
+    // unless given (a made-up tree for tests and screenshots).
+    void listDevicesFrom(std::string sysClassTty, std::string byId) {
+        sysClassTty_ = std::move(sysClassTty);
+        byId_ = std::move(byId);
+    }
+
 private:
     Poster poster_;
     std::string deviceFolder_;
     std::string virtualFolder_;
+    std::string sysClassTty_ = "/sys/class/tty";
+    std::string byId_ = "/dev/serial/by-id";
 };
 
 }  // namespace tvl

@@ -41,21 +41,51 @@ timespec timeUntil(Clock::time_point when) {
     return timespec{static_cast<time_t>(ns / 1'000'000'000), static_cast<long>(ns % 1'000'000'000)};
 }
 
-[[noreturn]] void refuseOpen(const std::string& path, int error) {
+// Opens a device node for this program alone: its fd, or -errno.
+int openExclusive(const std::string& path) {
+    const int fd = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) return -errno;
+    // flock holds against every other opener, also one with the rights to pass TIOCEXCL.
+    int error = flock(fd, LOCK_EX | LOCK_NB) != 0 ? errno : 0;
+    if (!error && ioctl(fd, TIOCEXCL) != 0) error = ENOTTY;
+    if (!error) return fd;
+    ::close(fd);
+    return -error;
+}
+
+std::string refusal(const std::string& path, int error) {
     switch (error) {
         case ENOENT:
         case ENXIO:
         case ENODEV:
-            throw SerialError(path + ": no such device");
+            return path + ": no such device";
         case EBUSY:
         case EWOULDBLOCK:
-            throw SerialError(path + " is used by another program");
+            return path + " is used by another program";
         case EACCES:
         case EPERM:
-            throw SerialError(path + ": permission denied (the user may need to be in the " +
-                              "dialout group)");
+            return path + ": permission denied (the user may need to be in the dialout group)";
+        case ENOTTY:
+            return path + " is not a serial line";
         default:
-            throw SerialError(path + ": " + std::strerror(error));
+            return path + ": " + std::strerror(error);
+    }
+}
+
+// A device that is not there yet: opening its path again later may work.
+bool notBackYet(int error) { return vanished(error) || error == ENOENT; }
+
+std::string lossReason(int error) {
+    switch (error) {
+        case 0:
+            return "the line hung up";
+        case EIO:
+            return "input/output error (unplugged or reset)";
+        case ENXIO:
+        case ENODEV:
+            return "the device was removed";
+        default:
+            return std::strerror(error);
     }
 }
 }  // namespace
@@ -78,20 +108,13 @@ PosixDevice::PosixDevice(int fd, std::string name, DeviceEvents events, Poster p
 std::unique_ptr<PosixDevice> PosixDevice::open(const std::string& path, const LineSettings& line,
                                                bool dtr, bool rts, DeviceEvents events,
                                                Poster poster, std::string name) {
-    const int fd = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0) refuseOpen(path, errno);
-    // flock holds against every other opener, also one with the rights to pass TIOCEXCL.
-    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
-        const int error = errno;
-        ::close(fd);
-        refuseOpen(path, error);
-    }
-    if (ioctl(fd, TIOCEXCL) != 0) {
-        ::close(fd);
-        throw SerialError(path + " is not a serial line");
-    }
-    return adopt(fd, name.empty() ? path : std::move(name), line, dtr, rts, std::move(events),
-                 std::move(poster));
+    const int fd = openExclusive(path);
+    if (fd < 0) throw SerialError(refusal(path, -fd));
+    std::unique_ptr<PosixDevice> device(new PosixDevice(fd, name.empty() ? path : std::move(name),
+                                                        std::move(events), std::move(poster)));
+    device->path_ = path;
+    device->start(line, dtr, rts);  // the destructor closes the fd if this throws
+    return device;
 }
 
 std::unique_ptr<PosixDevice> PosixDevice::adopt(int fd, std::string name, const LineSettings& line,
@@ -107,6 +130,8 @@ void PosixDevice::start(const LineSettings& line, bool dtr, bool rts) {
     const int flags = fcntl(fd_, F_GETFL);
     if (flags < 0 || fcntl(fd_, F_SETFL, flags | O_NONBLOCK) != 0)
         throw SerialError(name_ + ": " + std::strerror(errno));
+    line_ = line;
+    found_ = saveLine(fd_);
     applyLine(fd_, line, isPseudoTerminal(fd_), name_);
 
     int bits = 0;
@@ -128,6 +153,10 @@ PosixDevice::~PosixDevice() {
         thread_.join();
     }
     if (wake_ >= 0) ::close(wake_);
+    if (!hungUp_) {
+        restoreLine(fd_, found_);
+        ioctl(fd_, TIOCNXCL);  // others may open it again, also while another holder stays
+    }
     ::close(fd_);
 }
 
@@ -167,12 +196,24 @@ void PosixDevice::write(std::string_view bytes) {
     if (wasEmpty) wake();
 }
 
+// A pseudo-terminal has no modem lines, and a lost line takes the level when
+// it comes back; a line that vanishes meanwhile is reported by the line thread.
 void PosixDevice::setLine(int bit, bool on) {
-    ioctl(fd_, on ? TIOCMBIS : TIOCMBIC, &bit);  // a pseudo-terminal has no modem lines
+    if (hungUp_ || !modemLines_ || ioctl(fd_, on ? TIOCMBIS : TIOCMBIC, &bit) == 0) return;
+    if (vanished(errno)) return;
+    throw SerialError(name_ + " refuses to turn " + (bit == TIOCM_DTR ? "DTR" : "RTS") +
+                      (on ? " on: " : " off: ") + std::strerror(errno));
 }
 
-void PosixDevice::setDTR(bool on) { setLine(TIOCM_DTR, on); }
-void PosixDevice::setRTS(bool on) { setLine(TIOCM_RTS, on); }
+void PosixDevice::setDTR(bool on) {
+    dtr_ = on;
+    setLine(TIOCM_DTR, on);
+}
+
+void PosixDevice::setRTS(bool on) {
+    rts_ = on;
+    setLine(TIOCM_RTS, on);
+}
 
 void PosixDevice::wake() {
     const std::uint64_t one = 1;
@@ -221,10 +262,7 @@ void PosixDevice::run() {
                 readAvailable(fds[1].revents);
             if (!hungUp_ && (fds[1].revents & POLLOUT)) writeQueued();
         } else if (Clock::now() >= nextRetry) {
-            // A line that is back shows no hang-up any more.
-            pollfd probe{fd_, POLLIN, 0};
-            if (::poll(&probe, 1, 0) >= 0 && !(probe.revents & (POLLHUP | POLLERR | POLLNVAL)))
-                hungUp_ = false;
+            comeBack();
             nextRetry = Clock::now() + kHungRetry;
         }
         if (modemLines_ && Clock::now() >= nextModem) {
@@ -251,13 +289,13 @@ void PosixDevice::readAvailable(short revents) {
             continue;
         }
         if (n == 0) {  // end of file: the other end hung up
-            hangUp();
+            hangUp(0);
         } else if (errno == EINTR) {
             continue;
         } else if (errno == EAGAIN) {
-            if (revents & (POLLHUP | POLLERR | POLLNVAL)) hangUp();
+            if (revents & (POLLHUP | POLLERR | POLLNVAL)) hangUp(0);
         } else {
-            hangUp();  // EIO, ENXIO, ENODEV and anything unexpected alike
+            hangUp(errno);  // EIO, ENXIO, ENODEV and anything unexpected alike
         }
         break;
     }
@@ -265,6 +303,12 @@ void PosixDevice::readAvailable(short revents) {
     poster_([shared = shared_] {
         shared->readablePending = false;
         if (shared->alive && shared->events.readable) shared->events.readable();
+    });
+}
+
+void PosixDevice::post(std::function<void(const DeviceEvents&)> event) {
+    poster_([shared = shared_, event = std::move(event)] {
+        if (shared->alive) event(shared->events);
     });
 }
 
@@ -285,24 +329,97 @@ void PosixDevice::writeQueued() {
             continue;
         }
         if (n < 0 && errno == EINTR) continue;
-        if (n < 0 && errno != EAGAIN) hangUp();  // EIO, ENXIO, ENODEV: nothing will take the bytes
+        if (n < 0 && errno != EAGAIN) hangUp(errno);  // EIO, ENXIO, ENODEV: nothing takes the bytes
         break;
     }
 }
 
-void PosixDevice::hangUp() {
-    hungUp_ = true;
-    std::lock_guard lock(outMutex_);
-    out_.clear();
-    sending_.clear();
-    sendingHead_ = 0;
-    outCount_ = 0;
+void PosixDevice::hangUp(int error) {
+    if (hungUp_.exchange(true)) return;
+    {
+        std::lock_guard lock(outMutex_);
+        out_.clear();
+        sending_.clear();
+        sendingHead_ = 0;
+        outCount_ = 0;
+    }
+    if (!path_.empty()) {
+        // Let go of the node, keeping the fd's number (CommID) for the return.
+        const int null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+        if (null >= 0) {
+            dup3(null, fd_, O_CLOEXEC);
+            ::close(null);
+        }
+        modemLines_ = false;
+    }
+    post([why = name_ + ": " + lossReason(error)](const DeviceEvents& events) {
+        if (events.lost) events.lost(why);
+    });
+}
+
+void PosixDevice::comeBack() {
+    if (path_.empty()) {
+        // A master end is back when its far end is open again.
+        pollfd probe{fd_, POLLIN, 0};
+        if (::poll(&probe, 1, 0) < 0 || (probe.revents & (POLLHUP | POLLERR | POLLNVAL))) return;
+        hungUp_ = false;
+        post([](const DeviceEvents& events) {
+            if (events.back) events.back();
+        });
+        return;
+    }
+    const int fd = openExclusive(path_);
+    std::string why;
+    if (fd >= 0) {
+        try {
+            takeBack(fd);
+            return;
+        } catch (const SerialError& refused) {
+            why = refused.what();
+        }
+    } else if (!notBackYet(-fd)) {
+        why = refusal(path_, -fd);
+    }
+    if (why.empty() || why == lastRefusal_) return;
+    lastRefusal_ = why;  // told once; the path is tried again all the same
+    post([why = "the device is back but cannot be taken: " + why](const DeviceEvents& events) {
+        if (events.lost) events.lost(why);
+    });
+}
+
+// The node at the path opened again: it takes the line settings and the
+// DTR/RTS levels, then the place of the lost fd. Throws SerialError (and
+// closes fd) when the device refuses them.
+void PosixDevice::takeBack(int fd) {
+    const FoundLine found = saveLine(fd);
+    int bits = 0;
+    bool lines = false;
+    try {
+        applyLine(fd, line_, isPseudoTerminal(fd), name_);
+        lines = ioctl(fd, TIOCMGET, &bits) == 0;
+        int dtr = TIOCM_DTR, rts = TIOCM_RTS;
+        if (lines && (ioctl(fd, dtr_ ? TIOCMBIS : TIOCMBIC, &dtr) != 0 ||
+                      ioctl(fd, rts_ ? TIOCMBIS : TIOCMBIC, &rts) != 0))
+            throw SerialError(name_ + " refuses its DTR/RTS levels: " + std::strerror(errno));
+    } catch (const SerialError&) {
+        ::close(fd);
+        throw;
+    }
+    dup3(fd, fd_, O_CLOEXEC);
+    ::close(fd);
+    found_ = found;
+    modemLines_ = lines;  // lines that changed meanwhile are raised by the next poll
+    lastRefusal_.clear();
+    hungUp_ = false;
+    post([](const DeviceEvents& events) {
+        if (events.back) events.back();
+    });
 }
 
 void PosixDevice::pollModem() {
     int bits = 0;
     if (ioctl(fd_, TIOCMGET, &bits) != 0) {
-        if (vanished(errno)) modemLines_ = false;  // the device is gone; stop asking
+        if (vanished(errno)) hangUp(errno);
         return;
     }
     const std::uint32_t now = modemBitsOf(bits);

@@ -10,8 +10,13 @@
 // runs after the device is gone does nothing.
 //
 // A line that hangs up or vanishes (POLLHUP, POLLERR, EIO, ENXIO, ENODEV, end
-// of file) stops being read: what was buffered can still be taken, new writes
-// are dropped, and the thread looks at the fd again only every 250 ms.
+// of file) stops being read and is reported lost once: what was buffered can
+// still be taken, new writes are dropped. A device opened by its path lets go
+// of the node at once (so that a re-plugged adapter gets the same name) and
+// opens the path again every 250 ms; when it opens with the same line
+// settings and the DTR/RTS last asked for, the line is back. A master end
+// (adopted) is back when its far end is open again. Close puts back the line
+// settings the device had when it was opened, and lifts its exclusive hold.
 #pragma once
 
 #include <atomic>
@@ -22,6 +27,7 @@
 #include <thread>
 
 #include "components/serial/serial_port.h"
+#include "components/serial/termios_line.h"
 
 namespace tvl {
 
@@ -52,8 +58,9 @@ public:
     std::uint32_t modemStatus() const override { return modem_.load(); }
     std::string deviceName() const override { return name_; }
 
-    // The line hung up or vanished.
+    // The line hung up or vanished, and is not back.
     bool hungUp() const { return hungUp_.load(); }
+    bool lineUp() const override { return !hungUp_.load(); }
     // How many times the line thread has woken: a line that is quiet or gone
     // wakes it rarely.
     std::uint64_t wakeups() const { return wakeups_.load(); }
@@ -77,11 +84,20 @@ private:
     void readAvailable(short revents);
     void writeQueued();
     void pollModem();
-    void hangUp();
+    void hangUp(int error);
+    void comeBack();
+    void takeBack(int fd);
+    void post(std::function<void(const DeviceEvents&)> event);
     void wake();
     void setLine(int bit, bool on);
 
     int fd_;
+    std::string path_;  // empty for an adopted fd
+    LineSettings line_;
+    FoundLine found_;  // the line as it was when opened
+    std::atomic<bool> dtr_{false};
+    std::atomic<bool> rts_{false};
+    std::string lastRefusal_;  // the line thread's: why the path last failed to come back
     int wake_ = -1;
     std::string name_;
     Poster poster_;
@@ -91,7 +107,7 @@ private:
     std::atomic<bool> hungUp_{false};
     std::atomic<std::uint64_t> wakeups_{0};
     std::atomic<std::uint32_t> modem_{0};
-    bool modemLines_ = false;  // TIOCMGET works on this fd
+    std::atomic<bool> modemLines_{false};  // TIOCMGET works on this fd
 
     // The UI thread takes input and queues output a byte at a time while the
     // line thread reads and writes in chunks: the counts are atomics so that

@@ -50,13 +50,25 @@ void SerialPort::setPortOpen(bool open) {
     events.readable = [this] {
         if (OnReadable) OnReadable();
     };
+    events.lost = [this](const std::string& why) {
+        lost_ = everLost_ = true;
+        lossReason_ = why;
+        if (OnLineLost) OnLineLost();
+    };
+    events.back = [this] {
+        lost_ = false;
+        if (OnLineBack) OnLineBack();
+    };
     device_ = factory_.open(commPort_, line, dtr_, rts_, std::move(events));
+    lost_ = everLost_ = false;
+    lossReason_.clear();
     openPorts()[device_->handle()] = this;
 }
 
 void SerialPort::close() {
     taken_.clear();
     takenHead_ = 0;
+    lost_ = everLost_ = false;
     if (!device_) return;
     openPorts().erase(device_->handle());
     device_.reset();

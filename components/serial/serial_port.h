@@ -21,6 +21,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tvl {
 
@@ -63,11 +64,18 @@ LineSettings parseLineSettings(const std::string& settings, int handshaking);
 // Runs a function on the user-interface thread, later. Safe from any thread.
 using Poster = std::function<void(std::function<void()>)>;
 
-// What an open device tells its port. Both are called on the UI thread.
+// What an open device tells its port. All are called on the UI thread.
 struct DeviceEvents {
     std::function<void(int commEvent)> modemChanged;  // codes 3..6
     std::function<void()> readable;                   // bytes arrived
+    // The line went away (hang-up, unplugged), or came back and cannot be
+    // taken; the text names the device and the reason.
+    std::function<void(const std::string& why)> lost;
+    std::function<void()> back;  // the line is there again, with the DTR/RTS last asked for
 };
+
+// Whether the device of a port number is there for this program to open.
+enum class Presence { Present, Busy, NotPermitted, Missing };
 
 // One open line behind a port.
 class SerialDevice {
@@ -76,9 +84,12 @@ public:
     virtual int handle() const = 0;                             // CommID
     virtual std::size_t inBufferCount() const = 0;              // bytes waiting
     virtual std::size_t read(char* into, std::size_t max) = 0;  // takes waiting bytes
-    virtual void write(std::string_view bytes) = 0;             // queued, never blocks
+    virtual void write(std::string_view bytes) = 0;  // queued, never blocks; dropped while lost
+    // Throw SerialError when the device refuses the change; a lost line
+    // takes the level when it comes back.
     virtual void setDTR(bool on) = 0;
     virtual void setRTS(bool on) = 0;
+    virtual bool lineUp() const { return true; }    // false from a loss to the return
     virtual std::uint32_t modemStatus() const = 0;  // MS_* bits
     virtual std::string deviceName() const = 0;     // what the port number resolved to
 };
@@ -93,6 +104,9 @@ public:
                                                bool rts, DeviceEvents events) = 0;
     // What a number resolves to, for the Setup dialog ("/dev/ttyS2", "virtual port ...").
     virtual std::string describe(int number) const = 0;
+    virtual Presence presence(int number) const = 0;
+    // The serial devices on this computer, one line each: "100 = /dev/ttyUSB0 (FT232R USB UART)".
+    virtual std::vector<std::string> present() const { return {}; }
 };
 
 // The component: one instance per port.
@@ -120,7 +134,9 @@ public:
     std::string Input();                  // at most InputLen bytes (0: all waiting)
     void Output(std::string_view bytes);  // dropped when closed: a tick has no error path
 
-    void setDTREnable(bool on);  // also on a closed port: held for the next open
+    // Also on a closed port: held for the next open. Throws SerialError when
+    // the device refuses; the level is still held.
+    void setDTREnable(bool on);
     bool DTREnable() const { return dtr_; }
     void setRTSEnable(bool on);
     bool RTSEnable() const { return rts_; }
@@ -129,9 +145,19 @@ public:
     std::function<void()> OnComm;
     // Called when bytes arrive, so that the timer can bring its next tick forward.
     std::function<void()> OnReadable;
+    // The open port's line went away, or came back (the port stays open).
+    std::function<void()> OnLineLost;
+    std::function<void()> OnLineBack;
+    bool LineLost() const { return lost_; }
+    const std::string& LossReason() const { return lossReason_; }
+    bool EverLost() const { return everLost_; }  // since the port was opened
+    // Open, and its line there: bytes given to Output reach a line.
+    bool LineUp() const { return device_ && device_->lineUp(); }
 
     std::uint32_t modemStatus() const;  // 0 when closed
     std::string describe(int number) const { return factory_.describe(number); }
+    Presence presence(int number) const { return factory_.presence(number); }
+    std::vector<std::string> presentDevices() const { return factory_.present(); }
     SerialDevice* device() const { return device_.get(); }
 
 private:
@@ -151,6 +177,9 @@ private:
     bool dtr_ = false;
     bool rts_ = false;
     int commEvent_ = 0;
+    bool lost_ = false;
+    bool everLost_ = false;
+    std::string lossReason_;
 };
 
 // The modem status word of the open port with this handle. False, with status

@@ -22,7 +22,10 @@ public:
         }
         return n;
     }
-    void write(std::string_view bytes) override { line_.written_.append(bytes); }
+    void write(std::string_view bytes) override {
+        if (!line_.unplugged_) line_.written_.append(bytes);
+    }
+    bool lineUp() const override { return !line_.unplugged_; }
     void setDTR(bool on) override { line_.dtr_ = on; }
     void setRTS(bool on) override { line_.rts_ = on; }
     std::uint32_t modemStatus() const override { return line_.inputs_; }
@@ -33,6 +36,12 @@ public:
     }
     void arrived() {
         if (events_.readable) events_.readable();
+    }
+    void lost(const std::string& why) {
+        if (events_.lost) events_.lost(why);
+    }
+    void back() {
+        if (events_.back) events_.back();
     }
 
 private:
@@ -45,6 +54,8 @@ std::unique_ptr<SerialDevice> SimulatedLine::open(int number, const LineSettings
                                                   bool dtr, bool rts, DeviceEvents events) {
     if (shared_.busy.count(number) || shared_.inUse.count(number))
         throw SerialError("port " + std::to_string(number) + " is used by another program");
+    if (shared_.denied.count(number)) throw SerialError(describe(number) + ": permission denied");
+    if (unplugged_) throw SerialError(describe(number) + ": no such device");
     shared_.inUse.insert(number);
     number_ = number;
     dtr_ = dtr;
@@ -58,8 +69,14 @@ std::string SimulatedLine::describe(int number) const {
     return "simulated line " + std::to_string(number);
 }
 
+Presence SimulatedLine::presence(int number) const {
+    if (shared_.busy.count(number)) return Presence::Busy;
+    if (shared_.denied.count(number)) return Presence::NotPermitted;
+    return unplugged_ ? Presence::Missing : Presence::Present;
+}
+
 void SimulatedLine::feed(std::string_view bytes) {
-    if (!device_ || bytes.empty()) return;
+    if (!device_ || unplugged_ || bytes.empty()) return;
     input_.insert(input_.end(), bytes.begin(), bytes.end());
     device_->arrived();
 }
@@ -84,6 +101,18 @@ void SimulatedLine::setInput(std::uint32_t bit, bool on) {
         default:
             break;
     }
+}
+
+void SimulatedLine::hangUp() {
+    if (unplugged_) return;
+    unplugged_ = true;
+    if (device_) device_->lost(describe(number_) + ": the line hung up");
+}
+
+void SimulatedLine::plug() {
+    if (!unplugged_) return;
+    unplugged_ = false;
+    if (device_) device_->back();
 }
 
 std::string SimulatedLine::takeWritten() {

@@ -13,8 +13,9 @@
 namespace tvl {
 
 struct SimulatedLines {
-    std::set<int> busy;   // numbers that another program holds
-    std::set<int> inUse;  // numbers opened through a SimulatedLine
+    std::set<int> busy;    // numbers that another program holds
+    std::set<int> denied;  // numbers this user may not open
+    std::set<int> inUse;   // numbers opened through a SimulatedLine
     int nextHandle = 1000;
 };
 
@@ -25,6 +26,7 @@ public:
     std::unique_ptr<SerialDevice> open(int number, const LineSettings& line, bool dtr, bool rts,
                                        DeviceEvents events) override;
     std::string describe(int number) const override;
+    Presence presence(int number) const override;
 
     // The device sends bytes; they are lost while no port is open on the line.
     void feed(std::string_view bytes);
@@ -32,6 +34,12 @@ public:
     void setInput(std::uint32_t bit, bool on);
     // What the program wrote since the last call.
     std::string takeWritten();
+    // The device goes away as an unplugged adapter does: an open port hears
+    // of it, writes go nowhere, bytes fed are lost, and no number opens on
+    // this line until plug().
+    void hangUp();
+    // The device is back at the same place, with no byte waiting.
+    void plug();
 
     bool isOpen() const { return device_ != nullptr; }
     bool dtr() const { return dtr_; }
@@ -50,6 +58,7 @@ private:
     bool dtr_ = false;
     bool rts_ = false;
     int number_ = 0;
+    bool unplugged_ = false;
 };
 
 }  // namespace tvl

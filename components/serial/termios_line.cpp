@@ -154,6 +154,24 @@ void applyLine(int fd, const LineSettings& line, bool pseudoTerminal, const std:
     if (!why.empty()) throw SerialError(name + " " + why);
 }
 
+FoundLine saveLine(int fd) {
+    static_assert(sizeof(termios2) <= sizeof(FoundLine::bytes));
+    FoundLine found;
+    termios2 t{};
+    if (ioctl(fd, TCGETS2, &t) == 0) {
+        std::memcpy(found.bytes, &t, sizeof t);
+        found.saved = true;
+    }
+    return found;
+}
+
+void restoreLine(int fd, const FoundLine& found) {
+    if (!found.saved) return;
+    termios2 t{};
+    std::memcpy(&t, found.bytes, sizeof t);
+    ioctl(fd, TCSETS2, &t);
+}
+
 bool isPseudoTerminal(int fd) {
     struct stat st {};
     if (fstat(fd, &st) != 0 || !S_ISCHR(st.st_mode)) return false;

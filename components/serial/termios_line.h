@@ -5,6 +5,7 @@
 //   decodeLine          what a read-back set of flags means in LineSettings terms
 //   lineRefusal         why a read-back line is not the wanted one ("" when it is)
 //   applyLine           encode, TCSETS2, TCGETS2, refuse what the driver ignored
+//   saveLine, restoreLine   the whole termios2 of a line as found, put back at close
 //   isPseudoTerminal    the fd is either end of a pseudo-terminal
 //   modemBitsOf         TIOCM_* input bits to MS_* bits
 //   modemChanges        the CommEvent codes between two MS_* words, in CTS, DSR, CD, RI order
@@ -44,6 +45,14 @@ std::string lineRefusal(const LineSettings& wanted, const LineSettings& readBack
 
 // Throws SerialError naming `name` when the fd is no terminal or refuses the line.
 void applyLine(int fd, const LineSettings& line, bool pseudoTerminal, const std::string& name);
+
+// A line's settings as found, opaque here: restoreLine puts them back.
+struct FoundLine {
+    alignas(8) unsigned char bytes[64] = {};
+    bool saved = false;
+};
+FoundLine saveLine(int fd);
+void restoreLine(int fd, const FoundLine& found);  // does nothing when nothing was saved
 
 bool isPseudoTerminal(int fd);
 

@@ -43,6 +43,7 @@ public:
     void setRTS(bool on) override { master_->setRTS(on); }
     std::uint32_t modemStatus() const override { return master_->modemStatus(); }
     std::string deviceName() const override { return master_->deviceName(); }
+    bool lineUp() const override { return master_->lineUp(); }
 
     const std::string& link() const { return link_; }          // <folder>/comN
     const std::string& terminal() const { return terminal_; }  // /dev/pts/N

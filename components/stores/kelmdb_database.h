@@ -52,7 +52,6 @@ private:
     void Release() noexcept;
 
     int fd_ = -1;
-    std::string open_path_;
     std::unique_ptr<jet4::Appender> appender_;
 };
 

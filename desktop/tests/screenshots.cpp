@@ -5,11 +5,15 @@
 #include <stdlib.h>
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
+#include <QGuiApplication>
 #include <QMenu>
 #include <QMessageBox>
 #include <QMetaObject>
+#include <QScreen>
 #include <QTest>
 #include <QTimer>
 #include <cstdio>
@@ -81,6 +85,26 @@ struct ProgramWithoutDevices {
     std::unique_ptr<tvl::Program> program;
 };
 
+// The Setup dialog with its list of this computer's serial devices open: the
+// screen under the dialog and the list, as the user sees them.
+bool saveDeviceList(QWidget& setup, const QDir& folder) {
+    auto* list = setup.findChild<QComboBox*>(QStringLiteral("cboDevices"));
+    if (!list) {
+        std::fprintf(stderr, "Setup has no device list\n");
+        return false;
+    }
+    list->showPopup();
+    QTest::qWait(300);
+    const QRect area = setup.frameGeometry().united(list->view()->window()->frameGeometry());
+    const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(0, area.x(), area.y(),
+                                                                      area.width(), area.height());
+    list->hidePopup();
+    const QString file = folder.filePath(QStringLiteral("setup_devices.png"));
+    if (shot.isNull() || !shot.save(file)) return false;
+    std::printf("%s %dx%d\n", qPrintable(file), shot.width(), shot.height());
+    return true;
+}
+
 // The Setup dialog as it opens, then its message for a port number whose
 // device is missing.
 bool setupShots(const QDir& folder) {
@@ -100,6 +124,7 @@ bool setupShots(const QDir& folder) {
             ok = false;
         } else {
             ok = save(*setup, folder, "setup.png") && ok;
+            ok = saveDeviceList(*setup, folder) && ok;
             p.desktop.dispatch([&] {
                 program.frmSetup->txtComPort[0]->setText("7");
                 program.frmSetup->txtComPort[1]->setText("8");

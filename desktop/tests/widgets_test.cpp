@@ -235,7 +235,7 @@ TEST(QtView, SetupAnswersEnterEscAndItsCloseBoxAndItsBoxesEditAsOnTheDesktop) {
     QTest::keyClick(port, Qt::Key_A, Qt::ControlModifier);
     QTest::keyClicks(port, "901");  // typed over the selected "3"
     EXPECT_EQ(number.Text(), "901");
-    EXPECT_EQ(p.frmSetup->lblComPort[0]->Caption, p.mscComControl1.describe(901));
+    EXPECT_EQ(p.frmSetup->lblComPort[0]->Caption, p.mscComControl1.describe(901) + " (present)");
 
     // Enter presses OK, the default button, and adds no line break.
     QTest::keyClick(port, Qt::Key_Return);

@@ -80,84 +80,77 @@ QString FormView::pictureFile(const std::string& name) const {
     return latin1(desktop_.ProgramFolder() + "/" + name);
 }
 
+namespace {
+// A control's widget, which is also its view.
+template <class W>
+std::pair<QWidget*, ControlView*> both(W* widget) {
+    return {widget, widget};
+}
+}  // namespace
+
+std::pair<QWidget*, ControlView*> FormView::makeWidget(Control& c, QWidget* parent) {
+    switch (c.kind()) {
+        case ControlKind::Frame:
+            return both(new FrameWidget(static_cast<Frame&>(c), *this, parent));
+        case ControlKind::Label:
+            return both(new LabelWidget(static_cast<Label&>(c), *this, parent));
+        case ControlKind::Image:
+            return both(new ImageWidget(static_cast<Image&>(c), *this, parent));
+        case ControlKind::Line:
+            return both(new LineWidget(static_cast<Line&>(c), *this, parent));
+        case ControlKind::TextBox: {
+            auto& box = static_cast<TextBox&>(c);
+            if (!box.MultiLine) return both(new LineBoxWidget(box, *this, parent));
+            if (box.KeyPress)  // a traffic pane: the model edits it
+                return both(new PaneWidget(box, *this, parent));
+            return both(new EditorWidget(box, *this, parent));
+        }
+        case ControlKind::Toolbar:
+            return both(new ToolbarWidget(static_cast<Toolbar&>(c), *this, parent));
+        case ControlKind::CheckBox: {
+            auto& box = static_cast<CheckBox&>(c);
+            if (box.Picture.empty()) return both(new TickWidget(box, *this, parent));
+            return both(new SwitchWidget(box, *this, parent));
+        }
+        case ControlKind::CommandButton:
+            return both(new ButtonWidget(static_cast<CommandButton&>(c), *this, parent));
+        case ControlKind::OptionButton:
+            return both(new OptionWidget(static_cast<OptionButton&>(c), *this, parent));
+        case ControlKind::ComboBox:
+            return both(new ComboWidget(static_cast<ComboBox&>(c), *this, parent));
+        default:
+            return both(new PlainWidget(c, *this, parent));
+    }
+}
+
+ControlView* FormView::makeView(Control& c) {
+    if (c.kind() == ControlKind::Menu) {
+        auto menu = std::make_unique<MenuView>(static_cast<Menu&>(c), *this);
+        menus_.emplace_back(static_cast<Menu*>(&c), menu->menu());
+        ControlView* view = menu.get();
+        owned_.push_back(std::move(menu));
+        return view;
+    }
+    if (c.kind() == ControlKind::Timer) {
+        auto* timer = new TimerView(static_cast<Timer&>(c), *this);
+        timers_.push_back(timer);
+        return timer;
+    }
+    QWidget* parent = this;
+    if (c.container())
+        if (QWidget* w = widgetOf(c.container())) parent = w;
+    const auto [widget, view] = makeWidget(c, parent);
+    widget->setObjectName(latin1(c.key()));
+    widgets_.emplace_back(&c, widget);
+    return view;
+}
+
 void FormView::build() {
     for (const auto& owned : form_.controls()) {
         Control& c = *owned;
-        QWidget* parent = this;
-        if (c.container()) {
-            if (c.container()->kind() == ControlKind::Menu)
-                continue;  // an entry: its menu shows it
-            if (QWidget* w = widgetOf(c.container())) parent = w;
-        }
-        QWidget* widget = nullptr;
-        ControlView* view = nullptr;
-        auto keep = [&](auto* w) {
-            widget = w;
-            view = w;
-        };
-        switch (c.kind()) {
-            case ControlKind::Frame:
-                keep(new FrameWidget(static_cast<Frame&>(c), *this, parent));
-                break;
-            case ControlKind::Label:
-                keep(new LabelWidget(static_cast<Label&>(c), *this, parent));
-                break;
-            case ControlKind::Image:
-                keep(new ImageWidget(static_cast<Image&>(c), *this, parent));
-                break;
-            case ControlKind::Line:
-                keep(new LineWidget(static_cast<Line&>(c), *this, parent));
-                break;
-            case ControlKind::TextBox: {
-                auto& box = static_cast<TextBox&>(c);
-                if (!box.MultiLine)
-                    keep(new LineBoxWidget(box, *this, parent));
-                else if (box.KeyPress)  // a traffic pane: the model edits it
-                    keep(new PaneWidget(box, *this, parent));
-                else
-                    keep(new EditorWidget(box, *this, parent));
-                break;
-            }
-            case ControlKind::Toolbar:
-                keep(new ToolbarWidget(static_cast<Toolbar&>(c), *this, parent));
-                break;
-            case ControlKind::CheckBox:
-                if (static_cast<CheckBox&>(c).Picture.empty())
-                    keep(new TickWidget(static_cast<CheckBox&>(c), *this, parent));
-                else
-                    keep(new SwitchWidget(static_cast<CheckBox&>(c), *this, parent));
-                break;
-            case ControlKind::CommandButton:
-                keep(new ButtonWidget(static_cast<CommandButton&>(c), *this, parent));
-                break;
-            case ControlKind::OptionButton:
-                keep(new OptionWidget(static_cast<OptionButton&>(c), *this, parent));
-                break;
-            case ControlKind::ComboBox:
-                keep(new ComboWidget(static_cast<ComboBox&>(c), *this, parent));
-                break;
-            case ControlKind::Menu: {
-                auto menu = std::make_unique<MenuView>(static_cast<Menu&>(c), *this);
-                menus_.emplace_back(static_cast<Menu*>(&c), menu->menu());
-                view = menu.get();
-                owned_.push_back(std::move(menu));
-                break;
-            }
-            case ControlKind::Timer: {
-                auto* timer = new TimerView(static_cast<Timer&>(c), *this);
-                timers_.push_back(timer);
-                view = timer;
-                break;
-            }
-            default:
-                keep(new PlainWidget(c, *this, parent));
-                break;
-        }
-        if (widget) {
-            widget->setObjectName(latin1(c.key()));
-            widgets_.emplace_back(&c, widget);
-        }
-        views_.push_back(view);
+        // A menu entry is shown by its menu.
+        if (c.container() && c.container()->kind() == ControlKind::Menu) continue;
+        views_.push_back(makeView(c));
     }
     // The controls of a container were made topmost first.
     for (auto it = widgets_.rbegin(); it != widgets_.rend(); ++it) it->second->raise();

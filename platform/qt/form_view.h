@@ -8,6 +8,7 @@
 #include <QPixmap>
 #include <QWidget>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/timer_driver.h"
@@ -72,6 +73,9 @@ protected:
 
 private:
     void build();
+    // The view of one control: a menu, a timer, or a widget placed in its container.
+    ControlView* makeView(Control& c);
+    std::pair<QWidget*, ControlView*> makeWidget(Control& c, QWidget* parent);
     void syncWindow();
 
     Form& form_;

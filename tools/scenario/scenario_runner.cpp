@@ -265,6 +265,15 @@ void Runner::execute(const std::vector<Word>& words) {
         }
         return;
     }
+    if (command == "hangup" || command == "plug") {
+        expectWords(words, 2, 2, command == "hangup" ? "hangup portN" : "plug portN");
+        SimulatedLine& device = line(words[1].text);
+        if (command == "hangup")
+            device.hangUp();
+        else
+            device.plug();
+        return;
+    }
     if (command == "busy") {
         expectWords(words, 2, 2, "busy NUMBER");
         lines_.busy.insert(static_cast<int>(count(words[1], "a port number")));
@@ -318,7 +327,7 @@ void Runner::execute(const std::vector<Word>& words) {
     }
     throw SyntaxError("unknown command \"" + command +
                       "\"; expected call, set, click, key, mouseup, resize, feed, line, let, open, "
-                      "busy, tick, drain, answer, screen, print or expect");
+                      "busy, hangup, plug, tick, drain, answer, screen, print or expect");
 }
 
 void Runner::call(const std::vector<Word>& words) {

@@ -1,0 +1,32 @@
+// What the Setup dialog tells about this computer's serial devices:
+//
+//   serialDevices      the devices present, from /sys/class/tty (a ttyS with no
+//                      UART behind it left out), each with the port number the
+//                      rule gives it and, for a USB adapter, its product name
+//                      (or its /dev/serial/by-id name)
+//   heldElsewhere      whether another process has a file open, from /proc
+//
+// Nothing here opens a device: opening a serial line raises its DTR, which
+// resets many boards.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tvl {
+
+struct SerialDeviceEntry {
+    int number = 0;       // the port number that opens it
+    std::string node;     // "ttyUSB0"
+    std::string product;  // "FT232R USB UART", or empty
+};
+
+// The port number of a node name by the number rule, 0 for none.
+int portNumberOfNode(const std::string& node);
+
+std::vector<SerialDeviceEntry> serialDevices(const std::string& sysClassTty = "/sys/class/tty",
+                                             const std::string& byId = "/dev/serial/by-id");
+
+bool heldElsewhere(const std::string& path);
+
+}  // namespace tvl

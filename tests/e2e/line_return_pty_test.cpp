@@ -1,0 +1,119 @@
+// A run in Host mode whose Port 1 is a device node that goes away and comes
+// back: the node is a link to a pseudo-terminal's terminal end, the test holds
+// the other end as the device. Closing it hangs the line up as an unplugged
+// adapter does; a new pseudo-terminal behind the same link is the adapter
+// plugged back in.
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "components/serial/device_rule.h"
+#include "line/start_stop.h"
+#include "platform/quiet_platform.h"
+#include "tests/e2e/ui_loop.h"
+#include "tests/serial/line_fixtures.h"
+
+namespace tvl::test {
+namespace {
+
+// Takes what has arrived on a non-blocking fd, without waiting.
+void collect(int fd, std::string& into) {
+    char chunk[65536];
+    for (ssize_t n; (n = ::read(fd, chunk, sizeof chunk)) > 0;) into.append(chunk, n);
+}
+
+// Port 1 is number 5, <folder>/dev/ttyS4; Port 2 is virtual port 902.
+struct LostLineRun {
+    LostLineRun() {
+        ::mkdir(dev().c_str(), 0700);
+        plugIn();
+        devices = std::make_unique<SystemDevices>(ui.poster(), dev(), folder / "virtual");
+        ProgramParts parts;
+        parts.platform = &platform;
+        parts.line1 = parts.line2 = devices.get();
+        program = std::make_unique<Program>(std::move(parts));
+        Main(*program);
+        program->frmSplash->Image1->Click();
+    }
+    std::string dev() const { return folder / "dev"; }
+    // A new device at the same path.
+    void plugIn() {
+        device = std::make_unique<PtyPair>();
+        const std::string node = dev() + "/ttyS4";
+        ::unlink(node.c_str());
+        ASSERT_EQ(::symlink(device->terminal().c_str(), node.c_str()), 0);
+    }
+
+    TempFolder folder;
+    UiLoop ui;
+    QuietPlatform platform;
+    std::unique_ptr<PtyPair> device;
+    std::unique_ptr<SystemDevices> devices;
+    std::unique_ptr<Program> program;
+};
+
+TEST(LineReturnOverPseudoTerminals, BytesThatReachedALineArriveOnceAndInOrder) {
+    LostLineRun run;
+    Program& program = *run.program;
+    SerialPort& port1 = program.mscComControl1;
+    SharedState& s = program.state;
+    s.OperationMode = 1;
+    s.MonitorChoice = 2;
+    port1.setCommPort(5);
+    program.mscComControl2.setCommPort(902);
+    port1.setPortOpen(true);
+    program.mscComControl2.setPortOpen(true);
+    mnuStartStop_Click(program);
+    const int client =
+        ::open((run.folder / "virtual/com902").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    ASSERT_GE(client, 0);
+
+    std::string atClient, atDevice;
+    auto until = [&](auto done) {
+        return run.ui.runUntil(
+            program,
+            [&] {
+                collect(client, atClient);
+                if (run.device->master() >= 0) collect(run.device->master(), atDevice);
+                return done();
+            },
+            20s);
+    };
+    const std::string before = noise(3000, 1), lost = noise(500, 2), after = noise(3000, 3),
+                      answer = noise(2000, 4);
+    writeAll(run.device->master(), before);
+    ASSERT_TRUE(until([&] { return atClient.size() == before.size(); }));
+
+    // Unplugged: the node goes (so that no other terminal given its number
+    // meanwhile is taken for it), and the line hangs up.
+    ::unlink((run.dev() + "/ttyS4").c_str());
+    run.device->closeMaster();
+    ASSERT_TRUE(until([&] { return port1.LineLost(); }));
+    ASSERT_EQ(run.platform.messages.size(), 1u);
+    EXPECT_NE(run.platform.messages[0].find("Port 1 has lost its line: " + run.dev() + "/ttyS4"),
+              std::string::npos)
+        << run.platform.messages[0];
+    // What the client sends meanwhile is shown as sent and reaches no line.
+    writeAll(client, lost);
+    ASSERT_TRUE(
+        until([&] { return s.TransmitCount[1] == static_cast<std::int64_t>(lost.size()); }));
+    EXPECT_EQ(s.ReceiveCount[1], 0);
+
+    run.plugIn();
+    ASSERT_TRUE(until([&] { return port1.LineUp() && !port1.LineLost(); }));
+    EXPECT_EQ(program.FrmMain->Caption, "Tarvoline - Port 1 is back (" + run.dev() + "/ttyS4)");
+    writeAll(run.device->master(), after);
+    writeAll(client, answer);
+    ASSERT_TRUE(until([&] {
+        return atClient.size() == before.size() + after.size() && atDevice.size() == answer.size();
+    }));
+    EXPECT_TRUE(atClient == before + after);
+    EXPECT_TRUE(atDevice == answer);
+    EXPECT_EQ(s.ReceiveCount[0], static_cast<std::int64_t>(before.size() + after.size()));
+    EXPECT_EQ(s.ReceiveCount[1], static_cast<std::int64_t>(answer.size()));
+    EXPECT_EQ(run.platform.messages.size(), 1u) << "a return opens no message box";
+    ::close(client);
+}
+
+}  // namespace
+}  // namespace tvl::test
