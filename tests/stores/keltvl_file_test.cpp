@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
+#include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,7 +19,8 @@ namespace {
 using testing::ScratchFolder;
 using Record = std::pair<std::string, std::string>;
 
-// Writes a capture the way the program does: one open/append/close per record.
+// Writes a capture the way the program does: one open/append/close per record,
+// record i written at i seconds past 1970 so that the file's bytes are known.
 void writeCapture(const std::string& folder, const std::string& name, const std::string& title1,
                   const std::string& title2, const std::vector<Record>& records) {
     KelTVLFile f;
@@ -24,7 +28,9 @@ void writeCapture(const std::string& folder, const std::string& name, const std:
     f.StoreName = name;
     f.PortTitle1 = title1;
     f.PortTitle2 = title2;
+    f.KeepPortTime = true;
     for (std::size_t i = 0; i < records.size(); ++i) {
+        f.PortTime = std::int64_t(i) * 1000000;
         f.PortText1 = records[i].first;
         f.PortText2 = records[i].second;
         f.OpenStore();
@@ -36,6 +42,7 @@ void writeCapture(const std::string& folder, const std::string& name, const std:
 struct Capture {
     std::string title1, title2;
     std::vector<Record> records;
+    std::vector<std::optional<std::int64_t>> times;
     double count = 0;
     bool torn = false;
 };
@@ -56,6 +63,7 @@ Capture readCapture(const std::string& folder, const std::string& name) {
     for (int i = 0; i < int(c.count) - 1; ++i) {
         f.ReadRecord(0);
         c.records.emplace_back(f.PortText1, f.PortText2);
+        c.times.push_back(f.PortTime);
     }
     c.torn = f.TornTail();
     f.CloseStore();
@@ -264,15 +272,15 @@ TEST(KelTVLFile, MalformedFilesGiveStoreErrorNamingTheFile) {
     expectBad("plain text, not a capture at all\n", "not a Tarvoline capture");
     expectBad(std::string(), "not a Tarvoline capture");
     std::string future = good;
-    future[8] = 2;
-    expectBad(future, "version 2");
+    future[8] = 3;
+    expectBad(future, "version 3");
     // The header and titles cut short anywhere.
-    const std::size_t titlesEnd = 12 + 20 + 9 + 9;
+    const std::size_t titlesEnd = 12 + 28 + 9 + 9;
     for (std::size_t cut = 8; cut < titlesEnd; ++cut) expectBad(good.substr(0, cut), "cut short");
 
     // A text byte changed in the middle record and in the last one.
     std::string flipped = good;
-    flipped[titlesEnd + 12 + 1] ^= 0x01;
+    flipped[titlesEnd + 20 + 1] ^= 0x01;
     expectBad(flipped, "record 1 is damaged", false);
     flipped = good;
     flipped[good.size() - 9] ^= 0x40;
@@ -284,9 +292,9 @@ TEST(KelTVLFile, MalformedFilesGiveStoreErrorNamingTheFile) {
 
     // Lengths that pass their check but are absurd: nothing huge is allocated.
     std::string absurd = good.substr(0, titlesEnd);
-    const unsigned char head[8] = {0xFF, 0xFF, 0xFF, 0x7F, 0x10, 0, 0, 0};
-    absurd.append(reinterpret_cast<const char*>(head), 8);
-    const std::uint32_t crc = Crc32(std::string_view(absurd).substr(titlesEnd, 8));
+    const unsigned char head[16] = {0xFF, 0xFF, 0xFF, 0x7F, 0x10};
+    absurd.append(reinterpret_cast<const char*>(head), 16);
+    const std::uint32_t crc = Crc32(std::string_view(absurd).substr(titlesEnd, 16));
     for (int i = 0; i < 4; ++i) absurd.push_back(char(crc >> (8 * i)));
     absurd += std::string(64, 'z');
     expectBad(absurd, "impossible length");
@@ -349,6 +357,64 @@ TEST(KelTVLFile, MissingFolderOrFullDiskGiveStoreErrorNamingTheFile) {
     expectStoreError([&] { h.AppendRecord(0); }, dir.file("full.tvl"), "too long");
     h.CloseStore();
     EXPECT_EQ(std::filesystem::file_size(dir.file("full.tvl")), size);
+}
+
+TEST(KelTVLFile, RecordsCarryTheirTimeAndAnOlderCaptureReadsAndTakesAppends) {
+    using namespace std::chrono;
+    const auto now = [] {
+        return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+    };
+    ScratchFolder dir;
+    // A capture written before records carried their time: every record reads, with none.
+    std::filesystem::copy_file(std::string(TVL_SOURCE_DIR) + "/tests/stores/version1_capture.tvl",
+                               dir.file("old.tvl"));
+    const Capture before = readCapture(dir.folder(), "old");
+    ASSERT_EQ(before.records.size(), 4u);
+    EXPECT_EQ(before.records[1], Record("alpha", "beta"));
+    EXPECT_EQ(before.times, std::vector<std::optional<std::int64_t>>(4));
+
+    // Its first append rewrites it in the present version; the old records keep
+    // no time, and the new one has the time it was written.
+    KelTVLFile f;
+    f.StoreFolder = dir.folder();
+    f.StoreName = "old";
+    f.PortText1 = "new";
+    const std::int64_t start = now();
+    f.OpenStore();
+    f.AppendRecord(0);
+    f.CloseStore();
+    const std::int64_t end = now();
+    // Times given while a capture is saved back are written as they stand.
+    const std::vector<std::optional<std::int64_t>> given = {
+        -1, std::nullopt, std::numeric_limits<std::int64_t>::max()};
+    f.KeepPortTime = true;
+    for (const auto& time : given) {
+        f.PortTime = time;
+        f.OpenStore();
+        f.AppendRecord(0);
+        f.CloseStore();
+    }
+    const Capture after = readCapture(dir.folder(), "old");
+    EXPECT_EQ(testing::readFile(dir.file("old.tvl"))[8], '\x02');
+    ASSERT_EQ(after.records.size(), 8u);
+    EXPECT_EQ(std::vector<Record>(after.records.begin(), after.records.begin() + 4),
+              before.records);
+    EXPECT_EQ(after.records[4], Record("new", ""));
+    ASSERT_TRUE(after.times[4]);
+    EXPECT_GE(*after.times[4], start);
+    EXPECT_LE(*after.times[4], end);
+    EXPECT_EQ(std::vector<std::optional<std::int64_t>>(after.times.begin() + 5, after.times.end()),
+              given);
+}
+
+TEST(KelTVLFile, RecordTimesReadAsUtcWithMicroseconds) {
+    const std::pair<std::int64_t, const char*> table[] = {
+        {0, "1970-01-01T00:00:00.000000Z"},
+        {-1, "1969-12-31T23:59:59.999999Z"},
+        {951782400000001, "2000-02-29T00:00:00.000001Z"},
+        {1732425630123456, "2024-11-24T05:20:30.123456Z"},
+    };
+    for (const auto& [time, text] : table) EXPECT_EQ(FormatRecordTime(time), text);
 }
 
 TEST(KelTVLFile, Crc32MatchesTheStandardCheckValue) {
