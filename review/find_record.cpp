@@ -55,6 +55,7 @@ void mnuFind_Click(Program& p) {
         f.txtPort1->setText(s.RecordPort1[hit->entry]);
         f.focus = f.txtPort1;
     }
+    showRecordTime(p);
 }
 
 }  // namespace tvl

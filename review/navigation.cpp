@@ -21,6 +21,7 @@ void showEntry(Program& p) {
     SharedState& s = p.state;
     p.FrmMain->txtPort1->setText(s.RecordPort1.at(s.RecordIndex));
     p.FrmMain->txtPort2->setText(s.RecordPort2.at(s.RecordIndex));
+    showRecordTime(p);
 }
 
 }  // namespace

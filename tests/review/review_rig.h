@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,6 +32,7 @@ using Record = std::pair<std::string, std::string>;
 struct Capture {
     std::string title1, title2;
     std::vector<Record> records;  // the first is the file's head record
+    std::vector<std::optional<std::int64_t>> times;
 };
 
 // Reads a capture back through a fresh store, in the order the program reads.
@@ -43,11 +45,12 @@ inline Capture readCapture(const std::string& path) {
     const auto n = static_cast<long>(file->RecordCount());
     file->OpenStore();
     file->ReadTitles();
-    Capture c{file->PortTitle1, file->PortTitle2, {}};
+    Capture c{file->PortTitle1, file->PortTitle2, {}, {}};
     file->ReadRecord(1);
     for (long i = 1; i < n; ++i) {
         file->ReadRecord(0);
         c.records.emplace_back(file->PortText1, file->PortText2);
+        c.times.push_back(file->PortTime);
     }
     file->CloseStore();
     return c;
