@@ -1,10 +1,10 @@
 // tarvoline: the serial-line monitor on the desktop.
 #include <QApplication>
-#include <QFont>
 #include <cstdio>
 #include <cstring>
 
 #include "desktop/qt_program.h"
+#include "platform/qt/window_style.h"
 
 namespace {
 
@@ -34,10 +34,7 @@ bool answeredOnTerminal(int argc, char** argv) {
 int main(int argc, char** argv) {
     if (answeredOnTerminal(argc, argv)) return 0;
     QApplication app(argc, argv);
-    QApplication::setStyle(QStringLiteral("Fusion"));
-    QFont font(QStringLiteral("DejaVu Sans"));
-    font.setPointSizeF(8.25);
-    QApplication::setFont(font);
+    tvl::useProgramLook();
 
     tvl::QtProgram program(tvl::QtProgram::Lines::System);
 

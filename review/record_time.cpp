@@ -8,8 +8,8 @@
 
 namespace tvl {
 
-void showRecordTime(Program& p) {
-    const SharedState& s = p.state;
+void showRecordTime(Program& program) {
+    const SharedState& s = program.state;
     const auto i = static_cast<std::size_t>(s.RecordIndex);
     const auto time = i < s.RecordWritten.size() ? s.RecordWritten[i] : std::nullopt;
     std::string text = "No time recorded";
@@ -20,7 +20,7 @@ void showRecordTime(Program& p) {
         text.back() = ' ';
         text = "Written " + text + "UTC";
     }
-    p.FrmMain->lblRecordTime->Caption = text;
+    program.FrmMain->lblRecordTime->Caption = text;
 }
 
 }  // namespace tvl
