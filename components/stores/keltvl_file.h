@@ -3,7 +3,9 @@
 // Writing is append-only: AppendRecord(1) builds a new file beside the old one
 // and renames it into place; AppendRecord(0) checks only the last record and
 // writes the new one after it, so its cost does not depend on the file's size.
-// CloseStore makes what was written durable (fsync).
+// CloseStore makes what was written durable (fsync). Every record carries the
+// time it was written; a file of the version before times (version 1) reads,
+// and is rewritten once in the present version by its first AppendRecord(0).
 //
 // Reading loads the whole file into memory once (at CountRecords, or at the
 // first ReadTitles/ReadRecord after OpenStore) and then hands out records from
@@ -14,11 +16,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "components/stores/capture_store.h"
+#include "components/stores/tvl_format.h"
 
 namespace tvl {
 
@@ -27,9 +31,11 @@ struct TvlRecordSpan {
     std::uint64_t offset;  // first byte of column 1; column 2 follows it
     std::uint32_t length1;
     std::uint32_t length2;
+    std::optional<RecordTime> time;
 };
 
 struct TvlIndex {
+    std::uint32_t version = 0;
     TvlRecordSpan titles{};
     std::vector<TvlRecordSpan> records;  // the first is the one AppendRecord(1) wrote
     bool torn = false;                   // the image ends inside a record
@@ -41,13 +47,10 @@ struct TvlIndex {
 // last record; an incomplete last record only sets `torn`.
 TvlIndex ParseTvlImage(std::string_view image, const std::string& file);
 
-// The CRC-32 (IEEE 802.3, reflected, as zlib) of `data`, continuing `crc`.
-std::uint32_t Crc32(std::string_view data, std::uint32_t crc = 0);
-
 class KelTVLFile : public KelTVL {
 public:
     // One column (and one title) holds at most this many bytes.
-    static constexpr std::size_t kMaxColumn = 65535;
+    static constexpr std::size_t kMaxColumn = tvlfile::kMaxColumn;
 
     KelTVLFile() = default;
     ~KelTVLFile() override;
@@ -72,8 +75,14 @@ private:
         bool operator==(const Identity&) const = default;
     };
 
+    std::optional<RecordTime> timeToWrite() const;
     void createFile();
+    void replaceFile(const std::string& file, const std::string& image);
+    std::string readAt(const std::string& file, std::uint64_t at, std::size_t n) const;
+    std::uint64_t fileSize(const std::string& file) const;
     void appendRecord();
+    void upgradeFile(const std::string& file);
+    std::uint64_t appendPosition(const std::string& file);
     void ensureFd(const std::string& file);
     void ensureLoaded();
     void load(const std::string& file);
