@@ -2,6 +2,7 @@
 // watches panes 0 and 1 (Port 1), side 1 panes 2 and 3 (Port 2).
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace tvl {
@@ -14,5 +15,9 @@ void watchComparison(Program& program, int Index, std::string_view X);
 
 // Whether the side of this pane has its watch in force.
 bool watchArmedFor(const Program& program, int Index);
+
+// The text watched on the side of this pane, or nullptr when its watch is
+// not in force: a comparison with any other text cannot hit.
+const std::string* watchedText(const Program& program, int Index);
 
 }  // namespace tvl

@@ -124,7 +124,10 @@ void TextBox::changed() {
 }
 
 void TextBox::setText(std::string text) {
-    text_ = std::move(text);
+    if (text.empty())
+        text_.clear();  // a pane emptied at its limit keeps its room
+    else
+        text_ = std::move(text);
     SelStart = text_.size();
     changed();
 }
@@ -133,6 +136,12 @@ void TextBox::append(char c) {
     text_.push_back(c);
     SelStart = text_.size();
     changed();
+}
+
+void TextBox::appendSettled(std::string_view text, unsigned changes) {
+    text_.append(text);
+    SelStart = text_.size();
+    revision += changes;
 }
 
 void TextBox::replaceEnd(std::size_t n, std::string_view with) {

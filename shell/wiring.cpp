@@ -32,6 +32,7 @@ void bindMonitor(FrmMain& f, Program& p) {
     f.bind("chkUARTControl_Click", f.chkUARTControl, &CheckBox::Click,
            [&p](int i) { chkUARTControl_Click(p, i); });
     f.bind("tmrTarvoline_Timer", f.tmrTarvoline->Tick, [&p] { tmrTarvoline_Timer(p); });
+    f.tmrTarvoline->Ticks = [&p](int n) { return tmrTarvoline_Ticks(p, n); };
     f.bind("mnuStartStop_Click", f.mnuStartStop->Click, [&p] { mnuStartStop_Click(p); });
     f.bind("mscComControl1_OnComm", p.mscComControl1.OnComm, [&p] { mscComControl1_OnComm(p); });
     f.bind("mscComControl2_OnComm", p.mscComControl2.OnComm, [&p] { mscComControl2_OnComm(p); });
