@@ -5,6 +5,8 @@
 
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "capture/capture_writer.h"
+#include "components/stores/capture_store.h"
 
 namespace tvl {
 
@@ -101,6 +103,14 @@ void txtPort1_MouseUp(Program& p, int Button) { popup(p, Button, *p.FrmMain->mnu
 void txtPort2_MouseUp(Program& p, int Button) { popup(p, Button, *p.FrmMain->mnuFileAccess); }
 
 void mnuExit_Click(Program& p) {
+    // What was written reaches the disk before the process ends.
+    if (CaptureStore* store = captureStore(p)) {
+        try {
+            store->SyncStore();
+        } catch (const StoreError&) {
+            // The process ends all the same.
+        }
+    }
     if (p.state.SavingMode == 2 && p.KelXLS) {
         try {
             p.KelXLS->CloseStore();
