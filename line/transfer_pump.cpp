@@ -151,13 +151,13 @@ void Direction::convert(char c) {
     if (failed) position = 0;
     // 3. Held bytes turned out to be no row: release them, then c.
     if (position == 0 && !held.empty()) {
-        const std::string released = held;
+        std::string released;
+        released.swap(held);  // empty from here: the held bytes go out
         for (char h : released) {
             send(h);
             deliveryStep(h);
         }
         rawStep(c);
-        held.clear();
         if (scan(0, c)) {
             failed = 0;
             position = 1;

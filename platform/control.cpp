@@ -138,12 +138,6 @@ void TextBox::append(char c) {
     changed();
 }
 
-void TextBox::appendSettled(std::string_view text, unsigned changes) {
-    text_.append(text);
-    SelStart = text_.size();
-    revision += changes;
-}
-
 void TextBox::replaceEnd(std::size_t n, std::string_view with) {
     text_.resize(text_.size() - std::min(n, text_.size()));
     text_.append(with);

@@ -133,7 +133,14 @@ public:
     // Adds text at the end as `changes` changes whose Change handling the
     // caller has done itself, without running Change: for a writer that knows
     // what its handler would leave.
-    void appendSettled(std::string_view text, unsigned changes);
+    void appendSettled(std::string_view text, unsigned changes) {
+        if (text.size() == 1)
+            text_.push_back(text[0]);  // the common case, a byte that stays as it came
+        else
+            text_.append(text);
+        SelStart = text_.size();
+        revision += changes;
+    }
     // The user types a key: KeyPress, then the box's own editing at the caret
     // (a printable key is inserted, 8 deletes before the caret, 13 inserts CR).
     // A box that is disabled, hidden or locked takes no key.

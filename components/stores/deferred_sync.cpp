@@ -38,10 +38,11 @@ void DeferredSync::watch(int fd, const std::string& file) {
         next.reset(new Target{copy, file});
     }
     std::lock_guard lock(mutex_);
+    if (!target_ || !next || target_->file != next->file) {  // a failure belongs to its file
+        failure_.clear();
+        failed_ = false;
+    }
     target_ = std::move(next);
-    pending_ = false;
-    failure_.clear();
-    failed_ = false;
 }
 
 void DeferredSync::written() {

@@ -27,8 +27,8 @@ public:
     DeferredSync& operator=(const DeferredSync&) = delete;
 
     // The file whose writes are synced from now on, by a duplicate of fd (the
-    // caller keeps and closes its own); -1 for none. What was pending for the
-    // file before is the caller's to sync.
+    // caller keeps and closes its own); -1 for none. A write still pending is
+    // synced through the new fd: the caller syncs a file it leaves.
     void watch(int fd, const std::string& file);
     // A write was made: it reaches the disk within kDelay.
     void written();

@@ -187,10 +187,17 @@ void KelMDBDatabase::CloseStore() {
     appender_.reset();
     fd_ = -1;
     open_path_.clear();
-    const int sync_err = ::fsync(fd) != 0 ? errno : 0;
-    const int close_err = ::close(fd) != 0 ? errno : 0;
-    if (sync_err) Fail("cannot write the database", sync_err);
-    if (close_err) Fail("cannot close the database", close_err);
+    try {
+        sync_.check();
+        sync_.watch(fd, path());
+        sync_.written();
+    } catch (const StoreError&) {
+        ::close(fd);
+        throw;
+    }
+    if (::close(fd) != 0) Fail("cannot close the database", errno);
 }
+
+void KelMDBDatabase::SyncStore() { sync_.syncNow(); }
 
 }  // namespace tvl
