@@ -46,6 +46,7 @@
 #include "components/serial/virtual_port.h"
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
+#include "platform/headless_loop.h"
 #include "platform/quiet_platform.h"
 #include "platform/timer_driver.h"
 #include "setup/setup.h"
@@ -114,77 +115,6 @@ void roundTripsInTurns(std::vector<Ends*> relays, int trips) {
 
 // ---- the user-interface thread of the headless program
 
-// An event loop: runs what other threads post as soon as it is posted, and
-// drives the pump's timer as the desktop does: a slice of ticks when due, the
-// next slice at once while bytes wait, after the Interval when none do, and at
-// once when a port reports bytes.
-class EventLoop {
-public:
-    Poster poster() {
-        return [this](std::function<void()> call) {
-            {
-                std::lock_guard lock(mutex_);
-                posted_.push_back(std::move(call));
-            }
-            wake_.notify_one();
-        };
-    }
-
-    void drive(TimerDriver& driver) { driver_ = &driver; }
-    // A port reported bytes (runs on this loop's thread, from a posted call).
-    void readable() {
-        if (driver_ && driver_->readable()) due_ = Clock::now();
-    }
-    void timerEnabled() { due_ = Clock::now(); }
-
-    void run(const std::atomic<bool>& stop) {
-        while (!stop) {
-            runPosted();
-            if (due_ && Clock::now() >= *due_) {
-                due_.reset();
-                switch (driver_->runSlice()) {
-                    case TimerDriver::Next::Now:
-                        due_ = Clock::now();
-                        break;
-                    case TimerDriver::Next::Interval:
-                        due_ = Clock::now() + interval;
-                        break;
-                    case TimerDriver::Next::Stopped:
-                        break;
-                }
-                continue;
-            }
-            std::unique_lock lock(mutex_);
-            const auto ready = [&] { return !posted_.empty() || stop; };
-            if (due_)
-                wake_.wait_until(lock, *due_, ready);
-            else
-                wake_.wait_for(lock, std::chrono::milliseconds(50), ready);
-        }
-    }
-    void wake() { wake_.notify_one(); }
-
-    std::chrono::milliseconds interval{1};
-    std::uint64_t posts = 0;
-
-private:
-    void runPosted() {
-        std::deque<std::function<void()>> now;
-        {
-            std::lock_guard lock(mutex_);
-            now.swap(posted_);
-        }
-        posts += now.size();
-        for (auto& call : now) call();
-    }
-
-    std::mutex mutex_;
-    std::condition_variable wake_;
-    std::deque<std::function<void()>> posted_;
-    TimerDriver* driver_ = nullptr;
-    std::optional<Clock::time_point> due_;
-};
-
 std::string makeFolder(const char* prefix) {
     std::string pattern = (fs::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
     const char* made = ::mkdtemp(pattern.data());
@@ -222,8 +152,7 @@ public:
         Timer& timer = *program.FrmMain->tmrTarvoline;
         driver_ =
             std::make_unique<TimerDriver>(timer, [&program] { return bytesWaiting(program); });
-        loop_.drive(*driver_);
-        loop_.interval = std::chrono::milliseconds(std::max(1, timer.Interval));
+        loop_.drive(*driver_, std::chrono::milliseconds(timer.Interval));
         program.mscComControl1.OnReadable = [this] { loop_.readable(); };
         program.mscComControl2.OnReadable = [this] { loop_.readable(); };
         program.FrmMain->mnuStartStop->Click();
@@ -258,14 +187,14 @@ public:
 
     std::uint64_t ticks() const { return driver_ ? driver_->ticks : 0; }
     std::uint64_t slices() const { return driver_ ? driver_->slices : 0; }
-    std::uint64_t posts() const { return loop_.posts; }
+    std::uint64_t posts() const { return loop_.posted(); }
 
     Ends ends{Ends("Tarvoline")};
     std::string failure;
 
 private:
     std::string folder_;
-    EventLoop loop_;
+    HeadlessLoop loop_;
     QuietPlatform platform_;
     std::unique_ptr<SystemDevices> devices_;
     std::unique_ptr<Program> program_;

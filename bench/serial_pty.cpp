@@ -17,36 +17,11 @@
 
 #include "components/serial/device_rule.h"
 #include "components/serial/virtual_port.h"
+#include "platform/headless_loop.h"
 
 namespace {
 
 using namespace tvl;
-
-// The UI thread's queue.
-class Queue {
-public:
-    Poster poster() {
-        return [this](std::function<void()> call) {
-            std::lock_guard lock(mutex_);
-            calls_.push_back(std::move(call));
-            ready_.notify_one();
-        };
-    }
-    void runFor(std::chrono::milliseconds wait) {
-        std::deque<std::function<void()>> calls;
-        {
-            std::unique_lock lock(mutex_);
-            ready_.wait_for(lock, wait, [this] { return !calls_.empty(); });
-            calls.swap(calls_);
-        }
-        for (auto& call : calls) call();
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable ready_;
-    std::deque<std::function<void()>> calls_;
-};
 
 struct Rig {
     Rig() {
@@ -65,7 +40,7 @@ struct Rig {
         port.reset();
         std::filesystem::remove_all(folder);
     }
-    Queue queue;
+    HeadlessLoop queue;  // the UI thread's queue
     std::string folder;
     std::unique_ptr<SystemDevices> devices;
     std::unique_ptr<SerialPort> port;
@@ -84,7 +59,8 @@ void IntoThePort(benchmark::State& state) {
         });
         std::size_t taken = 0;
         while (taken < kBlock) {
-            rig.queue.runFor(std::chrono::milliseconds(1));
+            rig.queue.runUntil([&] { return rig.port->InBufferCount() > 0; },
+                               std::chrono::milliseconds(1));
             taken += rig.port->Input().size();
         }
         writer.join();

@@ -1,8 +1,5 @@
 // Leaving the review: Save and Exit writes the entries back to the file and
 // stays in the review; Exit (No Save) turns the window back into the monitor.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,17 +10,12 @@
 #include "app/layout.h"
 #include "app/program.h"
 #include "components/stores/capture_store.h"
+#include "components/stores/file_io.h"
 #include "review/review.h"
 
 namespace tvl {
 
 namespace {
-
-bool endsWithTvl(const std::string& name) {
-    const auto n = name.size();
-    return n >= 4 && name[n - 4] == '.' && (name[n - 3] | 0x20) == 't' &&
-           (name[n - 2] | 0x20) == 'v' && (name[n - 1] | 0x20) == 'l';
-}
 
 // Puts the store's folder and name back however the save ends.
 struct KeepStoreName {
@@ -35,14 +27,6 @@ struct KeepStoreName {
         store.StoreName = name;
     }
 };
-
-void syncFolder(const std::string& folder) {
-    const int fd =
-        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return;
-    ::fsync(fd);
-    ::close(fd);
-}
 
 // The whole capture is written as a new file beside the reviewed one, made
 // durable, and then renamed over it: at every moment the reviewed file is
@@ -72,9 +56,8 @@ void saveCapture(Program& p, const std::string& target, const std::string& fresh
     }
     store.CloseStore();
 
-    if (std::rename(fresh.c_str(), target.c_str()) != 0)
-        throw StoreError(target + ": cannot replace the file: " + std::strerror(errno));
-    syncFolder(keep.folder);
+    if (const int err = fileio::replaceByRename(fresh, target))
+        throw StoreError(target + ": cannot replace the file: " + std::strerror(err));
 }
 
 }  // namespace
@@ -82,8 +65,7 @@ void saveCapture(Program& p, const std::string& target, const std::string& fresh
 void mnuSaveExit_Click(Program& p) {
     KelTVL& store = *p.KelTVL;
     // The file the capture was read from: the store adds ".tvl" to a name that lacks it.
-    const std::string target =
-        store.StoreFolder + store.StoreName + (endsWithTvl(store.StoreName) ? "" : ".tvl");
+    const std::string target = store.FilePath();
     const std::string fresh = target + ".new.tvl";
     try {
         saveCapture(p, target, fresh);

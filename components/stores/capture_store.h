@@ -40,6 +40,13 @@ public:
 
 class KelTVL : public CaptureStore {
 public:
+    // StoreFolder + StoreName, with ".tvl" added when the name lacks it.
+    std::string FilePath() const {
+        const auto n = StoreName.size();
+        const bool has = n >= 4 && StoreName[n - 4] == '.' && (StoreName[n - 3] | 0x20) == 't' &&
+                         (StoreName[n - 2] | 0x20) == 'v' && (StoreName[n - 1] | 0x20) == 'l';
+        return StoreFolder + StoreName + (has ? "" : ".tvl");
+    }
     virtual void OpenStore() = 0;
     // 1 starts a new file with the titles and the columns as its first record;
     // 0 appends the columns as the last record.

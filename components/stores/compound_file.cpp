@@ -1,5 +1,7 @@
 #include "components/stores/compound_file.h"
 
+#include "components/stores/file_io.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -60,13 +62,7 @@ void AppendCompoundFile::fail(const std::string& what, int err) const {
 
 void AppendCompoundFile::pwriteAll(std::uint64_t at, std::string_view bytes, const char* what) {
     if (beforeWrite) beforeWrite(at, bytes);
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = ::pwrite(fd_, bytes.data() + done, bytes.size() - done, off_t(at + done));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) fail(what, n < 0 ? errno : ENOSPC);
-        done += std::size_t(n);
-    }
+    if (const int err = fileio::writeAllAt(fd_, bytes, at)) fail(what, err);
 }
 
 void AppendCompoundFile::syncFile() {
@@ -173,13 +169,7 @@ void AppendCompoundFile::create(const std::string& file, std::string_view stream
     syncFile();
     pwriteAll(0, header(), "cannot write");
     syncFile();
-    const auto slash = file.find_last_of('/');
-    const std::string folder = slash == std::string::npos ? "." : file.substr(0, slash + 1);
-    const int dfd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dfd >= 0) {
-        ::fsync(dfd);
-        ::close(dfd);
-    }
+    fileio::syncFolder(fileio::folderOf(file));
 }
 
 void AppendCompoundFile::relocate(std::uint32_t needed) {

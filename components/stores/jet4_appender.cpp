@@ -1,5 +1,7 @@
 #include "components/stores/jet4_appender.h"
 
+#include "components/stores/file_io.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -64,15 +66,10 @@ void Appender::readPage(std::uint32_t page, Page& out) const {
 }
 
 void Appender::write(std::uint64_t offset, const std::uint8_t* data, std::size_t len) const {
-    while (len > 0) {
-        const ssize_t n = pwrite(fd_, data, len, static_cast<off_t>(offset));
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            fail("write");
-        }
-        data += n;
-        len -= static_cast<std::size_t>(n);
-        offset += static_cast<std::uint64_t>(n);
+    const std::string_view bytes(reinterpret_cast<const char*>(data), len);
+    if (const int err = fileio::writeAllAt(fd_, bytes, offset)) {
+        errno = err;
+        fail("write");
     }
 }
 

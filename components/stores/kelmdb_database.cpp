@@ -1,5 +1,7 @@
 #include "components/stores/kelmdb_database.h"
 
+#include "components/stores/file_io.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,27 +53,6 @@ const jet4::TableDef& captureTable() {
     return def;
 }
 
-void writeAll(int fd, const std::uint8_t* data, std::size_t len) {
-    while (len > 0) {
-        const ssize_t n = ::write(fd, data, len);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            throw std::system_error(errno, std::generic_category());
-        }
-        data += n;
-        len -= static_cast<std::size_t>(n);
-    }
-}
-
-void syncFolder(const std::string& folder) {
-    const int dir =
-        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dir >= 0) {
-        ::fsync(dir);
-        ::close(dir);
-    }
-}
-
 }  // namespace
 
 KelMDBDatabase::KelMDBDatabase() = default;
@@ -118,28 +99,13 @@ void KelMDBDatabase::CreateStore() {
 
     // Written beside the target and renamed over it: the old file stays whole
     // until the new one is complete.
-    const std::string temp = file + ".new";
-    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) Fail("cannot create the database", errno);
-    try {
-        writeAll(fd, image.data(), image.size());
-        if (::fsync(fd) != 0) throw std::system_error(errno, std::generic_category());
-    } catch (const std::system_error& e) {
-        ::close(fd);
-        ::unlink(temp.c_str());
-        Fail("cannot write the database", e.code().value());
-    }
-    if (::close(fd) != 0) {
-        const int err = errno;
-        ::unlink(temp.c_str());
-        Fail("cannot write the database", err);
-    }
-    if (::rename(temp.c_str(), file.c_str()) != 0) {
-        const int err = errno;
-        ::unlink(temp.c_str());
-        Fail("cannot replace the file", err);
-    }
-    syncFolder(StoreFolder);
+    const std::string_view bytes(reinterpret_cast<const char*>(image.data()), image.size());
+    const fileio::Replaced done = fileio::replaceWhole(file, bytes, ".new");
+    if (done.err)
+        Fail(done.failedAt == fileio::Replaced::created   ? "cannot create the database"
+             : done.failedAt == fileio::Replaced::written ? "cannot write the database"
+                                                          : "cannot replace the file",
+             done.err);
 }
 
 void KelMDBDatabase::OpenStore() {

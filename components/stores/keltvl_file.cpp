@@ -1,5 +1,7 @@
 #include "components/stores/keltvl_file.h"
 
+#include "components/stores/file_io.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -168,15 +170,6 @@ KelTVLFile::~KelTVLFile() {
     }
 }
 
-std::string KelTVLFile::FilePath() const {
-    std::string name = StoreName;
-    const auto n = name.size();
-    const bool has = n >= 4 && name[n - 4] == '.' && (name[n - 3] | 0x20) == 't' &&
-                     (name[n - 2] | 0x20) == 'v' && (name[n - 1] | 0x20) == 'l';
-    if (!has) name += ".tvl";
-    return StoreFolder + name;
-}
-
 void KelTVLFile::fail(const std::string& file, const std::string& what, int err) const {
     raise(file, what, err);
 }
@@ -254,37 +247,13 @@ void KelTVLFile::AppendRecord(int mode) {
 void KelTVLFile::createFile() {
     const std::string file = FilePath();
     closeFd();
-    const std::string part = file + ".part";
     std::string image = fileHeader();
     appendEncodedRecord(image, PortTitle1, PortTitle2);
     appendEncodedRecord(image, PortText1, PortText2);
-
-    const int fd = ::open(part.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) fail(file, "cannot create", errno);
-    std::size_t done = 0;
-    int err = 0;
-    while (done < image.size()) {
-        const ssize_t n = ::write(fd, image.data() + done, image.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            err = n < 0 ? errno : ENOSPC;
-            break;
-        }
-        done += std::size_t(n);
-    }
-    if (!err && ::fsync(fd) != 0) err = errno;
-    if (::close(fd) != 0 && !err) err = errno;
-    if (!err && ::rename(part.c_str(), file.c_str()) != 0) err = errno;
-    if (err) {
-        ::unlink(part.c_str());
-        fail(file, "cannot write", err);
-    }
-    const std::string folder = StoreFolder.empty() ? std::string(".") : StoreFolder;
-    const int dfd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dfd >= 0) {
-        ::fsync(dfd);
-        ::close(dfd);
-    }
+    const fileio::Replaced done = fileio::replaceWhole(file, image, ".part");
+    if (done.err)
+        fail(file, done.failedAt == fileio::Replaced::created ? "cannot create" : "cannot write",
+             done.err);
     ensureFd(file);
     end_ = image.size();
 }
@@ -298,17 +267,10 @@ void KelTVLFile::appendRecord() {
     std::string rec;
     rec.reserve(kRecordOverhead + PortText1.size() + PortText2.size());
     appendEncodedRecord(rec, PortText1, PortText2);
-    std::size_t done = 0;
-    while (done < rec.size()) {
-        const ssize_t n = ::pwrite(fd_, rec.data() + done, rec.size() - done, off_t(end + done));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            const int err = n < 0 ? errno : ENOSPC;
-            if (::ftruncate(fd_, off_t(end)) == 0) ::fsync(fd_);
-            end_ = 0;
-            fail(file, "cannot append record", err);
-        }
-        done += std::size_t(n);
+    if (const int err = fileio::writeAllAt(fd_, rec, end)) {
+        if (::ftruncate(fd_, off_t(end)) == 0) ::fsync(fd_);
+        end_ = 0;
+        fail(file, "cannot append record", err);
     }
     dirty_ = true;
     end_ = end + rec.size();
@@ -324,16 +286,8 @@ std::uint64_t KelTVLFile::checkedEnd(const std::string& file) {
     const std::uint64_t size = std::uint64_t(st.st_size);
 
     const auto readAt = [&](std::uint64_t at, std::size_t n) {
-        std::string buf(n, '\0');
-        std::size_t got = 0;
-        while (got < n) {
-            const ssize_t r = ::pread(fd_, buf.data() + got, n - got, off_t(at + got));
-            if (r < 0 && errno == EINTR) continue;
-            if (r < 0) fail(file, "cannot read", errno);
-            if (r == 0) break;
-            got += std::size_t(r);
-        }
-        buf.resize(got);
+        std::string buf;
+        if (const int err = fileio::readAllAt(fd_, at, n, buf)) fail(file, "cannot read", err);
         return buf;
     };
 
@@ -376,27 +330,17 @@ void KelTVLFile::load(const std::string& file) {
         ::close(fd);
         fail(file, "cannot read", err);
     }
-    std::string image(std::size_t(st.st_size), '\0');
-    std::size_t got = 0;
-    while (got < image.size()) {
-        const ssize_t r = ::read(fd, image.data() + got, image.size() - got);
-        if (r < 0 && errno == EINTR) continue;
-        if (r < 0) {
-            const int err = errno;
-            ::close(fd);
-            fail(file, "cannot read", err);
-        }
-        if (r == 0) break;
-        got += std::size_t(r);
-    }
+    std::string image;
+    image.reserve(std::size_t(st.st_size));
+    const int err = fileio::readAll(fd, image);
     ::close(fd);
-    image.resize(got);
+    if (err) fail(file, "cannot read", err);
     TvlIndex index = ParseTvlImage(image, file);
     image_ = std::move(image);
     index_ = std::move(index);
     loaded_ = true;
     loadedPath_ = file;
-    loadedId_ = {std::uint64_t(st.st_dev), std::uint64_t(st.st_ino), std::uint64_t(got),
+    loadedId_ = {std::uint64_t(st.st_dev), std::uint64_t(st.st_ino), std::uint64_t(image_.size()),
                  std::int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec};
     next_ = 0;
 }

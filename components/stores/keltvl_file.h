@@ -65,8 +65,6 @@ public:
     void CloseStore() override;
     void SyncStore() override;
 
-    // StoreFolder + StoreName, with ".tvl" added when the name lacks it.
-    std::string FilePath() const;
     // The file last read ended inside a record (its complete records still read).
     bool TornTail() const { return loaded_ && index_.torn; }
 

@@ -1,5 +1,5 @@
-// What the serial tests share: a stand-in for the UI thread's event queue, a
-// temporary folder, and the far end of a pseudo-terminal.
+// What the serial tests share: a temporary folder and the far end of a
+// pseudo-terminal; the UI thread's queue is the headless loop.
 #pragma once
 
 #include <fcntl.h>
@@ -20,61 +20,11 @@
 #include <string_view>
 
 #include "components/serial/serial_port.h"
+#include "platform/headless_loop.h"
 
 namespace tvl::test {
 
 using namespace std::chrono_literals;
-
-// The UI thread's queue: any thread posts, the test thread runs the calls.
-class UiQueue {
-public:
-    Poster poster() {
-        return [this](std::function<void()> call) {
-            std::lock_guard lock(mutex_);
-            calls_.push_back(std::move(call));
-            ++posted_;
-            ready_.notify_one();
-        };
-    }
-
-    // Runs posted calls until `done` holds; false when `limit` passed first.
-    template <class Done>
-    bool runUntil(Done done, std::chrono::milliseconds limit = 10s) {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        for (;;) {
-            runPending();
-            if (done()) return true;
-            if (std::chrono::steady_clock::now() >= deadline) return false;
-            std::unique_lock lock(mutex_);
-            ready_.wait_for(lock, 5ms, [this] { return !calls_.empty(); });
-        }
-    }
-
-    std::size_t runPending() {
-        std::deque<std::function<void()>> calls;
-        {
-            std::lock_guard lock(mutex_);
-            calls.swap(calls_);
-        }
-        for (auto& call : calls) call();
-        return calls.size();
-    }
-
-    std::size_t waiting() const {
-        std::lock_guard lock(mutex_);
-        return calls_.size();
-    }
-    std::size_t posted() const {
-        std::lock_guard lock(mutex_);
-        return posted_;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::condition_variable ready_;
-    std::deque<std::function<void()>> calls_;
-    std::size_t posted_ = 0;
-};
 
 class TempFolder {
 public:

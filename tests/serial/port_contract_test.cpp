@@ -33,7 +33,7 @@ public:
         return ui.runUntil(done);
     }
 
-    UiQueue ui;
+    HeadlessLoop ui;
 };
 
 class SimulatedBackend : public Backend {

@@ -24,7 +24,7 @@ std::string refusalOf(SerialDeviceFactory& factory, int number) {
 }
 
 TEST(PortNumberRule, NamesTheDeviceOfEachRange) {
-    UiQueue ui;
+    HeadlessLoop ui;
     // A made-up device folder: the rule is only described here, nothing is opened.
     SystemDevices devices(ui.poster(), "/devices", "/run/user/7/tarvoline");
     EXPECT_EQ(devices.describe(1), "/devices/ttyS0");
@@ -44,7 +44,7 @@ TEST(PortNumberRule, NamesTheDeviceOfEachRange) {
 }
 
 TEST(PortNumberRule, MissingDevicesAndNonTerminalsAreRefusedByName) {
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder folder;
     SystemDevices devices(ui.poster(), folder.path(), folder / "virtual");
     EXPECT_EQ(refusalOf(devices, 8), folder / "ttyS7" + ": no such device");
@@ -74,7 +74,7 @@ TEST(VirtualPortFolder, FollowsXdgRuntimeDirWhenUsable) {
 }
 
 TEST(VirtualPortLink, IsPublishedReplacedWhenStaleAndRemovedOnClose) {
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder parent;
     const std::string folder = parent / "tarvoline";  // created by the first open
     const std::string link = folder + "/com901";
@@ -117,7 +117,7 @@ struct DeviceOnPty {
         device = std::unique_ptr<PosixDevice>(static_cast<PosixDevice*>(
             devices.open(100, LineSettings{}, true, true, events).release()));
     }
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder folder;
     PtyPair pty;
     SystemDevices devices{ui.poster(), folder.path(), folder / "virtual"};
@@ -143,7 +143,7 @@ TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndPostsOneCallAtATime) {
     while (line.device->inBufferCount() < sent.size()) std::this_thread::sleep_for(1ms);
 
     EXPECT_EQ(line.ui.waiting(), 1u) << "readable posts were not coalesced";
-    line.ui.runPending();
+    line.ui.runPosted();
     EXPECT_EQ(line.readable, 1);
 
     std::string got(sent.size() + 1, '\0');
@@ -175,7 +175,7 @@ TEST(LineThread, OutputNobodyReadsStopsGrowingAtTheLimitAndKeepsTheOldestBytes) 
 }
 
 TEST(LineThread, ACallPostedBeforeCloseDoesNothingAfterIt) {
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder folder;
     bool raised = false;
     DeviceEvents events;
@@ -188,7 +188,7 @@ TEST(LineThread, ACallPostedBeforeCloseDoesNothingAfterIt) {
     while (ui.waiting() == 0) std::this_thread::sleep_for(1ms);
 
     port.reset();
-    ui.runPending();
+    ui.runPosted();
     EXPECT_FALSE(raised);
     ::close(client);
 }
@@ -215,7 +215,7 @@ TEST(LineThread, ADeviceWhoseFarEndHangsUpReadsEmptyWithoutSpinning) {
 }
 
 TEST(LineThread, AMasterWhoseClientLeavesReadsEmptyWithoutSpinning) {
-    UiQueue ui;
+    HeadlessLoop ui;
     const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     ASSERT_GE(master, 0);
     grantpt(master);
@@ -237,7 +237,7 @@ TEST(LineThread, AMasterWhoseClientLeavesReadsEmptyWithoutSpinning) {
 }
 
 TEST(VirtualPortTransfer, AMegabyteEachWayArrivesOnceAndInOrder) {
-    UiQueue ui;
+    HeadlessLoop ui;
     TempFolder folder;
     SystemDevices devices(ui.poster(), folder / "dev", folder.path());
     SerialPort port(devices);
