@@ -9,11 +9,6 @@ bool watchArmedFor(const Program& program, int Index) {
     return side >= 0 && program.state.WatchArmed[side] == 1;
 }
 
-const std::string* watchedText(const Program& program, int Index) {
-    if (!watchArmedFor(program, Index)) return nullptr;
-    return &program.state.WatchString[Index < 2 ? 0 : 1];
-}
-
 void watchComparison(Program& program, int Index, std::string_view X) {
     SharedState& s = program.state;
     if ((Index == 0 || Index == 1) && s.WatchArmed[0] == 1 && s.WatchString[0] == X)

@@ -16,8 +16,4 @@ void watchComparison(Program& program, int Index, std::string_view X);
 // Whether the side of this pane has its watch in force.
 bool watchArmedFor(const Program& program, int Index);
 
-// The text watched on the side of this pane, or nullptr when its watch is
-// not in force: a comparison with any other text cannot hit.
-const std::string* watchedText(const Program& program, int Index);
-
 }  // namespace tvl

@@ -100,7 +100,8 @@ bool appendSettled(Program& program, int Index, char c) {
     const std::size_t n = pane.Text().size();
     if (s.PaneSeen[Index] != 0 || n + 1 >= PaneLimit) return false;
     const auto code = static_cast<unsigned char>(c);
-    const std::string* watched = watchedText(program, Index);
+    // The watched text of the pane's side, when in force: no other text can hit.
+    const std::string* watched = s.WatchArmed[Index / 2] == 1 ? &s.WatchString[Index / 2] : nullptr;
     if (s.DisplayMode == 0 && code > 0x1F) {  // stays as it came, compared alone
         if (watched && *watched == std::string_view(&c, 1)) return false;
         pane.appendSettled(std::string_view(&c, 1), 1);

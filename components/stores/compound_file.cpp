@@ -174,8 +174,10 @@ void AppendCompoundFile::create(const std::string& file, std::string_view stream
 
 void AppendCompoundFile::relocate(std::uint32_t needed) {
     const std::uint32_t oldTail = fat_ + difat_ + 1;
-    const std::uint32_t grow = std::max({oldTail, kPerSector, capacity_ / 8});
-    const std::uint32_t newCapacity = std::max(needed, capacity_ + grow);
+    // Doubling: few growths, each a sync the rows wait for.
+    const std::uint32_t grow = std::max({oldTail, kPerSector, capacity_});
+    const std::uint32_t newCapacity =
+        std::max(needed, std::min(capacity_ + grow, sectorsFor(kMaxStream)));
     const std::uint32_t oldCapacity = capacity_, oldFat = fat_, oldDifat = difat_;
     layTail(newCapacity);
     try {
@@ -190,7 +192,7 @@ void AppendCompoundFile::relocate(std::uint32_t needed) {
         difat_ = oldDifat;
         throw;
     }
-    syncFile();
+    deferred_.written();  // either header names a whole file: the new one syncs with the rows
 }
 
 void AppendCompoundFile::write(std::uint64_t offset, std::string_view bytes) {
