@@ -2,7 +2,6 @@
 // watches panes 0 and 1 (Port 1), side 1 panes 2 and 3 (Port 2).
 #pragma once
 
-#include <string>
 #include <string_view>
 
 namespace tvl {
