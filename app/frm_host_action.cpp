@@ -32,12 +32,13 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
         for (int t = 0; t < 4; ++t) {
             const float left = (t % 2 == 0) ? 360 : 1800;
             const float top = t < 2 ? 480 : 2640;
+            const float width = (t % 2 == 0) ? 1440 : 1560;  // the column and the gap beside it
             lblTitle[titleIndex[b][t]] = addLabel(*this, frame, "lblTitle", titleIndex[b][t],
-                                                  titles[t], left, top, 1215, 255);
+                                                  titles[t], left, top, width, 255);
         }
-        for (int r = 0; r < 5; ++r) {
+        for (int r = 0; r < kConversionRows; ++r) {
             const float top = 720 + 360.0f * r;
-            const int present = 10 * b + r, converted = 10 * b + 5 + r;
+            const int present = presentBox(b, r), converted = convertedBox(b, r);
             txtValue[present] =
                 place(add<TextBox>(frame, "txtValue", present), 360, top, 1215, 285);
             txtValue[converted] =

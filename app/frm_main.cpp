@@ -81,11 +81,18 @@ void FrmMain::buildGroup(int g) {
     group->ToolTipText = "Click the right mouse button";
     group->Border = false;
     fraComMonitor[g] = group;
+    buildPanes(g, *group);
+    buildSignals(g, *group);
+    buildHeader(g, *group);
+}
 
+// The Transmit and Receive frames with their panes, the review pane and the
+// switches, topmost first.
+void FrmMain::buildPanes(int g, Frame& group) {
     const int transmit = 2 * g;  // pane and frame indexes of this group
     const int receive = 2 * g + 1;
     auto frame = [&](int i, float top, float height) {
-        Frame* f = place(add<Frame>(group, "fraTxRx", i), 120, top, 4095, height);
+        Frame* f = place(add<Frame>(&group, "fraTxRx", i), 120, top, 4095, height);
         f->Caption = (i % 2 == 0) ? "Transmit: " : "Receive:  ";
         fraTxRx[i] = f;
         return f;
@@ -97,7 +104,7 @@ void FrmMain::buildGroup(int g) {
     };
     auto switches = [&] {
         for (int k = 0; k < 2; ++k) {
-            CheckBox* c = place(add<CheckBox>(group, "chkUARTControl", 2 * g + k), 2400,
+            CheckBox* c = place(add<CheckBox>(&group, "chkUARTControl", 2 * g + k), 2400,
                                 k == 0 ? 1440 : 1920, 735, 255);
             c->Picture = pictures::switchOff;
             c->DownPicture = pictures::switchOn;
@@ -121,23 +128,26 @@ void FrmMain::buildGroup(int g) {
         switches();
         pane(frame(transmit, 2520, 1575), transmit, 1215);
     }
+}
 
-    // Lamps and labels, per port in the order CTS, DSR, CD, RI, DTR, RTS.
-    static const char* const captions[6] = {"CTS:", "DSR:", "CD:", "RI:", "DTR:", "RTS:"};
-    static const float labelLeft[6] = {1200, 1200, 2400, 2400, 1200, 1200};
-    static const float labelTop[6] = {480, 840, 480, 840, 1440, 1920};
-    static const float lampLeft[6] = {1800, 1800, 2880, 2880, 1800, 1800};
-    static const float lampTop[6] = {360, 720, 360, 720, 1320, 1800};
-    for (int s = 0; s < 6; ++s) {
-        Label* label =
-            place(add<Label>(group, "lblUART", 6 * g + s), labelLeft[s], labelTop[s], 495, 195);
+// The lamps and their labels, per port in the order CTS, DSR, CD, RI, DTR,
+// RTS, and the two rules between the rows.
+void FrmMain::buildSignals(int g, Frame& group) {
+    static const char* const captions[kSignals] = {"CTS:", "DSR:", "CD:", "RI:", "DTR:", "RTS:"};
+    static const float labelLeft[kSignals] = {1200, 1200, 2400, 2400, 1200, 1200};
+    static const float labelTop[kSignals] = {480, 840, 480, 840, 1440, 1920};
+    static const float lampLeft[kSignals] = {1800, 1800, 2880, 2880, 1800, 1800};
+    static const float lampTop[kSignals] = {360, 720, 360, 720, 1320, 1800};
+    for (int s = 0; s < kSignals; ++s) {
+        Label* label = place(add<Label>(&group, "lblUART", labelIndex(g, s)), labelLeft[s],
+                             labelTop[s], 495, 195);
         label->Caption = captions[s];
         label->AutoSize = true;
-        lblUART[6 * g + s] = label;
+        lblUART[labelIndex(g, s)] = label;
         for (int on = 0; on < 2; ++on) {
-            const int i = 12 * g + 6 * on + s;
+            const int i = lampIndex(g, s, on);
             Image* lamp =
-                place(add<Image>(group, "imgStatus", i), lampLeft[s], lampTop[s], 360, 420);
+                place(add<Image>(&group, "imgStatus", i), lampLeft[s], lampTop[s], 360, 420);
             lamp->Picture = on ? pictures::lampOn : pictures::lampOff;
             lamp->Visible = !on;
             imgStatus[i] = lamp;
@@ -145,21 +155,23 @@ void FrmMain::buildGroup(int g) {
     }
     for (int k = 0; k < 2; ++k) {
         const float y = k == 0 ? 1200 : 2400;
-        Line* line = placeLine(add<Line>(group, "myLine", 2 * g + k), 120, y, 4200, y);
+        Line* line = placeLine(add<Line>(&group, "myLine", 2 * g + k), 120, y, 4200, y);
         line->BorderWidth = 2;
         line->BorderColor = 5;  // system colour: window background
         line->SystemColor = true;
         myLine[2 * g + k] = line;
     }
+}
 
-    // The header: a label on a thick bar, and an icon.
-    Label* title = place(add<Label>(group, g == 0 ? "Label1" : "Label2"), g == 0 ? 720 : 600, 0,
+// The header: a label on a thick bar, and an icon.
+void FrmMain::buildHeader(int g, Frame& group) {
+    Label* title = place(add<Label>(&group, g == 0 ? "Label1" : "Label2"), g == 0 ? 720 : 600, 0,
                          g == 0 ? 3015 : 3495, 255);
     title->Caption = g == 0 ? "Communication 1 (DTE)" : "Communication 2 (DTE/DCE)";
     (g == 0 ? Label1 : Label2) = title;
-    Image2[g] = place(add<Image>(group, "Image2", g), 0, 0, 480, 480);
+    Image2[g] = place(add<Image>(&group, "Image2", g), 0, 0, 480, 480);
     Image2[g]->Picture = g == 0 ? "port1.png" : "port2.png";
-    Line* bar = placeLine(add<Line>(group, g == 0 ? "Line1" : "Line2"), g == 0 ? 720 : 600, 150,
+    Line* bar = placeLine(add<Line>(&group, g == 0 ? "Line1" : "Line2"), g == 0 ? 720 : 600, 150,
                           g == 0 ? 3720 : 4080, 150);
     bar->BorderWidth = 20;
     bar->BorderColor = 0x008080;

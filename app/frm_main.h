@@ -15,6 +15,26 @@
 
 namespace tvl {
 
+// The buttons of tbrTarvoline by their number, Buttons(n); separators count.
+namespace monitorButton {
+inline constexpr int Setup = 1, StartStop = 3, DataConversion = 4, FindData = 5;
+// The buttons of a run: usable once Setup has opened the ports.
+inline constexpr int ofRun[] = {StartStop, DataConversion, FindData};
+}  // namespace monitorButton
+
+// The pictures of the Start / Stop button, by their number in ImageList.
+namespace startStopImage {
+inline constexpr int Start = 2, Stop = 3;
+}
+
+// A port's signals, in the order of its lamps, labels and switches.
+enum Signal : int { CTS = 0, DSR = 1, CD = 2, RI = 3, DTR = 4, RTS = 5 };
+inline constexpr int kSignals = 6;
+// imgStatus index of port q's (0, 1) lamp for a signal, its off or on picture.
+constexpr int lampIndex(int q, int signal, bool on) { return 12 * q + 6 * int(on) + signal; }
+// lblUART index of port q's label for a signal.
+constexpr int labelIndex(int q, int signal) { return kSignals * q + signal; }
+
 class FrmMain : public Form {
 public:
     FrmMain();
@@ -56,6 +76,9 @@ public:
 
 private:
     void buildGroup(int group);
+    void buildPanes(int group, Frame& frame);
+    void buildSignals(int group, Frame& frame);
+    void buildHeader(int group, Frame& frame);
     void buildToolbars();
     void buildMenus();
 };

@@ -9,18 +9,19 @@ namespace {
 
 // The left column: each group a frame of option buttons, one row per member.
 constexpr float kColumnLeft = 240;
-constexpr float kColumnWidth = 2640;
+constexpr float kColumnWidth = 2760;
 constexpr float kRowTop = 300;  // first option row inside its frame
 constexpr float kRowStep = 300;
 constexpr float kGroupGap = 120;
 
-// The settings group: a caption, a box, and for a port its description.
+// The settings group: a caption and a box a row; under a port's row, a line
+// saying what its number resolves to (a device path can be long).
 constexpr float kSettingsLeft = 3120;
 constexpr float kSettingsWidth = 3660;
 constexpr float kCaptionLeft = 120, kCaptionWidth = 1560;
-constexpr float kBoxLeft = 1740, kBoxWidth = 1800, kPortBoxWidth = 600;
-constexpr float kDescriptionLeft = 2400, kDescriptionWidth = 1200;
-constexpr float kSettingTop = 360, kSettingStep = 420, kSettingHeight = 315;
+constexpr float kBoxLeft = 1740, kBoxWidth = 1800, kPortBoxWidth = 720;
+constexpr float kSettingTop = 360, kSettingStep = 390, kSettingHeight = 315;
+constexpr float kDescriptionGap = 330, kDescriptionLine = 240;
 
 }  // namespace
 
@@ -58,8 +59,8 @@ void FrmSetup::buildOptions() {
         int i = 0;
         for (const char* member : members) {
             OptionButton* option =
-                place(add<OptionButton>(frame, name, i), 240,
-                      kRowTop + kRowStep * static_cast<float>(i), kColumnWidth - 360, 255);
+                place(add<OptionButton>(frame, name, i), 120,
+                      kRowTop + kRowStep * static_cast<float>(i), kColumnWidth - 180, 255);
             option->Caption = member;
             option->Value = i == 0;
             options[i++] = option;
@@ -80,13 +81,16 @@ void FrmSetup::buildOptions() {
 
 void FrmSetup::buildSettings() {
     fraSettings =
-        place(add<Frame>(nullptr, "fraSettings"), kSettingsLeft, 120, kSettingsWidth, 4080);
+        place(add<Frame>(nullptr, "fraSettings"), kSettingsLeft, 120, kSettingsWidth, 4200);
     fraSettings->Caption = "Communication Settings";
 
     static const char* const captions[7] = {
         "Bits Per Second:", "Data bits:",   "Parity:",         "Stop Bits:",
         "Flow Control:",    "DTE / Port1:", "DTE/DCE / Port2:"};
-    auto rowTop = [](int row) { return kSettingTop + kSettingStep * static_cast<float>(row); };
+    auto rowTop = [](int row) {
+        return kSettingTop + kSettingStep * static_cast<float>(row) +
+               (row == 6 ? kDescriptionLine : 0.0f);
+    };
     for (int row = 0; row < 7; ++row) {
         Label* label = place(add<Label>(fraSettings, "lblSetting", row), kCaptionLeft,
                              rowTop(row) + 45, kCaptionWidth, 255);
@@ -113,11 +117,12 @@ void FrmSetup::buildSettings() {
                              kPortBoxWidth, kSettingHeight);
         box->MultiLine = false;
         txtComPort[i] = box;
-        Label* description = place(add<Label>(fraSettings, "lblComPort", i), kDescriptionLeft,
-                                   rowTop(5 + i) + 45, kDescriptionWidth, 255);
+        Label* description =
+            place(add<Label>(fraSettings, "lblComPort", i), kCaptionLeft,
+                  rowTop(5 + i) + kDescriptionGap, kSettingsWidth - 2 * kCaptionLeft, 255);
         lblComPort[i] = description;
     }
-    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), 1230, 3420, 1200, 495);
+    cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), 1230, 3600, 1200, 495);
     cmdDefault->Picture = "setup_default.png";
     cmdDefault->ToolTipText = "Put the settings back to their defaults";
 }

@@ -83,10 +83,10 @@ void placeGroup(FrmMain& f, int g) {
 
     const Reference inGroup{group.Width, group.Height, groupWidth, groupHeight};
     for (int s = 0; s < 6; ++s)
-        place(*f.lblUART[6 * g + s], inGroup, {labelLeft[s], labelTop[s], 0, 0, false});
+        place(*f.lblUART[labelIndex(g, s)], inGroup, {labelLeft[s], labelTop[s], 0, 0, false});
     for (int on = 0; on < 2; ++on)
         for (int s = 0; s < 6; ++s)
-            place(*f.imgStatus[12 * g + 6 * on + s], inGroup,
+            place(*f.imgStatus[lampIndex(g, s, on)], inGroup,
                   {lampLeft[s], lampTop[s], 0, 0, false});
     place(*f.chkUARTControl[2 * g], inGroup, {2400, 1440, 0, 0, false});
     place(*f.chkUARTControl[2 * g + 1], inGroup, {2400, 1920, 0, 0, false});

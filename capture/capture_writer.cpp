@@ -84,9 +84,9 @@ void WriteFlush(Program& program, int i) {
         } else {
             return;
         }
-    } else if (s.MonitorChoice == 0 && i == 1) {
+    } else if (s.MonitorChoice == 0 && i == monitoredPane(0)) {
         store->PortText1 = text;
-    } else if (s.MonitorChoice == 1 && i == 3) {
+    } else if (s.MonitorChoice == 1 && i == monitoredPane(1)) {
         store->PortText2 = text;
     } else {
         return;

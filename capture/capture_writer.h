@@ -7,6 +7,11 @@ namespace tvl {
 class Program;
 class CaptureStore;
 
+// With one port monitored only that port is open, so its traffic stands in the
+// other port's Receive pane: pane 3 holds Port 1's bytes, pane 1 Port 2's. That
+// pane feeds the monitored port's own column, at the limit and at Stop.
+constexpr int monitoredPane(int monitorChoice) { return monitorChoice == 0 ? 3 : 1; }
+
 // The flush of pane i, run with the pane's text still in place.
 void WriteFlush(Program& program, int i);
 

@@ -2,25 +2,11 @@
 
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "app/sound_cues.h"
 
 namespace tvl {
 
 namespace {
-
-// A dialog opens: "\loadform.wav" through the dialog's own player, sounded
-// without a wait after an opening Close.
-void loadSound(Program& program, MciPlayer& player) {
-    player.setNotify(false);
-    player.setWait(true);
-    player.setCommand("Close");
-    player.setDeviceType("WaveAudio");
-    player.setShareable(false);
-    player.setFileName(program.programFile("loadform.wav"));
-    player.setCommand("Open");
-    player.setNotify(true);
-    player.setWait(false);
-    player.setCommand("Sound");
-}
 
 // What both dialogs do as they unload: FrmMain comes back, enabled and shown.
 void giveBackMain(Program& program) {
@@ -37,32 +23,34 @@ void showOverMain(Program& program, Form& dialog) {
     program.platform.formShown(dialog);
 }
 
-void bindHostAction(Program& p) {
-    FrmHostAction& f = *p.frmHostAction;
-    f.bind("cmdOK_Click", f.cmdOk->Click, [&p] { frmHostAction_cmdOK_Click(p); });
-    f.bind("cmdCancel_Click", f.cmdCancel->Click, [&p] { frmHostAction_cmdCancel_Click(p); });
-    f.handle("Form_Load", [&p](const auto&) { frmHostAction_Form_Load(p); });
-    f.handle("Form_Unload", [&p](const auto&) { frmHostAction_Form_Unload(p); });
+void bindHostAction(Program& program) {
+    FrmHostAction& f = *program.frmHostAction;
+    f.bind("cmdOK_Click", f.cmdOk->Click, [&program] { frmHostAction_cmdOK_Click(program); });
+    f.bind("cmdCancel_Click", f.cmdCancel->Click,
+           [&program] { frmHostAction_cmdCancel_Click(program); });
+    f.handle("Form_Load", [&program](const auto&) { frmHostAction_Form_Load(program); });
+    f.handle("Form_Unload", [&program](const auto&) { frmHostAction_Form_Unload(program); });
 }
 
-void bindFindData(Program& p) {
-    FrmFindData& f = *p.frmFindData;
+void bindFindData(Program& program) {
+    FrmFindData& f = *program.frmFindData;
     f.bind("txtFound_Change", f.txtFound, &TextBox::Change,
-           [&p](int i) { frmFindData_txtFound_Change(p, i); });
-    f.bind("cmdOK_Click", f.cmdOK->Click, [&p] { frmFindData_cmdOK_Click(p); });
-    f.bind("cmdCancel_Click", f.cmdCancel->Click, [&p] { frmFindData_cmdCancel_Click(p); });
-    f.handle("Form_Load", [&p](const auto&) { frmFindData_Form_Load(p); });
-    f.handle("Form_Unload", [&p](const auto&) { frmFindData_Form_Unload(p); });
+           [&program](int i) { frmFindData_txtFound_Change(program, i); });
+    f.bind("cmdOK_Click", f.cmdOK->Click, [&program] { frmFindData_cmdOK_Click(program); });
+    f.bind("cmdCancel_Click", f.cmdCancel->Click,
+           [&program] { frmFindData_cmdCancel_Click(program); });
+    f.handle("Form_Load", [&program](const auto&) { frmFindData_Form_Load(program); });
+    f.handle("Form_Unload", [&program](const auto&) { frmFindData_Form_Unload(program); });
 }
 
 }  // namespace
 
 // ---------------------------------------------------------------- Specify Action
 
-std::optional<RowProblem> rowProblem(const std::array<std::string, 20>& values) {
+std::optional<RowProblem> rowProblem(const std::array<std::string, kValueBoxes>& values) {
     for (int b = 0; b < 2; ++b) {
-        for (int r = 0; r < 5; ++r) {
-            const int present = 10 * b + r, converted = 10 * b + 5 + r;
+        for (int r = 0; r < kConversionRows; ++r) {
+            const int present = presentBox(b, r), converted = convertedBox(b, r);
             const std::string row =
                 "Port " + std::to_string(b + 1) + ", row " + std::to_string(r + 1);
             for (int box : {present, converted}) {
@@ -90,13 +78,15 @@ void mnuDataConvertion_Click(Program& program) {
     showOverMain(program, *program.frmHostAction);
 }
 
-void frmHostAction_Form_Load(Program& program) { loadSound(program, program.mciTarvoline2); }
+void frmHostAction_Form_Load(Program& program) {
+    playDialogOpening(program, program.mciTarvoline2, "Sound");
+}
 
 void frmHostAction_cmdOK_Click(Program& program) {
     if (!program.frmHostAction) return;
     FrmHostAction& f = *program.frmHostAction;
-    std::array<std::string, 20> values;
-    for (int k = 0; k < 20; ++k) values[k] = f.txtValue[k]->Text();
+    std::array<std::string, kValueBoxes> values;
+    for (int k = 0; k < kValueBoxes; ++k) values[k] = f.txtValue[k]->Text();
     // A faulty row stores nothing: the dialog stays open on it.
     if (auto problem = rowProblem(values)) {
         f.focus = f.txtValue[problem->box];
@@ -105,18 +95,16 @@ void frmHostAction_cmdOK_Click(Program& program) {
     }
 
     SharedState& s = program.state;
-    for (int r = 0; r < 5; ++r) {
-        s.PresentValue1[r] = values[r];
-        if (values[r].size() > s.MaxPresentLength[0])
-            s.MaxPresentLength[0] = static_cast<std::uint8_t>(values[r].size());
+    for (int b = 0; b < 2; ++b) {
+        std::string* present = b == 0 ? s.PresentValue1 : s.PresentValue2;
+        std::string* converted = b == 0 ? s.ConvertedValue1 : s.ConvertedValue2;
+        for (int r = 0; r < kConversionRows; ++r) {
+            present[r] = values[presentBox(b, r)];
+            converted[r] = values[convertedBox(b, r)];
+            if (present[r].size() > s.MaxPresentLength[b])
+                s.MaxPresentLength[b] = static_cast<std::uint8_t>(present[r].size());
+        }
     }
-    for (int r = 0; r < 5; ++r) s.ConvertedValue1[r] = values[5 + r];
-    for (int r = 0; r < 5; ++r) {
-        s.PresentValue2[r] = values[10 + r];
-        if (values[10 + r].size() > s.MaxPresentLength[1])
-            s.MaxPresentLength[1] = static_cast<std::uint8_t>(values[10 + r].size());
-    }
-    for (int r = 0; r < 5; ++r) s.ConvertedValue2[r] = values[15 + r];
 
     f.Visible = false;
     program.platform.formHidden(f);
@@ -144,7 +132,9 @@ void mnuFindData_Click(Program& program) {
     showOverMain(program, *program.frmFindData);
 }
 
-void frmFindData_Form_Load(Program& program) { loadSound(program, program.mciTarvoline3); }
+void frmFindData_Form_Load(Program& program) {
+    playDialogOpening(program, program.mciTarvoline3, "Sound");
+}
 
 void frmFindData_txtFound_Change(Program& program, int Index) {
     if (Index == 0 || Index == 1) program.state.WatchArmed[Index] = 1;
@@ -175,10 +165,9 @@ void frmFindData_Form_Unload(Program& program) {
 
 void bindConversion(Program& program) {
     FrmMain& f = *program.FrmMain;
-    Program& p = program;
     f.bind("mnuDataConvertion_Click", f.mnuDataConvertion->Click,
-           [&p] { mnuDataConvertion_Click(p); });
-    f.bind("mnuFindData_Click", f.mnuFindData->Click, [&p] { mnuFindData_Click(p); });
+           [&program] { mnuDataConvertion_Click(program); });
+    f.bind("mnuFindData_Click", f.mnuFindData->Click, [&program] { mnuFindData_Click(program); });
 }
 
 }  // namespace tvl

@@ -26,7 +26,7 @@ struct RowProblem {
 };
 // The first faulty row, Port 1 rows top down, then Port 2; nothing when all
 // can be stored. values[k] is the text of txtValue(k).
-std::optional<RowProblem> rowProblem(const std::array<std::string, 20>& values);
+std::optional<RowProblem> rowProblem(const std::array<std::string, kValueBoxes>& values);
 
 // Registers the Data Conversion and Watch data commands on the main window.
 void bindConversion(Program& program);

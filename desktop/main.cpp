@@ -1,15 +1,12 @@
 // tarvoline: the serial-line monitor on the desktop.
 #include <QApplication>
-#include <QFont>
 
 #include "desktop/qt_program.h"
+#include "platform/qt/window_style.h"
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    QApplication::setStyle(QStringLiteral("Fusion"));
-    QFont font(QStringLiteral("DejaVu Sans"));
-    font.setPointSizeF(8.25);
-    QApplication::setFont(font);
+    tvl::useProgramLook();
 
     tvl::QtProgram program(tvl::QtProgram::Lines::System);
 

@@ -8,13 +8,10 @@ namespace tvl {
 
 namespace {
 
-enum Signal { CTS = 0, DSR = 1, CD = 2, RI = 3, DTR = 4, RTS = 5 };
-
 // Shows the on or off picture of a signal's lamp of port q (0 or 1).
 void setLamp(FrmMain& f, int q, Signal signal, bool on) {
-    const int off = 12 * q + signal;
-    f.imgStatus[off + 6]->Visible = on;
-    f.imgStatus[off]->Visible = !on;
+    f.imgStatus[lampIndex(q, signal, true)]->Visible = on;
+    f.imgStatus[lampIndex(q, signal, false)]->Visible = !on;
 }
 
 void onComm(Program& program, int q) {

@@ -9,28 +9,37 @@ namespace tvl {
 
 namespace {
 
+// The DTR and RTS labels and lamps of both ports: Host mode shows the labels
+// and the off lamps; Transparent mode hides them all.
+void showOutputLines(FrmMain& f, bool shown) {
+    for (int q = 0; q < 2; ++q)
+        for (int signal : {DTR, RTS}) {
+            f.lblUART[labelIndex(q, signal)]->Visible = shown;
+            f.imgStatus[lampIndex(q, signal, false)]->Visible = shown;
+            if (!shown) f.imgStatus[lampIndex(q, signal, true)]->Visible = false;
+        }
+}
+
 void start(Program& program) {
     FrmMain& f = *program.FrmMain;
     const bool host = program.state.OperationMode == 1;
     for (CheckBox* c : f.chkUARTControl) c->Enabled = true;
     if (!host) {
         for (CheckBox* c : f.chkUARTControl) c->Visible = false;
-        for (int i : {4, 10, 5, 11, 16, 22, 17, 23}) f.imgStatus[i]->Visible = false;
-        for (int i : {4, 5, 10, 11}) f.lblUART[i]->Visible = false;
+        showOutputLines(f, false);
         f.txtCommunication[0]->Enabled = false;
         f.txtCommunication[2]->Enabled = false;
     } else {
         for (CheckBox* c : f.chkUARTControl) c->Visible = true;
-        for (int i : {4, 5, 16, 17}) f.imgStatus[i]->Visible = true;
-        for (int i : {4, 5, 10, 11}) f.lblUART[i]->Visible = true;
+        showOutputLines(f, true);
         f.txtCommunication[0]->Enabled = true;
         f.txtCommunication[2]->Enabled = true;
     }
     f.tmrTarvoline->Enabled = true;
-    f.tbrTarvoline->Buttons(3).Image = 3;
+    f.tbrTarvoline->Buttons(monitorButton::StartStop).Image = startStopImage::Stop;
     f.mnuSetup->Enabled = false;
-    f.tbrTarvoline->Buttons(1).Enabled = false;
-    f.tbrTarvoline->Buttons(3).ToolTipText = "Stop communication";
+    f.tbrTarvoline->Buttons(monitorButton::Setup).Enabled = false;
+    f.tbrTarvoline->Buttons(monitorButton::StartStop).ToolTipText = "Stop communication";
     program.state.RunState = 1;
 }
 
@@ -42,15 +51,14 @@ bool finalWrite(Program& program) {
     const FrmMain& f = *program.FrmMain;
     const std::string& pane1 = f.txtCommunication[1]->Text();
     const std::string& pane3 = f.txtCommunication[3]->Text();
-    switch (program.state.MonitorChoice) {
+    switch (const int choice = program.state.MonitorChoice) {
         case 0:
-            if (pane1.empty()) return false;
-            store->PortText1 = pane1;
+        case 1: {
+            const std::string& text = f.txtCommunication[monitoredPane(choice)]->Text();
+            if (text.empty()) return false;
+            (choice == 0 ? store->PortText1 : store->PortText2) = text;
             break;
-        case 1:
-            if (pane3.empty()) return false;
-            store->PortText2 = pane3;
-            break;
+        }
         case 2:
             store->PortText1 = pane1.empty() ? " " : pane1;
             store->PortText2 = pane3.empty() ? " " : pane3;
@@ -68,12 +76,12 @@ void stop(Program& program) {
     program.state.RunState = 0;
     for (CheckBox* c : f.chkUARTControl) c->Enabled = false;
     f.mnuSetup->Enabled = true;
-    f.tbrTarvoline->Buttons(1).Enabled = true;
-    f.tbrTarvoline->Buttons(3).ToolTipText = "Start communication";
+    f.tbrTarvoline->Buttons(monitorButton::Setup).Enabled = true;
+    f.tbrTarvoline->Buttons(monitorButton::StartStop).ToolTipText = "Start communication";
     f.txtCommunication[0]->Enabled = false;
     f.txtCommunication[2]->Enabled = false;
     f.tmrTarvoline->Enabled = false;
-    f.tbrTarvoline->Buttons(3).Image = 2;
+    f.tbrTarvoline->Buttons(monitorButton::StartStop).Image = startStopImage::Start;
     const bool wrote = finalWrite(program);
     syncCapture(program);  // the run's records are on disk when Stop returns
     if (!wrote) return;

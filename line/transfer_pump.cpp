@@ -100,7 +100,7 @@ struct Direction {
 
     // The column scan at position n: does any row have c there?
     bool scan(std::size_t n, char c) const {
-        for (int r = 0; r < 5; ++r)
+        for (int r = 0; r < kConversionRows; ++r)
             if (present[r].size() > n && present[r][n] == c) return true;
         return false;
     }
@@ -138,7 +138,7 @@ void Direction::convert(char c) {
     auto& held = s.MatchBuffer[p];
     auto& failed = s.MatchFailed[p];
 
-    // 1. Column scan at the held position.
+    // Does c continue a row at the held position?
     if (position >= s.MaxPresentLength[p] || !scan(position, c)) {
         failed = 1;
     } else {
@@ -147,9 +147,8 @@ void Direction::convert(char c) {
         held.push_back(c);
         rawStep(c);
     }
-    // 2.
     if (failed) position = 0;
-    // 3. Held bytes turned out to be no row: release them, then c.
+    // The held bytes turned out to be no row: release them, then c.
     if (position == 0 && !held.empty()) {
         std::string released;
         released.swap(held);  // empty from here: the held bytes go out
@@ -168,13 +167,13 @@ void Direction::convert(char c) {
             deliveryStep(c);
         }
     } else if (held.empty()) {
-        // 4. c fits no row and nothing is held.
+        // c fits no row and nothing is held: it passes at once.
         deliveryStep(c);
         send(c);
         rawStep(c);
     }
-    // 5. Row compare: the held bytes equal a whole row.
-    for (int r = 0; r < 5; ++r) {
+    // The held bytes equal a whole row: its Converted Value goes instead.
+    for (int r = 0; r < kConversionRows; ++r) {
         if (held != present[r]) continue;
         for (char out : converted[r]) {
             send(out);

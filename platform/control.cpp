@@ -129,12 +129,14 @@ void TextBox::setText(std::string text) {
     else
         text_ = std::move(text);
     SelStart = text_.size();
+    SelLength = 0;
     changed();
 }
 
 void TextBox::append(char c) {
     text_.push_back(c);
     SelStart = text_.size();
+    SelLength = 0;
     changed();
 }
 
@@ -142,6 +144,7 @@ void TextBox::replaceEnd(std::size_t n, std::string_view with) {
     text_.resize(text_.size() - std::min(n, text_.size()));
     text_.append(with);
     SelStart = text_.size();
+    SelLength = 0;
     changed();
 }
 
@@ -149,12 +152,15 @@ void TextBox::typeKey(int code) {
     if (!Enabled || !Visible) return;
     if (KeyPress) KeyPress(code);
     if (Locked || code == 0) return;
-    if (SelStart > text_.size()) SelStart = text_.size();
-    if (code == 8) {
+    SelStart = std::min(SelStart, text_.size());
+    const std::size_t selected = std::min(SelLength, text_.size() - SelStart);
+    SelLength = 0;
+    text_.erase(SelStart, selected);  // a key replaces the selection; 8 deletes only it
+    if (code != 8) {
+        text_.insert(SelStart++, 1, static_cast<char>(code));
+    } else if (selected == 0) {
         if (SelStart == 0) return;
         text_.erase(--SelStart, 1);
-    } else {
-        text_.insert(SelStart++, 1, static_cast<char>(code));
     }
     changed();
 }
@@ -162,6 +168,7 @@ void TextBox::typeKey(int code) {
 std::optional<PropertyValue> TextBox::get(std::string_view p) const {
     if (sameName(p, "Text")) return text_;
     if (sameName(p, "SelStart")) return double(SelStart);
+    if (sameName(p, "SelLength")) return double(SelLength);
     if (sameName(p, "Locked")) return Locked;
     return Control::get(p);
 }
@@ -176,6 +183,13 @@ bool TextBox::put(std::string_view p, const PropertyValue& v) {
         double d;
         if (!asNumber(v, d) || d < 0) return false;
         SelStart = std::min<std::size_t>(static_cast<std::size_t>(d), text_.size());
+        SelLength = 0;  // the selection becomes a caret
+        return true;
+    }
+    if (sameName(p, "SelLength")) {
+        double d;
+        if (!asNumber(v, d) || d < 0) return false;
+        SelLength = std::min<std::size_t>(static_cast<std::size_t>(d), text_.size() - SelStart);
         return true;
     }
     if (sameName(p, "Locked")) return asBool(v, Locked);

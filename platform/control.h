@@ -142,12 +142,14 @@ public:
         revision += changes;
     }
     // The user types a key: KeyPress, then the box's own editing at the caret
-    // (a printable key is inserted, 8 deletes before the caret, 13 inserts CR).
-    // A box that is disabled, hidden or locked takes no key.
+    // (a printable key is inserted, 8 deletes before the caret, 13 inserts CR);
+    // a key typed over a selection replaces it. A box that is disabled, hidden
+    // or locked takes no key.
     void typeKey(int code);
 
-    std::size_t SelStart = 0;  // the caret
-    bool Locked = false;       // read-only to the user
+    std::size_t SelStart = 0;   // the caret, or the start of the selection
+    std::size_t SelLength = 0;  // characters selected from SelStart
+    bool Locked = false;        // read-only to the user
     bool MultiLine = true;
     std::uint64_t revision = 0;  // rises with every change of the text
 

@@ -31,18 +31,18 @@ std::optional<FindHit> findLastHolding(const SharedState& s, const std::string& 
     return std::nullopt;
 }
 
-void mnuFind_Click(Program& p) {
-    const std::string text = p.platform.InputBox(
+void mnuFind_Click(Program& program) {
+    const std::string text = program.platform.InputBox(
         std::string("Please enter data:") + '\r' + "Note: This is a case sesitive.",
         "Tarvoline Find data");
-    const auto hit = findLastHolding(p.state, text);
+    const auto hit = findLastHolding(program.state, text);
     if (!hit) {
-        p.platform.MsgBox("Sorry but the " + text + " is not found!",
-                          "Tarvoline did not found the data.", vbOKOnly);
+        program.platform.MsgBox("Sorry but the " + text + " is not found!",
+                                "Tarvoline did not found the data.", vbOKOnly);
         return;
     }
-    SharedState& s = p.state;
-    FrmMain& f = *p.FrmMain;
+    SharedState& s = program.state;
+    FrmMain& f = *program.FrmMain;
     s.RecordIndex = hit->entry;
     // The panes are filled in the order of the column that was hit last, and
     // that column's pane takes the focus.

@@ -31,9 +31,9 @@ struct KeepStoreName {
 // The whole capture is written as a new file beside the reviewed one, made
 // durable, and then renamed over it: at every moment the reviewed file is
 // either the old capture or the new one, each whole.
-void saveCapture(Program& p, const std::string& target, const std::string& fresh) {
-    SharedState& s = p.state;
-    KelTVL& store = *p.KelTVL;
+void saveCapture(Program& program, const std::string& target, const std::string& fresh) {
+    SharedState& s = program.state;
+    KelTVL& store = *program.KelTVL;
     KeepStoreName keep{store};
     store.StoreName = fresh.substr(store.StoreFolder.size());
 
@@ -62,24 +62,25 @@ void saveCapture(Program& p, const std::string& target, const std::string& fresh
 
 }  // namespace
 
-void mnuSaveExit_Click(Program& p) {
-    KelTVL& store = *p.KelTVL;
+void mnuSaveExit_Click(Program& program) {
+    KelTVL& store = *program.KelTVL;
     // The file the capture was read from: the store adds ".tvl" to a name that lacks it.
     const std::string target = store.FilePath();
     const std::string fresh = target + ".new.tvl";
     try {
-        saveCapture(p, target, fresh);
+        saveCapture(program, target, fresh);
     } catch (const std::exception& error) {
         std::remove(fresh.c_str());
-        p.platform.MsgBox("The capture could not be saved to " + target + ".\r" + error.what() +
-                              "\rThe file is as it was before, and the review keeps every edit.",
-                          "Tarvoline File Save Error", vbOKOnly);
+        program.platform.MsgBox(
+            "The capture could not be saved to " + target + ".\r" + error.what() +
+                "\rThe file is as it was before, and the review keeps every edit.",
+            "Tarvoline File Save Error", vbOKOnly);
     }
 }
 
-void mnuNoSaveExit_Click(Program& p) {
-    SharedState& s = p.state;
-    FrmMain& f = *p.FrmMain;
+void mnuNoSaveExit_Click(Program& program) {
+    SharedState& s = program.state;
+    FrmMain& f = *program.FrmMain;
     s.RecordIndex = 0;
     f.tbrFileAccess->Visible = false;
     f.tbrTarvoline->Visible = true;

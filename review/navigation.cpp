@@ -11,46 +11,46 @@ namespace {
 
 // Entries are reached with at(): an entry the capture does not have is an error
 // for the caller, as opening a capture without data records relies on.
-void writeBack(Program& p) {
-    SharedState& s = p.state;
-    s.RecordPort1.at(s.RecordIndex) = p.FrmMain->txtPort1->Text();
-    s.RecordPort2.at(s.RecordIndex) = p.FrmMain->txtPort2->Text();
+void writeBack(Program& program) {
+    SharedState& s = program.state;
+    s.RecordPort1.at(s.RecordIndex) = program.FrmMain->txtPort1->Text();
+    s.RecordPort2.at(s.RecordIndex) = program.FrmMain->txtPort2->Text();
 }
 
-void showEntry(Program& p) {
-    SharedState& s = p.state;
-    p.FrmMain->txtPort1->setText(s.RecordPort1.at(s.RecordIndex));
-    p.FrmMain->txtPort2->setText(s.RecordPort2.at(s.RecordIndex));
+void showEntry(Program& program) {
+    SharedState& s = program.state;
+    program.FrmMain->txtPort1->setText(s.RecordPort1.at(s.RecordIndex));
+    program.FrmMain->txtPort2->setText(s.RecordPort2.at(s.RecordIndex));
 }
 
 }  // namespace
 
-void mnuHome_Click(Program& p) {
-    if (p.state.RecordIndex != 0) writeBack(p);
-    p.state.RecordIndex = 3;
-    showEntry(p);
+void mnuHome_Click(Program& program) {
+    if (program.state.RecordIndex != 0) writeBack(program);
+    program.state.RecordIndex = 3;
+    showEntry(program);
 }
 
-void mnuBack_Click(Program& p) {
-    writeBack(p);
-    SharedState& s = p.state;
+void mnuBack_Click(Program& program) {
+    writeBack(program);
+    SharedState& s = program.state;
     s.RecordIndex -= 1;
     if (s.RecordIndex <= 2) s.RecordIndex = static_cast<std::int32_t>(s.RecordCount);
-    showEntry(p);
+    showEntry(program);
 }
 
-void mnuForward_Click(Program& p) {
-    writeBack(p);
-    SharedState& s = p.state;
+void mnuForward_Click(Program& program) {
+    writeBack(program);
+    SharedState& s = program.state;
     s.RecordIndex += 1;
     if (s.RecordIndex >= s.RecordCount + 1) s.RecordIndex = 3;
-    showEntry(p);
+    showEntry(program);
 }
 
-void mnuEnd_Click(Program& p) {
-    writeBack(p);
-    p.state.RecordIndex = static_cast<std::int32_t>(p.state.RecordCount);
-    showEntry(p);
+void mnuEnd_Click(Program& program) {
+    writeBack(program);
+    program.state.RecordIndex = static_cast<std::int32_t>(program.state.RecordCount);
+    showEntry(program);
 }
 
 }  // namespace tvl

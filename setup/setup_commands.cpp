@@ -9,6 +9,7 @@
 
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "app/sound_cues.h"
 #include "capture/capture_writer.h"
 #include "components/stores/capture_store.h"
 #include "setup/setup.h"
@@ -40,9 +41,9 @@ std::uint8_t indexOfOn(const std::array<OptionButton*, N>& group) {
 }
 
 // What port box i's number resolves to, under the box.
-void describePort(Program& p, int i) {
-    FrmSetup& f = *p.frmSetup;
-    const SerialPort& port = i == 0 ? p.mscComControl1 : p.mscComControl2;
+void describePort(Program& program, int i) {
+    FrmSetup& f = *program.frmSetup;
+    const SerialPort& port = i == 0 ? program.mscComControl1 : program.mscComControl2;
     const std::optional<int> n = portNumberOf(f.txtComPort[i]->Text());
     f.lblComPort[i]->Caption = !n       ? "not a port number"
                                : *n < 1 ? "no port has this number"
@@ -50,35 +51,37 @@ void describePort(Program& p, int i) {
     f.lblComPort[i]->ToolTipText = f.lblComPort[i]->Caption;
 }
 
-void bindSetupForm(Program& p) {
-    FrmSetup& f = *p.frmSetup;
+void bindSetupForm(Program& program) {
+    FrmSetup& f = *program.frmSetup;
     f.bind("optMode_Click", f.optMode, &OptionButton::Click,
-           [&p](int i) { frmSetup_optMode_Click(p, i); });
+           [&program](int i) { frmSetup_optMode_Click(program, i); });
     for (int i = 0; i < 2; ++i) {
-        f.txtComPort[i]->Change = [&p, i] { describePort(p, i); };
-        describePort(p, i);
+        f.txtComPort[i]->Change = [&program, i] { describePort(program, i); };
+        describePort(program, i);
     }
-    f.bind("cmdDefault_Click", f.cmdDefault->Click, [&p] { frmSetup_cmdDefault_Click(p); });
-    f.bind("cmdOK_Click", f.cmdOK->Click, [&p] { frmSetup_cmdOK_Click(p); });
-    f.bind("cmdCancel_Click", f.cmdCancel->Click, [&p] { frmSetup_cmdCancel_Click(p); });
-    f.handle("Form_Load", [&p](const auto&) { frmSetup_Form_Load(p); });
-    f.handle("Form_Unload", [&p](const auto&) { frmSetup_Form_Unload(p); });
+    f.bind("cmdDefault_Click", f.cmdDefault->Click,
+           [&program] { frmSetup_cmdDefault_Click(program); });
+    f.bind("cmdOK_Click", f.cmdOK->Click, [&program] { frmSetup_cmdOK_Click(program); });
+    f.bind("cmdCancel_Click", f.cmdCancel->Click,
+           [&program] { frmSetup_cmdCancel_Click(program); });
+    f.handle("Form_Load", [&program](const auto&) { frmSetup_Form_Load(program); });
+    f.handle("Form_Unload", [&program](const auto&) { frmSetup_Form_Unload(program); });
 }
 
-void showSetup(Program& p) {
-    if (!p.frmSetup) {
-        p.frmSetup = std::make_unique<FrmSetup>();
-        bindSetupForm(p);
-        frmSetup_Form_Load(p);
+void showSetup(Program& program) {
+    if (!program.frmSetup) {
+        program.frmSetup = std::make_unique<FrmSetup>();
+        bindSetupForm(program);
+        frmSetup_Form_Load(program);
     }
-    p.frmSetup->Visible = true;
-    p.platform.formShown(*p.frmSetup);
+    program.frmSetup->Visible = true;
+    program.platform.formShown(*program.frmSetup);
 }
 
-void showMain(Program& p) {
-    p.FrmMain->Enabled = true;
-    p.FrmMain->Visible = true;
-    p.platform.formShown(*p.FrmMain);
+void showMain(Program& program) {
+    program.FrmMain->Enabled = true;
+    program.FrmMain->Visible = true;
+    program.platform.formShown(*program.FrmMain);
 }
 
 int handshakingOf(const std::string& text) {
@@ -97,29 +100,31 @@ int portNumberFrom(const TextBox& box) {
 // A store that cannot be made stops OK here. Start is withheld and nothing is
 // written until an OK prepares a store, so no run writes into a store that
 // does not stand.
-void storeNotMade(Program& p, const std::string& text) {
-    p.storeFailed = true;
-    p.FrmMain->tbrTarvoline->Buttons(3).Enabled = false;
-    p.FrmMain->mnuStartStop->Enabled = false;
-    p.platform.MsgBox(text, "Tarvoline", vbOKOnly);
+void storeNotMade(Program& program, const std::string& text) {
+    program.storeFailed = true;
+    program.FrmMain->tbrTarvoline->Buttons(monitorButton::StartStop).Enabled = false;
+    program.FrmMain->mnuStartStop->Enabled = false;
+    program.platform.MsgBox(text, "Tarvoline", vbOKOnly);
 }
 
-// Step 4 of OK for a saving mode: the file, the titles, the new store's head.
+// OK for a saving mode: the file, the titles, the new store's head.
 // False when OK ends here: the file dialog was cancelled or the store could
 // not be made.
-bool prepareStore(Program& p) {
-    const SharedState& s = p.state;
+bool prepareStore(Program& program) {
+    const SharedState& s = program.state;
     static const char* const filters[4] = {"", "MS Access (*.mdb)|*.mdb", "MS Excel (*.xls)|*.xls",
                                            "Kelmar Tarvoline (*.tvl)|"};
-    const std::string path = p.platform.ShowSave(p.platform.ProgramFolder(), filters[s.SavingMode]);
+    const std::string path =
+        program.platform.ShowSave(program.platform.ProgramFolder(), filters[s.SavingMode]);
     if (path.empty()) {
-        frmSetup_cmdCancel_Click(p);
+        frmSetup_cmdCancel_Click(program);
         return false;
     }
-    CaptureStore* store = captureStore(p);
+    CaptureStore* store = captureStore(program);
     if (!store) {
-        storeNotMade(p, "This Tarvoline cannot save a capture as an MS Excel workbook, so \"" +
-                            path + "\" was not created. Choose another way of saving.");
+        storeNotMade(program,
+                     "This Tarvoline cannot save a capture as an MS Excel workbook, so \"" + path +
+                         "\" was not created. Choose another way of saving.");
         return false;
     }
     const auto slash = path.rfind('/');
@@ -130,35 +135,36 @@ bool prepareStore(Program& p) {
     try {
         switch (s.SavingMode) {
             case 1:
-                p.KelMDB->CreateStore();
-                p.KelMDB->CloseStore();
+                program.KelMDB->CreateStore();
+                program.KelMDB->CloseStore();
                 break;
             case 2:
-                p.KelXLS->CreateStore();
+                program.KelXLS->CreateStore();
                 break;
             case 3:
-                p.KelTVL->OpenStore();
-                p.KelTVL->AppendRecord(1);
-                p.KelTVL->CloseStore();
+                program.KelTVL->OpenStore();
+                program.KelTVL->AppendRecord(1);
+                program.KelTVL->CloseStore();
                 break;
             default:
                 break;
         }
     } catch (const StoreError& error) {
-        storeNotMade(p, "The capture file \"" + path +
-                            "\" could not be created, so no port was opened.\n\n" + error.what());
+        storeNotMade(program, "The capture file \"" + path +
+                                  "\" could not be created, so no port was opened.\n\n" +
+                                  error.what());
         return false;
     }
-    p.storeFailed = false;
+    program.storeFailed = false;
     return true;
 }
 
 // Steps 6 to 13 of OK: release what the last OK left open, set both ports up
 // and open those of MonitorChoice. Every refusal of the component throws.
-void openPorts(Program& p, const FrmSetup& d) {
-    SharedState& s = p.state;
-    SerialPort& port1 = p.mscComControl1;
-    SerialPort& port2 = p.mscComControl2;
+void openPorts(Program& program, const FrmSetup& d) {
+    SharedState& s = program.state;
+    SerialPort& port1 = program.mscComControl1;
+    SerialPort& port2 = program.mscComControl2;
     CloseHandle(s.CommHandle[0]);
     CloseHandle(s.CommHandle[1]);
     if (port1.PortOpen()) port1.setPortOpen(false);
@@ -205,64 +211,54 @@ std::optional<int> portNumberOf(const std::string& text) {
     return static_cast<int>(value);
 }
 
-void mnuSetup_Click(Program& p) {
-    FrmMain& m = *p.FrmMain;
+void mnuSetup_Click(Program& program) {
+    FrmMain& m = *program.FrmMain;
     static const char* const captions[4] = {"Transmit: ", "Receive:  ", "Transmit: ", "Receive:  "};
     for (int i = 0; i < 4; ++i) m.fraTxRx[i]->Caption = captions[i];
     for (TextBox* pane : m.txtCommunication) pane->setText("");
     m.tmrTarvoline->Enabled = false;
-    m.tbrTarvoline->Buttons(3).Image = 2;
-    showSetup(p);
-    SharedState& s = p.state;
+    m.tbrTarvoline->Buttons(monitorButton::StartStop).Image = startStopImage::Start;
+    showSetup(program);
+    SharedState& s = program.state;
     s.CounterInitDone[0] = 0;
     s.CounterInitDone[1] = 0;
     s.TransmitCount[0] = 0;
     s.TransmitCount[1] = 0;
 }
 
-void frmSetup_Form_Load(Program& p) {
-    p.FrmMain->Enabled = false;
-    p.FrmMain->tmrTarvoline->Enabled = false;
-    MciPlayer& player = p.mciTarvoline1;
-    player.setNotify(false);
-    player.setWait(true);
-    player.setCommand("Close");
-    player.setDeviceType("WaveAudio");
-    player.setShareable(false);
-    player.setFileName(p.programFile("loadform.wav"));
-    player.setCommand("Open");
-    player.setNotify(true);
-    player.setWait(false);
-    player.setCommand("Play");
+void frmSetup_Form_Load(Program& program) {
+    program.FrmMain->Enabled = false;
+    program.FrmMain->tmrTarvoline->Enabled = false;
+    playDialogOpening(program, program.mciTarvoline1, "Play");
 }
 
-void frmSetup_Form_Unload(Program& p) {
-    if (!p.frmSetup) return;
-    p.mciTarvoline1.setCommand("Close");
-    FrmMain& m = *p.FrmMain;
-    m.tbrTarvoline->Buttons(3).Enabled = false;
-    m.tbrTarvoline->Buttons(4).Enabled = false;
+void frmSetup_Form_Unload(Program& program) {
+    if (!program.frmSetup) return;
+    program.mciTarvoline1.setCommand("Close");
+    FrmMain& m = *program.FrmMain;
+    m.tbrTarvoline->Buttons(monitorButton::StartStop).Enabled = false;
+    m.tbrTarvoline->Buttons(monitorButton::DataConversion).Enabled = false;
     m.mnuStartStop->Enabled = false;
     m.mnuDataConvertion->Enabled = false;
     m.txtCommunication[0]->Enabled = false;
     m.txtCommunication[2]->Enabled = false;
-    showMain(p);
+    showMain(program);
 
-    p.frmSetup->Visible = false;
-    p.platform.formUnloaded(*p.frmSetup);
-    lastUnloaded() = std::move(p.frmSetup);
+    program.frmSetup->Visible = false;
+    program.platform.formUnloaded(*program.frmSetup);
+    lastUnloaded() = std::move(program.frmSetup);
 }
 
-void frmSetup_optMode_Click(Program& p, int index) {
-    FrmSetup& d = *p.frmSetup;
+void frmSetup_optMode_Click(Program& program, int index) {
+    FrmSetup& d = *program.frmSetup;
     const bool transparent = index == 0;
     d.optMonitor[0]->Enabled = transparent;
     d.optMonitor[1]->Enabled = transparent;
     d.optMonitor[transparent ? 0 : 2]->choose();
 }
 
-void frmSetup_cmdDefault_Click(Program& p) {
-    FrmSetup& d = *p.frmSetup;
+void frmSetup_cmdDefault_Click(Program& program) {
+    FrmSetup& d = *program.frmSetup;
     d.cboBPS->Text = "115200";
     d.cboDataBits->Text = "8";
     d.cboParity->Text = "None";
@@ -272,14 +268,14 @@ void frmSetup_cmdDefault_Click(Program& p) {
     d.txtComPort[1]->setText("4");
 }
 
-void frmSetup_cmdOK_Click(Program& p) {
-    FrmSetup& d = *p.frmSetup;
-    FrmMain& m = *p.FrmMain;
-    SharedState& s = p.state;
+void frmSetup_cmdOK_Click(Program& program) {
+    FrmSetup& d = *program.frmSetup;
+    FrmMain& m = *program.FrmMain;
+    SharedState& s = program.state;
 
     s.OperationMode = d.optMode[0]->Value ? 0 : 1;
     const bool host = s.OperationMode == 1;
-    for (int n : {3, 4, 5}) m.tbrTarvoline->Buttons(n).Enabled = host;
+    for (int n : monitorButton::ofRun) m.tbrTarvoline->Buttons(n).Enabled = host;
     m.mnuDataConvertion->Visible = host;
     m.mnuDataConvertion->Enabled = host;
     m.mnuFindData->Visible = host;
@@ -292,39 +288,39 @@ void frmSetup_cmdOK_Click(Program& p) {
     m.fraComMonitor[1]->Enabled = s.MonitorChoice != 0;
 
     s.SavingMode = indexOfOn(d.optSaving);
-    if (s.SavingMode != 0 && !prepareStore(p)) return;
+    if (s.SavingMode != 0 && !prepareStore(program)) return;
 
     try {
-        openPorts(p, d);
+        openPorts(program, d);
     } catch (const std::exception&) {
-        p.platform.MsgBox(kPortFailure, "Tarvoline", vbOKOnly | vbMsgBoxHelpButton, kHelpFile,
-                          kPortFailureContext);
+        program.platform.MsgBox(kPortFailure, "Tarvoline", vbOKOnly | vbMsgBoxHelpButton, kHelpFile,
+                                kPortFailureContext);
         return;
     }
 
     m.txtCommunication[0]->Enabled = false;
     m.txtCommunication[2]->Enabled = false;
     d.Visible = false;
-    p.platform.formHidden(d);
-    m.tbrTarvoline->Buttons(3).Enabled = true;
+    program.platform.formHidden(d);
+    m.tbrTarvoline->Buttons(monitorButton::StartStop).Enabled = true;
     m.mnuStartStop->Enabled = true;
-    showMain(p);
+    showMain(program);
 }
 
-void frmSetup_cmdCancel_Click(Program& p) {
-    FrmMain& m = *p.FrmMain;
-    for (int n : {3, 4, 5}) m.tbrTarvoline->Buttons(n).Enabled = false;
+void frmSetup_cmdCancel_Click(Program& program) {
+    FrmMain& m = *program.FrmMain;
+    for (int n : monitorButton::ofRun) m.tbrTarvoline->Buttons(n).Enabled = false;
     m.mnuStartStop->Enabled = false;
     m.mnuDataConvertion->Enabled = false;
     m.mnuFindData->Enabled = false;
     m.txtCommunication[0]->Enabled = false;
     m.txtCommunication[2]->Enabled = false;
-    frmSetup_Form_Unload(p);
+    frmSetup_Form_Unload(program);
 }
 
-void bindSetup(Program& p) {
-    FrmMain& m = *p.FrmMain;
-    m.bind("mnuSetup_Click", m.mnuSetup->Click, [&p] { mnuSetup_Click(p); });
+void bindSetup(Program& program) {
+    FrmMain& m = *program.FrmMain;
+    m.bind("mnuSetup_Click", m.mnuSetup->Click, [&program] { mnuSetup_Click(program); });
 }
 
 }  // namespace tvl

@@ -5,6 +5,7 @@
 
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "app/sound_cues.h"
 #include "capture/capture_writer.h"
 #include "components/stores/capture_store.h"
 
@@ -44,19 +45,19 @@ const char* lookUp(const std::array<Command, N>& set, std::string_view key) {
     return nullptr;
 }
 
-void runKey(Program& p, const char* handler) {
-    if (handler && p.FrmMain) runCommand(*p.FrmMain, handler);
+void runKey(Program& program, const char* handler) {
+    if (handler && program.FrmMain) runCommand(*program.FrmMain, handler);
 }
 
 // The menu of the current command set: which set is current is tbrTarvoline.Visible.
-void popupCurrent(Program& p, int button) {
+void popupCurrent(Program& program, int button) {
     if (button != 2) return;
-    FrmMain& f = *p.FrmMain;
-    p.platform.PopupMenu(f.tbrTarvoline->Visible ? *f.mnuMenu : *f.mnuFileAccess);
+    FrmMain& f = *program.FrmMain;
+    program.platform.PopupMenu(f.tbrTarvoline->Visible ? *f.mnuMenu : *f.mnuFileAccess);
 }
 
-void popup(Program& p, int button, Menu& menu) {
-    if (button == 2) p.platform.PopupMenu(menu);
+void popup(Program& program, int button, Menu& menu) {
+    if (button == 2) program.platform.PopupMenu(menu);
 }
 
 }  // namespace
@@ -71,65 +72,65 @@ bool runCommand(FrmMain& form, std::string_view handlerName) {
     return true;
 }
 
-void tbrTarvoline_ButtonClick(Program& p, const ToolbarButton& Button) {
-    MciPlayer& player = p.mciTarvoline;
-    player.setNotify(false);
-    player.setWait(true);
-    player.setDeviceType("WaveAudio");
-    player.setFileName(p.programFile("button.wav"));
-    player.setCommand("Sound");
-    player.setCommand("Close");
-    runKey(p, monitorCommand(Button.Key));
+void tbrTarvoline_ButtonClick(Program& program, const ToolbarButton& Button) {
+    soundMonitorButton(program);
+    runKey(program, monitorCommand(Button.Key));
 }
 
-void tbrFileAccess_ButtonClick(Program& p, const ToolbarButton& Button) {
-    MciPlayer& player = p.mciTarvoline;
-    player.setCommand("Close");
-    player.setNotify(false);
-    player.setWait(true);
-    player.setDeviceType("WaveAudio");
-    player.setShareable(false);
-    player.setFileName(p.programFile("button.wav"));
-    player.setCommand("Open");
-    player.setCommand("Play");
-    runKey(p, reviewCommand(Button.Key));
+void tbrFileAccess_ButtonClick(Program& program, const ToolbarButton& Button) {
+    playReviewButton(program);
+    runKey(program, reviewCommand(Button.Key));
 }
 
-void Form_MouseUp(Program& p, int Button) { popupCurrent(p, Button); }
-void fraComMonitor_MouseUp(Program& p, int /*Index*/, int Button) { popupCurrent(p, Button); }
-void tbrTarvoline_MouseUp(Program& p, int Button) { popup(p, Button, *p.FrmMain->mnuMenu); }
-void tbrFileAccess_MouseUp(Program& p, int Button) { popup(p, Button, *p.FrmMain->mnuFileAccess); }
-void txtPort1_MouseUp(Program& p, int Button) { popup(p, Button, *p.FrmMain->mnuFileAccess); }
-void txtPort2_MouseUp(Program& p, int Button) { popup(p, Button, *p.FrmMain->mnuFileAccess); }
+void Form_MouseUp(Program& program, int Button) { popupCurrent(program, Button); }
+void fraComMonitor_MouseUp(Program& program, int /*Index*/, int Button) {
+    popupCurrent(program, Button);
+}
+void tbrTarvoline_MouseUp(Program& program, int Button) {
+    popup(program, Button, *program.FrmMain->mnuMenu);
+}
+void tbrFileAccess_MouseUp(Program& program, int Button) {
+    popup(program, Button, *program.FrmMain->mnuFileAccess);
+}
+void txtPort1_MouseUp(Program& program, int Button) {
+    popup(program, Button, *program.FrmMain->mnuFileAccess);
+}
+void txtPort2_MouseUp(Program& program, int Button) {
+    popup(program, Button, *program.FrmMain->mnuFileAccess);
+}
 
-void mnuExit_Click(Program& p) {
+void mnuExit_Click(Program& program) {
     // What was written reaches the disk before the process ends.
-    if (CaptureStore* store = captureStore(p)) {
+    if (CaptureStore* store = captureStore(program)) {
         try {
             store->SyncStore();
         } catch (const StoreError&) {
             // The process ends all the same.
         }
     }
-    if (p.state.SavingMode == 2 && p.KelXLS) {
+    if (program.state.SavingMode == 2 && program.KelXLS) {
         try {
-            p.KelXLS->CloseStore();
+            program.KelXLS->CloseStore();
         } catch (...) {
             // The process ends all the same.
         }
     }
-    p.end();
+    program.end();
 }
 
-void bindCommands(FrmMain& f, Program& p) {
+void bindCommands(FrmMain& f, Program& program) {
     // A ButtonClick by name takes the button's number.
-    f.tbrTarvoline->ButtonClick = [&p](ToolbarButton& b) { tbrTarvoline_ButtonClick(p, b); };
-    f.tbrFileAccess->ButtonClick = [&p](ToolbarButton& b) { tbrFileAccess_ButtonClick(p, b); };
-    f.handle("tbrTarvoline_ButtonClick", [&f, &p](const auto& a) {
-        tbrTarvoline_ButtonClick(p, f.tbrTarvoline->Buttons(argument(a, 0)));
+    f.tbrTarvoline->ButtonClick = [&program](ToolbarButton& b) {
+        tbrTarvoline_ButtonClick(program, b);
+    };
+    f.tbrFileAccess->ButtonClick = [&program](ToolbarButton& b) {
+        tbrFileAccess_ButtonClick(program, b);
+    };
+    f.handle("tbrTarvoline_ButtonClick", [&f, &program](const auto& a) {
+        tbrTarvoline_ButtonClick(program, f.tbrTarvoline->Buttons(argument(a, 0)));
     });
-    f.handle("tbrFileAccess_ButtonClick", [&f, &p](const auto& a) {
-        tbrFileAccess_ButtonClick(p, f.tbrFileAccess->Buttons(argument(a, 0)));
+    f.handle("tbrFileAccess_ButtonClick", [&f, &program](const auto& a) {
+        tbrFileAccess_ButtonClick(program, f.tbrFileAccess->Buttons(argument(a, 0)));
     });
 
     // Every menu entry runs its command as it stands when clicked.
@@ -141,21 +142,24 @@ void bindCommands(FrmMain& f, Program& p) {
 
     // A mouse-up by name takes the platform's arguments (Button, Shift, X, Y),
     // with the Index first for a control array.
-    f.bind("Form_MouseUp", f.MouseUp, [&p](int button) { Form_MouseUp(p, button); });
+    f.bind("Form_MouseUp", f.MouseUp, [&program](int button) { Form_MouseUp(program, button); });
     for (int i = 0; i < 2; ++i)
-        f.fraComMonitor[i]->MouseUp = [&p, i](int button) { fraComMonitor_MouseUp(p, i, button); };
-    f.handle("fraComMonitor_MouseUp",
-             [&p](const auto& a) { fraComMonitor_MouseUp(p, argument(a, 0), argument(a, 1)); });
+        f.fraComMonitor[i]->MouseUp = [&program, i](int button) {
+            fraComMonitor_MouseUp(program, i, button);
+        };
+    f.handle("fraComMonitor_MouseUp", [&program](const auto& a) {
+        fraComMonitor_MouseUp(program, argument(a, 0), argument(a, 1));
+    });
     f.bind("tbrTarvoline_MouseUp", f.tbrTarvoline->MouseUp,
-           [&p](int button) { tbrTarvoline_MouseUp(p, button); });
+           [&program](int button) { tbrTarvoline_MouseUp(program, button); });
     f.bind("tbrFileAccess_MouseUp", f.tbrFileAccess->MouseUp,
-           [&p](int button) { tbrFileAccess_MouseUp(p, button); });
+           [&program](int button) { tbrFileAccess_MouseUp(program, button); });
     f.bind("txtPort1_MouseUp", f.txtPort1->MouseUp,
-           [&p](int button) { txtPort1_MouseUp(p, button); });
+           [&program](int button) { txtPort1_MouseUp(program, button); });
     f.bind("txtPort2_MouseUp", f.txtPort2->MouseUp,
-           [&p](int button) { txtPort2_MouseUp(p, button); });
-    f.handle("mnuExit_Click", [&p](const auto&) { mnuExit_Click(p); });
-    f.handle("Form_QueryUnload", [&p](const auto&) { mnuExit_Click(p); });
+           [&program](int button) { txtPort2_MouseUp(program, button); });
+    f.handle("mnuExit_Click", [&program](const auto&) { mnuExit_Click(program); });
+    f.handle("Form_QueryUnload", [&program](const auto&) { mnuExit_Click(program); });
 }
 
 }  // namespace tvl

@@ -4,6 +4,7 @@
 
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "app/sound_cues.h"
 #include "shell/wiring.h"
 
 namespace tvl {
@@ -64,7 +65,11 @@ void FrmMain_Form_Load(Program& program) {
     const std::string background = backgroundFor(program.platform.GetSystemMetrics(0));
     if (std::filesystem::exists(program.programFile(background))) f.Picture = background;
 
-    for (int i = 0; i < 24; ++i) f.imgStatus[i]->Visible = (i % 12) < 6;
+    for (int q = 0; q < 2; ++q)
+        for (int signal = 0; signal < kSignals; ++signal) {
+            f.imgStatus[lampIndex(q, signal, false)]->Visible = true;
+            f.imgStatus[lampIndex(q, signal, true)]->Visible = false;
+        }
     for (TextBox* pane : f.txtCommunication) pane->setText("");
     for (CheckBox* c : f.chkUARTControl) c->Enabled = false;
     program.mscComControl1.setDTREnable(false);
@@ -72,7 +77,7 @@ void FrmMain_Form_Load(Program& program) {
     program.mscComControl2.setDTREnable(false);
     program.mscComControl2.setRTSEnable(false);
     for (Frame* group : f.fraComMonitor) group->Enabled = false;
-    for (int n : {3, 4, 5}) f.tbrTarvoline->Buttons(n).Enabled = false;
+    for (int n : monitorButton::ofRun) f.tbrTarvoline->Buttons(n).Enabled = false;
     f.mnuStartStop->Enabled = false;
     f.mnuDataConvertion->Enabled = false;
     f.mnuFindData->Enabled = false;
@@ -80,15 +85,7 @@ void FrmMain_Form_Load(Program& program) {
     f.txtPort1->Visible = false;
     f.txtPort2->Visible = false;
 
-    MciPlayer& player = program.mciTarvoline;
-    player.setNotify(false);
-    player.setWait(true);
-    player.setDeviceType("WaveAudio");
-    player.setFileName(program.programFile("Kelmar.wav"));
-    player.setCommand("Open");
-    player.setNotify(true);
-    player.setWait(false);
-    player.setCommand("Play");
+    playWelcome(program);
 }
 
 }  // namespace tvl

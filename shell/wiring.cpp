@@ -18,39 +18,42 @@ namespace tvl {
 
 namespace {
 
-void bindMonitor(FrmMain& f, Program& p) {
+void bindMonitor(FrmMain& f, Program& program) {
     f.bind("txtCommunication_Change", f.txtCommunication, &TextBox::Change,
-           [&p](int i) { txtCommunication_Change(p, i); });
+           [&program](int i) { txtCommunication_Change(program, i); });
     for (int i = 0; i < 4; ++i)
-        f.txtCommunication[i]->KeyPress = [&p, i](int& key) {
-            txtCommunication_KeyPress(p, i, key);
+        f.txtCommunication[i]->KeyPress = [&program, i](int& key) {
+            txtCommunication_KeyPress(program, i, key);
         };
-    f.handle("txtCommunication_KeyPress", [&p](const auto& a) {
+    f.handle("txtCommunication_KeyPress", [&program](const auto& a) {
         int key = argument(a, 1);
-        txtCommunication_KeyPress(p, argument(a, 0), key);
+        txtCommunication_KeyPress(program, argument(a, 0), key);
     });
     f.bind("chkUARTControl_Click", f.chkUARTControl, &CheckBox::Click,
-           [&p](int i) { chkUARTControl_Click(p, i); });
-    f.bind("tmrTarvoline_Timer", f.tmrTarvoline->Tick, [&p] { tmrTarvoline_Timer(p); });
-    f.tmrTarvoline->Ticks = [&p](int n) { return tmrTarvoline_Ticks(p, n); };
-    f.bind("mnuStartStop_Click", f.mnuStartStop->Click, [&p] { mnuStartStop_Click(p); });
-    f.bind("mscComControl1_OnComm", p.mscComControl1.OnComm, [&p] { mscComControl1_OnComm(p); });
-    f.bind("mscComControl2_OnComm", p.mscComControl2.OnComm, [&p] { mscComControl2_OnComm(p); });
-    f.handle("Form_Load", [&p](const auto&) { FrmMain_Form_Load(p); });
+           [&program](int i) { chkUARTControl_Click(program, i); });
+    f.bind("tmrTarvoline_Timer", f.tmrTarvoline->Tick, [&program] { tmrTarvoline_Timer(program); });
+    f.tmrTarvoline->Ticks = [&program](int n) { return tmrTarvoline_Ticks(program, n); };
+    f.bind("mnuStartStop_Click", f.mnuStartStop->Click,
+           [&program] { mnuStartStop_Click(program); });
+    f.bind("mscComControl1_OnComm", program.mscComControl1.OnComm,
+           [&program] { mscComControl1_OnComm(program); });
+    f.bind("mscComControl2_OnComm", program.mscComControl2.OnComm,
+           [&program] { mscComControl2_OnComm(program); });
+    f.handle("Form_Load", [&program](const auto&) { FrmMain_Form_Load(program); });
 }
 
 }  // namespace
 
-void bindMainWindow(Program& p) {
-    FrmMain& f = *p.FrmMain;
-    p.startStop = [&p] { mnuStartStop_Click(p); };
-    bindMonitor(f, p);
+void bindMainWindow(Program& program) {
+    FrmMain& f = *program.FrmMain;
+    program.startStop = [&program] { mnuStartStop_Click(program); };
+    bindMonitor(f, program);
     bindLayout(f);
-    bindCommands(f, p);
-    bindSetup(p);
-    bindConversion(p);
-    bindReview(p);
-    bindHelp(p);
+    bindCommands(f, program);
+    bindSetup(program);
+    bindConversion(program);
+    bindReview(program);
+    bindHelp(program);
 }
 
 }  // namespace tvl

@@ -9,6 +9,9 @@
 
 namespace tvl {
 
+// The conversion table of each port holds this many rows.
+inline constexpr int kConversionRows = 5;
+
 struct SharedState {
     // Settings, written only by Setup OK.
     std::uint8_t OperationMode = 0;  // 0 Transparent, 1 Host
@@ -24,10 +27,10 @@ struct SharedState {
     std::uint8_t CounterInitDone[2] = {0, 0};  // (0) transmit, (1) receive counters zeroed
 
     // Conversion tables.
-    std::string PresentValue1[5];
-    std::string ConvertedValue1[5];
-    std::string PresentValue2[5];
-    std::string ConvertedValue2[5];
+    std::string PresentValue1[kConversionRows];
+    std::string ConvertedValue1[kConversionRows];
+    std::string PresentValue2[kConversionRows];
+    std::string ConvertedValue2[kConversionRows];
     std::uint8_t MaxPresentLength[2] = {0, 0};
 
     // Watch data.

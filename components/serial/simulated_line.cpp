@@ -42,13 +42,12 @@ private:
     DeviceEvents events_;
 };
 
-std::unique_ptr<SerialDevice> SimulatedLine::open(int number, const LineSettings& line, bool dtr,
-                                                  bool rts, DeviceEvents events) {
+std::unique_ptr<SerialDevice> SimulatedLine::open(int number, const LineSettings& /*line*/,
+                                                  bool dtr, bool rts, DeviceEvents events) {
     if (shared_.busy.count(number) || shared_.inUse.count(number))
         throw SerialError("port " + std::to_string(number) + " is used by another program");
     shared_.inUse.insert(number);
     number_ = number;
-    line_ = line;
     dtr_ = dtr;
     rts_ = rts;
     auto device = std::make_unique<Device>(*this, shared_.nextHandle++, std::move(events));

@@ -37,8 +37,6 @@ public:
     bool dtr() const { return dtr_; }
     bool rts() const { return rts_; }
     std::uint32_t inputs() const { return inputs_; }
-    const LineSettings& lastLine() const { return line_; }
-    int lastNumber() const { return number_; }
 
 private:
     class Device;
@@ -51,7 +49,6 @@ private:
     std::uint32_t inputs_ = 0;
     bool dtr_ = false;
     bool rts_ = false;
-    LineSettings line_;
     int number_ = 0;
 };
 

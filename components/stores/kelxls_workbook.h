@@ -47,7 +47,6 @@ public:
     }
 
     std::uint32_t SheetCount() const { return sheets_; }
-    std::uint32_t RowsInSheet() const { return rows_; }  // titles included
 
 private:
     // Also sets eofAt_ and dimensionsAt_ for the sheet placed at `sheetAt`.

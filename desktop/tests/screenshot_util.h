@@ -10,13 +10,15 @@
 #include <QWidget>
 #include <cstdio>
 
+#include "platform/qt/window_style.h"
+
 namespace tvl::shots {
 
-// Fusion and DejaVu Sans at `points`, so that shots look the same on every
-// machine; the folder named on the command line (else "screenshots"), made.
+// The program's look with its font at `points`, so that shots look the same
+// on every machine; the folder named on the command line (else "screenshots"), made.
 inline QDir prepare(int argc, char** argv, double points) {
-    QApplication::setStyle(QStringLiteral("Fusion"));
-    QFont font(QStringLiteral("DejaVu Sans"));
+    useProgramLook();
+    QFont font = QApplication::font();
     font.setPointSizeF(points);
     QApplication::setFont(font);
     const QDir folder(argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("screenshots"));

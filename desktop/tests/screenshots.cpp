@@ -1,11 +1,13 @@
-// Renders the splash, the main window (at rest, in a run, in review), the
-// Setup dialog and Setup's port failure message to PNG files in the folder
-// given, on a real X server (run under xvfb-run).
+// Renders the splash, the main window (at rest, in a run, in review), its
+// popup menu, the Host-mode dialogs, the Setup dialog (also with virtual
+// ports) and Setup's port failure message to PNG files in the folder given,
+// on a real X server (run under xvfb-run).
 #include <stdlib.h>
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMetaObject>
 #include <QTest>
@@ -15,8 +17,11 @@
 #include <functional>
 #include <memory>
 
+#include "app/frm_find_data.h"
+#include "app/frm_host_action.h"
 #include "app/frm_main.h"
 #include "components/serial/device_rule.h"
+#include "convert/conversion.h"
 #include "desktop/qt_program.h"
 #include "desktop/tests/screenshot_util.h"
 #include "platform/qt/form_view.h"
@@ -100,6 +105,16 @@ bool setupShots(const QDir& folder) {
                 program.frmSetup->txtComPort[1]->setText("8");
             });
             ok = save(*setup, folder, "setup_port7.png") && ok;
+            // Three-digit numbers: virtual ports, each described by its published path.
+            p.desktop.dispatch([&] {
+                program.frmSetup->txtComPort[0]->setText("901");
+                program.frmSetup->txtComPort[1]->setText("902");
+            });
+            ok = save(*setup, folder, "setup_virtual_901.png") && ok;
+            p.desktop.dispatch([&] {
+                program.frmSetup->txtComPort[0]->setText("7");
+                program.frmSetup->txtComPort[1]->setText("8");
+            });
             bool saved = false;
             saveNextModal(folder, "setup_failure.png", saved);
             p.desktop.dispatch([&] { program.frmSetup->cmdOK->Click(); });
@@ -126,6 +141,19 @@ int main(int argc, char** argv) {
     tvl::FrmMain& f = *program.program->FrmMain;
     QWidget& main = *program.desktop.view(f);
     ok = save(main, folder, "main.png") && ok;
+
+    // The popup menu as the right button raises it, and the two Host-mode dialogs.
+    QMenu* popup = program.desktop.view(f)->menuOf(*f.mnuMenu);
+    popup->popup(main.mapToGlobal(QPoint(main.width() / 3, main.height() / 4)));
+    ok = save(*popup, folder, "popup_menu.png") && ok;
+    popup->close();
+    program.desktop.dispatch([&] { tvl::mnuDataConvertion_Click(*program.program); });
+    ok = save(*program.desktop.view(*program.program->frmHostAction), folder, "host_action.png") &&
+         ok;
+    program.desktop.dispatch([&] { program.program->frmHostAction->cmdCancel->Click(); });
+    program.desktop.dispatch([&] { tvl::mnuFindData_Click(*program.program); });
+    ok = save(*program.desktop.view(*program.program->frmFindData), folder, "watch_data.png") && ok;
+    program.desktop.dispatch([&] { program.program->frmFindData->cmdCancel->Click(); });
 
     // A run in Host mode: lamps lit, switches on, traffic in the panes.
     program.desktop.dispatch([&] {

@@ -34,7 +34,49 @@ void setIfChanged(QWidget& w, bool visible, bool enabled, const std::string& tip
     if (w.toolTip() != latin1View(tip)) w.setToolTip(latin1(tip));
 }
 
+// The look every multi-line box shares.
+void setUpTextArea(QPlainTextEdit& box, const Control& model) {
+    box.setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    box.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    box.setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    box.setWordWrapMode(QTextOption::WrapAnywhere);
+    box.setContextMenuPolicy(Qt::PreventContextMenu);  // the right button is the program's
+    const ControlStyle style = styleOf(model);
+    if (style.font) box.setFont(*style.font);
+    box.document()->setDocumentMargin(2);
+    // A box keeps its white ground when it, or the group holding it, is disabled.
+    QPalette pal = box.palette();
+    pal.setColor(QPalette::Disabled, QPalette::Base, pal.color(QPalette::Active, QPalette::Base));
+    box.setPalette(pal);
+}
+
+std::string bytes(const QString& text) { return text.toLatin1().toStdString(); }
+
 }  // namespace
+
+int keyAscii(const QKeyEvent& e) {
+    const int key = e.key();
+    const Qt::KeyboardModifiers mods = e.modifiers();
+    if ((mods & Qt::ControlModifier) && !(mods & Qt::AltModifier) && key >= Qt::Key_A &&
+        key <= Qt::Key_Z)
+        return key - Qt::Key_A + 1;
+    switch (key) {
+        case Qt::Key_Backspace:
+            return 8;
+        case Qt::Key_Tab:
+            return 9;
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            return 13;
+        case Qt::Key_Escape:
+            return 27;
+        default:
+            break;
+    }
+    if ((mods & (Qt::ControlModifier | Qt::MetaModifier)) || e.text().size() != 1) return -1;
+    const char16_t ch = e.text().at(0).unicode();
+    return ch >= 0x20 && ch != 0x7F && ch < 0x100 ? ch : -1;
+}
 
 void syncCommon(QWidget& w, const Control& c, const FormView& v, bool sized) {
     const QRect place(v.px(c.Left), v.px(c.Top), v.px(c.Width), v.px(c.Height));
@@ -120,11 +162,22 @@ LabelWidget::LabelWidget(Label& model, FormView& view, QWidget* parent)
 }
 
 void LabelWidget::sync(bool) {
-    if (text() != latin1View(model_.Caption)) {
-        setText(latin1(model_.Caption));
-        if (model_.AutoSize) adjustSize();
-    }
     syncCommon(*this, model_, view_, !model_.AutoSize);
+    if (caption_ == latin1View(model_.Caption) && shownFor_ == size()) return;
+    caption_ = latin1(model_.Caption);
+    if (model_.AutoSize) {
+        setText(caption_);
+        adjustSize();
+        shownFor_ = size();
+        return;
+    }
+    shownFor_ = size();
+    // A label with room for two lines wraps its words; on one line a caption
+    // wider than the label (a long device path) loses its middle.
+    setWordWrap(height() >= 2 * fontMetrics().lineSpacing());
+    setText(wordWrap()
+                ? caption_
+                : fontMetrics().elidedText(caption_, Qt::ElideMiddle, contentsRect().width()));
 }
 
 void LabelWidget::mouseReleaseEvent(QMouseEvent* e) {
@@ -215,26 +268,19 @@ void LineWidget::paintEvent(QPaintEvent*) {
 
 PaneWidget::PaneWidget(TextBox& model, FormView& view, QWidget* parent)
     : QPlainTextEdit(parent), model_(model), view_(view) {
-    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setLineWrapMode(QPlainTextEdit::WidgetWidth);
-    setWordWrapMode(QTextOption::WrapAnywhere);
+    setUpTextArea(*this, model);
     setUndoRedoEnabled(false);
     setAcceptDrops(false);
-    setContextMenuPolicy(Qt::PreventContextMenu);
     setAttribute(Qt::WA_InputMethodEnabled, false);
-    const ControlStyle style = styleOf(model);
-    if (style.font) setFont(*style.font);
-    document()->setDocumentMargin(2);
-    // A box keeps its white ground when it, or the group holding it, is disabled.
-    QPalette pal = palette();
-    pal.setColor(QPalette::Disabled, QPalette::Base, pal.color(QPalette::Active, QPalette::Base));
-    setPalette(pal);
-    // The caret the user moves is the model's caret.
-    connect(this, &QPlainTextEdit::cursorPositionChanged, this, [this] {
+    // The caret and selection the user moves are the model's.
+    auto take = [this] {
         if (copying_ || view_.detached()) return;
-        model_.SelStart = static_cast<std::size_t>(textCursor().position());
-    });
+        const QTextCursor c = textCursor();
+        model_.SelStart = static_cast<std::size_t>(c.selectionStart());
+        model_.SelLength = static_cast<std::size_t>(c.selectionEnd() - c.selectionStart());
+    };
+    connect(this, &QPlainTextEdit::cursorPositionChanged, this, take);
+    connect(this, &QPlainTextEdit::selectionChanged, this, take);
 }
 
 void PaneWidget::sync(bool panes) {
@@ -264,23 +310,17 @@ void PaneWidget::sync(bool panes) {
 
 void PaneWidget::keyPressEvent(QKeyEvent* e) {
     if (view_.detached()) return;
-    // Moving and copying are the widget's; every key that edits goes to the model.
-    const bool moves = e->matches(QKeySequence::Copy) || e->matches(QKeySequence::SelectAll) ||
-                       e->key() == Qt::Key_Left || e->key() == Qt::Key_Right ||
+    // Moving the caret is the widget's, and so is copying where a key sends no
+    // code (a read-only pane, Ctrl+Insert); every key that edits goes to the
+    // model, a Ctrl+letter as its control code.
+    const int code = keyAscii(*e);
+    const bool moves = e->key() == Qt::Key_Left || e->key() == Qt::Key_Right ||
                        e->key() == Qt::Key_Up || e->key() == Qt::Key_Down ||
                        e->key() == Qt::Key_Home || e->key() == Qt::Key_End ||
                        e->key() == Qt::Key_PageUp || e->key() == Qt::Key_PageDown;
-    if (moves) return QPlainTextEdit::keyPressEvent(e);
-    int code = -1;
-    if (e->key() == Qt::Key_Backspace)
-        code = 8;
-    else if (e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter)
-        code = 13;
-    else if (!(e->modifiers() & (Qt::ControlModifier | Qt::MetaModifier)) &&
-             e->text().size() == 1) {
-        const char16_t ch = e->text().at(0).unicode();
-        if (ch >= 0x20 && ch != 0x7F && ch < 0x100) code = ch;
-    }
+    const bool copies = (model_.Locked || code < 0) &&
+                        (e->matches(QKeySequence::Copy) || e->matches(QKeySequence::SelectAll));
+    if (moves || copies) return QPlainTextEdit::keyPressEvent(e);
     e->accept();
     if (code < 0) return;
     view_.desktop().dispatch([this, code] { model_.typeKey(code); });
@@ -292,6 +332,48 @@ void PaneWidget::mouseReleaseEvent(QMouseEvent* e) {
     QPlainTextEdit::mouseReleaseEvent(e);
     mouseUp(view_, model_, e->button());
     e->accept();
+}
+
+// ---- Boxes the widget edits
+
+EditorWidget::EditorWidget(TextBox& model, FormView& view, QWidget* parent)
+    : QPlainTextEdit(parent), model_(model), view_(view) {
+    setUpTextArea(*this, model);
+    connect(this, &QPlainTextEdit::textChanged, this, [this] {
+        if (copying_ || view_.detached()) return;
+        shown_ = bytes(toPlainText().replace(QChar(0x240D), QLatin1Char('\r')));
+        view_.desktop().dispatch([this, text = shown_] { model_.setText(text); });
+    });
+}
+
+void EditorWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (isReadOnly() != model_.Locked) setReadOnly(model_.Locked);
+    if (shown_ == model_.Text()) return;
+    shown_ = model_.Text();
+    copying_ = true;
+    setPlainText(latin1(shown_).replace(QLatin1Char('\r'), QChar(0x240D)));
+    copying_ = false;
+}
+
+void EditorWidget::mouseReleaseEvent(QMouseEvent* e) {
+    QPlainTextEdit::mouseReleaseEvent(e);
+    mouseUp(view_, model_, e->button());
+    e->accept();
+}
+
+LineBoxWidget::LineBoxWidget(TextBox& model, FormView& view, QWidget* parent)
+    : QLineEdit(parent), model_(model), view_(view) {
+    connect(this, &QLineEdit::textEdited, this, [this](const QString& text) {
+        if (!view_.detached())
+            view_.desktop().dispatch([this, t = bytes(text)] { model_.setText(t); });
+    });
+}
+
+void LineBoxWidget::sync(bool) {
+    syncCommon(*this, model_, view_);
+    if (isReadOnly() != model_.Locked) setReadOnly(model_.Locked);
+    if (text() != latin1View(model_.Text())) setText(latin1(model_.Text()));
 }
 
 // ---- Graphical check box
@@ -472,9 +554,10 @@ void ComboWidget::sync(bool) {
 MenuView::MenuView(Menu& model, FormView& view) : model_(model), menu_(new QMenu(&view)) {
     menu_->setObjectName(latin1(model.key()));
     for (Menu* entry : model.entries) {
-        QAction* a = menu_->addAction(latin1(entry->Caption));
+        // A separator has no text: a style draws a text on one as a section heading.
+        QAction* a = entry->Caption == "-" ? menu_->addSeparator()
+                                           : menu_->addAction(latin1(entry->Caption));
         a->setObjectName(latin1(entry->key()));
-        a->setSeparator(entry->Caption == "-");
         a->setData(QVariant::fromValue(static_cast<void*>(entry)));
         entries_.emplace_back(entry, a);
     }

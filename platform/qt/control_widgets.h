@@ -7,6 +7,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
@@ -34,6 +35,11 @@ class Line;
 class TextBox;
 class Timer;
 class Toolbar;
+
+// The character code a key gives a KeyPress handler: its character (0x20 to
+// 0xFF), Ctrl+A to Ctrl+Z 1 to 26, Backspace 8, Tab 9, Enter 13, Esc 27; -1
+// for a key that gives none (a move, a function key, a modifier alone).
+int keyAscii(const QKeyEvent& key);
 
 // Places a widget on its model's Left, Top, Width, Height and copies
 // Visible, Enabled and ToolTipText.
@@ -63,6 +69,8 @@ class LabelWidget : public QLabel, public ControlView {
 public:
     LabelWidget(Label& model, FormView& view, QWidget* parent);
     void sync(bool panes) override;
+    // The whole caption; the label may show it with its middle elided.
+    const QString& caption() const { return caption_; }
 
 protected:
     void mouseReleaseEvent(QMouseEvent*) override;
@@ -70,6 +78,8 @@ protected:
 private:
     Label& model_;
     FormView& view_;
+    QString caption_;
+    QSize shownFor_;  // the size the shown text was made for
 };
 
 class ImageWidget : public QWidget, public ControlView {
@@ -103,12 +113,12 @@ private:
     int thickness_ = 1;
 };
 
-// A text box: the model does all editing; the widget sends keys and shows the text.
+// A traffic pane: the program writes into it while the user types, so the
+// model does all editing; the widget sends keys and shows the text.
 class PaneWidget : public QPlainTextEdit, public ControlView {
 public:
     PaneWidget(TextBox& model, FormView& view, QWidget* parent);
     void sync(bool panes) override;
-    std::uint64_t shownRevision() const { return revision_; }
 
 protected:
     void keyPressEvent(QKeyEvent*) override;
@@ -123,6 +133,36 @@ private:
     std::uint64_t revision_ = ~std::uint64_t{0};
     std::string shown_;  // the text last copied into the widget
     bool copying_ = false;
+};
+
+// A multi-line box the user edits as on any desktop (selection, clipboard,
+// undo, the mouse): the widget edits and puts each result into the model,
+// which runs Change. A CR shows as the sign U+240D, so every byte comes back.
+class EditorWidget : public QPlainTextEdit, public ControlView {
+public:
+    EditorWidget(TextBox& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+protected:
+    void mouseReleaseEvent(QMouseEvent*) override;
+
+private:
+    TextBox& model_;
+    FormView& view_;
+    std::string shown_;  // the model's text as the widget last had it
+    bool copying_ = false;
+};
+
+// A single-line box: edited as EditorWidget is; Enter and Esc go on to the
+// window, which presses its default or cancel button.
+class LineBoxWidget : public QLineEdit, public ControlView {
+public:
+    LineBoxWidget(TextBox& model, FormView& view, QWidget* parent);
+    void sync(bool panes) override;
+
+private:
+    TextBox& model_;
+    FormView& view_;
 };
 
 // A graphical check box: its off or on picture; a click toggles the model's Value.

@@ -108,9 +108,16 @@ void FormView::build() {
             case ControlKind::Line:
                 keep(new LineWidget(static_cast<Line&>(c), *this, parent));
                 break;
-            case ControlKind::TextBox:
-                keep(new PaneWidget(static_cast<TextBox&>(c), *this, parent));
+            case ControlKind::TextBox: {
+                auto& box = static_cast<TextBox&>(c);
+                if (!box.MultiLine)
+                    keep(new LineBoxWidget(box, *this, parent));
+                else if (box.KeyPress)  // a traffic pane: the model edits it
+                    keep(new PaneWidget(box, *this, parent));
+                else
+                    keep(new EditorWidget(box, *this, parent));
                 break;
+            }
             case ControlKind::Toolbar:
                 keep(new ToolbarWidget(static_cast<Toolbar&>(c), *this, parent));
                 break;
@@ -295,15 +302,7 @@ void FormView::keyPressEvent(QKeyEvent* e) {
         default:
             break;
     }
-    int code = 0;
-    if (e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter)
-        code = 13;
-    else if (e->key() == Qt::Key_Escape)
-        code = 27;
-    else if (e->key() == Qt::Key_Backspace)
-        code = 8;
-    else if (e->text().size() == 1 && e->text().at(0).unicode() < 0x100)
-        code = e->text().at(0).unicode();
+    const int code = std::max(0, keyAscii(*e));
     e->accept();
     desktop_.dispatch([this, code] {
         int key = code;
@@ -312,11 +311,13 @@ void FormView::keyPressEvent(QKeyEvent* e) {
 }
 
 void FormView::closeEvent(QCloseEvent* e) {
-    // The window stays; what the close box does is the form's own handler.
+    // The window stays until the form's own handler unloads it: Form_QueryUnload
+    // where the form decides what closing means, else Form_Unload.
     e->ignore();
     if (detached_) return;
-    if (const Form::Handler* handler = form_.handler("Form_QueryUnload"))
-        desktop_.dispatch([handler] { (*handler)({}); });
+    const Form::Handler* handler = form_.handler("Form_QueryUnload");
+    if (!handler) handler = form_.handler("Form_Unload");
+    if (handler) desktop_.dispatch([handler] { (*handler)({}); });
 }
 
 }  // namespace tvl

@@ -1,5 +1,7 @@
 #include "platform/qt/window_style.h"
 
+#include <QApplication>
+
 #include "platform/control.h"
 #include "platform/form.h"
 
@@ -14,6 +16,11 @@ QFont font(const char* family, double points, bool bold = false) {
     return f;
 }
 }  // namespace
+
+void useProgramLook() {
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication::setFont(font("DejaVu Sans", 8.25));
+}
 
 QColor systemColour(int index) {
     switch (index) {
@@ -48,9 +55,11 @@ ControlStyle styleOf(const Control& c) {
     } else if (name == "txtCommunication" || name == "txtPort1" || name == "txtPort2") {
         s.font = font("DejaVu Sans Mono", 8.5);
         s.font->setStyleHint(QFont::Monospace);
-    } else if (name == "Label1" || name == "Label2") {
+    } else if ((name == "Label1" || name == "Label2") && c.form().name() == "FrmMain") {
         s.font = font("DejaVu Sans Condensed", 12, true);
         s.foreground = QColor(Qt::white);
+    } else if (name == "lblHeading") {
+        s.font = font("DejaVu Sans Condensed", 8.25);  // the Port 2 heading's words fill its frame
     } else if (name == "lblUART") {
         s.font = font("DejaVu Sans", 8, true);
         s.foreground = systemColour(13);

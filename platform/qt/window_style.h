@@ -27,6 +27,10 @@ struct WindowStyle {
     bool sizable = true;
 };
 
+// The program's look on every desktop: the Fusion style and DejaVu Sans at
+// 8.25 points, the size the forms' twip layout is drawn for.
+void useProgramLook();
+
 ControlStyle styleOf(const Control& control);
 WindowStyle windowStyleOf(const Form& form);
 

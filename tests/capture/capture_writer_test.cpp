@@ -13,6 +13,9 @@
 #include "line/start_stop.h"
 #include "line/transfer_pump.h"
 #include "platform/quiet_platform.h"
+#include "setup/setup.h"
+#include "shell/commands.h"
+#include "tests/stores/xls_readers.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {
@@ -28,6 +31,8 @@ struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
         fs::create_directories(folder);
         ProgramParts parts;
         parts.makeTVL = makeKelTVL;
+        parts.makeMDB = makeKelMDB;
+        parts.makeXLS = makeKelXLS;
         make(std::move(parts));
         start();
         openPorts();
@@ -146,6 +151,78 @@ TEST(CaptureWriter, AStoreFailingDuringARunStopsItWithAMessageAndKeepsEarlierRec
     const auto records = run.records();
     ASSERT_EQ(records.size(), 2u);
     EXPECT_EQ(records[1].first, std::string(200, 'k'));
+}
+
+// The texts of one column of a capture file, record by record, as a reader of
+// its format gives them: KelTVL, mdb-export (mdbtools), FreeXL and xlrd.
+std::vector<std::string> columnOf(const std::string& path, int column) {
+    std::vector<std::string> texts;
+    const std::string ext = path.substr(path.size() - 3);
+    if (ext == "tvl") {
+        auto file = makeKelTVL();
+        file->StoreFolder = fs::path(path).parent_path().string() + "/";
+        file->StoreName = fs::path(path).stem().string();
+        file->CountRecords();
+        const auto n = static_cast<int>(file->RecordCount());
+        file->OpenStore();
+        file->ReadTitles();
+        file->ReadRecord(1);
+        for (int i = 1; i < n; ++i) {
+            file->ReadRecord(0);
+            if (i > 1) texts.push_back(column == 0 ? file->PortText1 : file->PortText2);
+        }
+        file->CloseStore();
+    } else if (ext == "mdb") {
+        // One record a line: the texts are letters only, so the CSV needs no parsing.
+        FILE* out = ::popen(("mdb-export -H -d '|' -q '' '" + path + "' Capture").c_str(), "r");
+        char line[1024];
+        while (out && std::fgets(line, sizeof line, out)) {
+            std::string row(line, std::strcspn(line, "\n"));
+            texts.push_back(row.substr(0, row.find('|')));
+            if (column == 1) texts.back() = row.substr(row.find('|') + 1);
+        }
+        EXPECT_TRUE(out && ::pclose(out) == 0) << "mdb-export cannot read " << path;
+    } else {
+        for (auto reader : {testing::readXlsWithFreeXL, testing::readXlsWithXlrd}) {
+            std::string error;
+            const testing::XlsBook book = reader(path, error);
+            EXPECT_EQ(error, "") << path;
+            std::vector<std::string> read;
+            for (std::size_t r = 1; !book.sheets.empty() && r < book.sheets[0].size(); ++r)
+                read.push_back(book.sheets[0][r].at(static_cast<std::size_t>(column)));
+            EXPECT_TRUE(texts.empty() || read == texts) << "FreeXL and xlrd differ";
+            texts = read;
+        }
+    }
+    return texts;
+}
+
+TEST(CaptureWriter, OnePortRunsCaptureThatPortsTrafficInItsOwnColumnInEveryStore) {
+    for (int monitor : {0, 1}) {
+        for (const auto& [name, saving] :
+             {std::pair{"run.mdb", 1}, {"run.xls", 2}, {"run.tvl", 3}}) {
+            SCOPED_TRACE(std::string(name) + ", Monitor Com " + std::to_string(monitor + 1));
+            CaptureRun run;
+            Program& p = *run.program;
+            const std::string path = (run.folder / name).string();
+            mnuSetup_Click(p);
+            p.frmSetup->optMonitor[monitor]->choose();
+            p.frmSetup->optSaving[saving]->choose();
+            run.platform.saveAnswer = path;
+            p.frmSetup->cmdOK->Click();
+            ASSERT_EQ(run.platform.messages, std::vector<std::string>{});
+
+            mnuStartStop_Click(p);
+            (monitor == 0 ? run.line1 : run.line2).feed(std::string(200, 'a') + "bcd");
+            run.pump();
+            mnuStartStop_Click(p);  // Stop writes the rest and empties the panes
+            for (int i = 0; i < 4; ++i) EXPECT_EQ(run.pane(i), "") << "pane " << i;
+            mnuExit_Click(p);  // the workbook's last call
+
+            EXPECT_EQ(columnOf(path, monitor),
+                      (std::vector<std::string>{std::string(200, 'a'), "bcd"}));
+        }
+    }
 }
 
 }  // namespace

@@ -49,6 +49,20 @@ TEST(ControlModel, TypedKeysRunKeyPressThenEditAtTheCaret) {
     box->Enabled = false;  // a disabled box takes no key at all
     box->typeKey('x');
     EXPECT_EQ(keys.size(), 7u);
+
+    // A key typed over a selection replaces it; Backspace deletes only the selection.
+    box->Enabled = true;
+    box->Locked = false;
+    box->setText("901");
+    box->put("SelStart", 0.0);
+    box->put("SelLength", 3.0);
+    box->typeKey('7');
+    box->typeKey('7');
+    EXPECT_EQ(box->Text(), "77");
+    box->SelStart = 0;
+    box->SelLength = 1;
+    box->typeKey(8);
+    EXPECT_EQ(box->Text(), "7");
 }
 
 TEST(ControlModel, OptionsClearOnlyTheirOwnGroupAndControlsAreFoundCaseBlind) {

@@ -82,6 +82,15 @@ long count(const Word& word, const char* what) {
     return std::stol(word.text);
 }
 
+// A user reaches a control only while it, every frame holding it and its
+// window are enabled and shown.
+bool reachable(const Form& form, const Control* control) {
+    if (!form.Enabled || !form.Visible) return false;
+    for (; control; control = control->container())
+        if (!control->Enabled || !control->Visible) return false;
+    return true;
+}
+
 void expectWords(const std::vector<Word>& words, std::size_t least, std::size_t most,
                  const char* usage) {
     if (words.size() < least || words.size() > most)
@@ -177,7 +186,12 @@ void Runner::execute(const std::vector<Word>& words) {
         const auto [name, index] = nameAndIndex(parts[1]);
         auto* box = dynamic_cast<TextBox*>(form->find(name, index));
         if (!box) throw Failure(words[1].text + " is not a text box");
-        box->typeKey(static_cast<int>(count(words[2], "a key code")));
+        const int code = static_cast<int>(count(words[2], "a key code"));
+        if (!reachable(*form, box)) {
+            out_ << "key ignored: " << words[1].text << "\n";
+            return;
+        }
+        box->typeKey(code);
         return;
     }
     if (command == "mouseup") {

@@ -3,77 +3,75 @@
 namespace tvl::scenario {
 
 namespace {
+
 int hexDigit(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
     if (c >= 'A' && c <= 'F') return c - 'A' + 10;
     return -1;
 }
+
+bool blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+// The byte of the escape after a backslash at line[i]; i moves past it.
+char escape(const std::string& line, std::size_t& i) {
+    if (i >= line.size()) throw SyntaxError("expected an escape after \\");
+    const char e = line[i++];
+    switch (e) {
+        case 'r':
+            return '\r';
+        case 'n':
+            return '\n';
+        case 't':
+            return '\t';
+        case '\\':
+            return '\\';
+        case '"':
+            return '"';
+        case 'x': {
+            const int hi = i < line.size() ? hexDigit(line[i]) : -1;
+            const int lo = i + 1 < line.size() ? hexDigit(line[i + 1]) : -1;
+            if (hi < 0 || lo < 0) throw SyntaxError("expected two hex digits after \\x");
+            i += 2;
+            return static_cast<char>(hi * 16 + lo);
+        }
+        default:
+            throw SyntaxError(std::string("expected one of \\r \\n \\t \\\\ \\\" \\xHH, found \\") +
+                              e);
+    }
+}
+
+// The text of a string whose opening quote was at line[i - 1]; i moves past
+// its closing quote.
+std::string stringText(const std::string& line, std::size_t& i) {
+    std::string text;
+    while (i < line.size()) {
+        const char d = line[i++];
+        if (d == '"') return text;
+        text.push_back(d == '\\' ? escape(line, i) : d);
+    }
+    throw SyntaxError("expected a closing \" of the string");
+}
+
 }  // namespace
 
 std::vector<Word> splitWords(const std::string& line) {
     std::vector<Word> words;
     std::size_t i = 0;
     while (i < line.size()) {
-        const char c = line[i];
-        if (c == ' ' || c == '\t' || c == '\r') {
+        if (blank(line[i])) {
             ++i;
             continue;
         }
         Word word;
-        word.glued = !words.empty() && i > 0 && line[i - 1] != ' ' && line[i - 1] != '\t' &&
-                     line[i - 1] != '\r';
-        if (c != '"') {
-            while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r')
-                word.text.push_back(line[i++]);
-            words.push_back(std::move(word));
-            continue;
+        word.glued = !words.empty() && i > 0 && !blank(line[i - 1]);
+        if (line[i] == '"') {
+            word.quoted = true;
+            ++i;
+            word.text = stringText(line, i);
+        } else {
+            while (i < line.size() && !blank(line[i])) word.text.push_back(line[i++]);
         }
-        word.quoted = true;
-        ++i;
-        bool closed = false;
-        while (i < line.size()) {
-            char d = line[i++];
-            if (d == '"') {
-                closed = true;
-                break;
-            }
-            if (d != '\\') {
-                word.text.push_back(d);
-                continue;
-            }
-            if (i >= line.size()) throw SyntaxError("expected an escape after \\");
-            const char e = line[i++];
-            switch (e) {
-                case 'r':
-                    word.text.push_back('\r');
-                    break;
-                case 'n':
-                    word.text.push_back('\n');
-                    break;
-                case 't':
-                    word.text.push_back('\t');
-                    break;
-                case '\\':
-                    word.text.push_back('\\');
-                    break;
-                case '"':
-                    word.text.push_back('"');
-                    break;
-                case 'x': {
-                    const int hi = i < line.size() ? hexDigit(line[i]) : -1;
-                    const int lo = i + 1 < line.size() ? hexDigit(line[i + 1]) : -1;
-                    if (hi < 0 || lo < 0) throw SyntaxError("expected two hex digits after \\x");
-                    word.text.push_back(static_cast<char>(hi * 16 + lo));
-                    i += 2;
-                    break;
-                }
-                default:
-                    throw SyntaxError(
-                        std::string("expected one of \\r \\n \\t \\\\ \\\" \\xHH, found \\") + e);
-            }
-        }
-        if (!closed) throw SyntaxError("expected a closing \" of the string");
         words.push_back(std::move(word));
     }
     return words;
