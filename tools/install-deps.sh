@@ -7,7 +7,7 @@ packages="
   qt6-base-dev qt6-base-dev-tools libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libfreexl-dev python3-xlrd mdbtools libasound2-dev
-  xvfb xauth socat nodejs fonts-dejavu-core
+  xvfb xauth socat nodejs fonts-dejavu-core gcovr
 "
 missing=""
 for p in $packages; do

@@ -1,6 +1,7 @@
 #include "components/stores/jet4_appender.h"
 
 #include "components/stores/file_io.h"
+#include "components/stores/jet4_catalog.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,22 +29,30 @@ void clearBit(std::uint8_t* bits, std::uint32_t n) {
     bits[n / 8] &= static_cast<std::uint8_t>(~(1u << (n % 8)));
 }
 
+// A usage-map page covers one region of pages, from the region's first page.
+std::uint32_t regionOf(std::uint32_t page) {
+    return page / static_cast<std::uint32_t>(kPagesPerMapPage);
+}
+std::uint32_t firstPageOf(std::uint32_t region) {
+    return region * static_cast<std::uint32_t>(kPagesPerMapPage);
+}
+
 }  // namespace
 
-Appender::Appender(int fd, std::uint32_t tdef_page) : fd_(fd), tdef_(tdef_page) {
+Appender::Appender(int fd, std::uint32_t tdefPage) : fd_(fd), tdef_(tdefPage) {
     struct stat st {};
     if (fstat(fd_, &st) != 0) fail("stat");
-    page_count_ = static_cast<std::uint32_t>(st.st_size / kPageSize);
-    if (page_count_ <= tdef_) throw FormatError("file too short");
+    pageCount_ = static_cast<std::uint32_t>(st.st_size / kPageSize);
+    if (pageCount_ <= tdef_) throw FormatError("file too short");
 
     Page tdef;
     readPage(tdef_, tdef);
     if (tdef[0] != kPageTableDef || tdef[40] != kTableUser)
         throw FormatError("no user table definition");
-    row_count_ = get32(&tdef[kTdefRowCount]);
-    owned_ref_ = get32(&tdef[kTdefOwnedMap]);
-    free_ref_ = get32(&tdef[kTdefFreeMap]);
-    for (std::uint32_t ref : {owned_ref_, free_ref_}) {
+    rowCount_ = get32(&tdef[kTdefRowCount]);
+    ownedRef_ = get32(&tdef[kTdefOwnedMap]);
+    freeRef_ = get32(&tdef[kTdefFreeMap]);
+    for (std::uint32_t ref : {ownedRef_, freeRef_}) {
         Bytes m;
         readMapRow(ref, m);
         if (m[0] > 1) throw FormatError("unknown usage map type");
@@ -51,11 +60,11 @@ Appender::Appender(int fd, std::uint32_t tdef_page) : fd_(fd), tdef_(tdef_page) 
 
     // A page torn off by an interrupted append is no part of the database.
     if (st.st_size % static_cast<off_t>(kPageSize) != 0 &&
-        ftruncate(fd_, static_cast<off_t>(at(page_count_))) != 0)
+        ftruncate(fd_, static_cast<off_t>(at(pageCount_))) != 0)
         fail("truncate");
 
-    readPage(page_count_ - 1, last_);
-    last_is_ours_ = last_[0] == kPageData && get32(&last_[4]) == tdef_;
+    readPage(pageCount_ - 1, last_);
+    lastIsOurs_ = last_[0] == kPageData && get32(&last_[4]) == tdef_;
 }
 
 void Appender::readPage(std::uint32_t page, Page& out) const {
@@ -75,7 +84,7 @@ void Appender::write(std::uint64_t offset, const std::uint8_t* data, std::size_t
 
 std::uint64_t Appender::mapRowOffset(std::uint32_t ref) const {
     const std::uint32_t page = ref >> 8, row = ref & 0xFF;
-    if (page == 0 || page >= page_count_) throw FormatError("usage map outside the file");
+    if (page == 0 || page >= pageCount_) throw FormatError("usage map outside the file");
     Page p;
     readPage(page, p);
     if (p[0] != kPageData || row >= dataPageRows(p)) throw FormatError("usage map row missing");
@@ -93,138 +102,151 @@ void Appender::readMapRow(std::uint32_t ref, Bytes& out) const {
         throw FormatError("usage map row beyond the end of the file");
 }
 
-void Appender::append(const Bytes& row) {
-    if (last_is_ours_) {
-        Page p = last_;
-        if (dataPageInsert(p, row.data(), row.size()) >= 0) {
-            write(at(page_count_ - 1), p.data(), kPageSize);
-            last_ = p;
-            std::uint8_t count[4];
-            put32(count, row_count_ + 1);
-            write(at(tdef_) + kTdefRowCount, count, 4);
-            ++row_count_;
-            return;
-        }
-    }
-
-    // A new data page at the end of the file, after any usage-map page it needs.
-    std::uint32_t next = page_count_;
-    std::vector<std::pair<std::uint32_t, Page>> added;     // new pages, in file order
-    std::vector<std::pair<std::uint64_t, Bytes>> updates;  // then in-place changes
-    Bytes owned;
-    readMapRow(owned_ref_, owned);
-    const std::uint64_t owned_at = mapRowOffset(owned_ref_);
-    auto region = [](std::uint32_t page) {
-        return page / static_cast<std::uint32_t>(kPagesPerMapPage);
-    };
-    std::uint32_t data_page = 0;
-
-    if (owned[0] == 0) {
-        const std::uint32_t start = get32(&owned[1]);
-        if (next >= start && next < start + kInlineMapPages) {
-            data_page = next++;
-            setBit(&owned[5], data_page - start);
-        } else {
-            // The table has outgrown its inline map: one usage-map page per
-            // region of pages, pointed to from the map row.
-            std::vector<std::uint32_t> pages;
-            for (std::uint32_t b = 0; b < kInlineMapPages; ++b)
-                if (testBit(&owned[5], b)) pages.push_back(start + b);
-            std::set<std::uint32_t> regions;
-            for (std::uint32_t p : pages) regions.insert(region(p));
-            std::vector<std::pair<std::uint32_t, std::uint32_t>> map_pages;  // region, page
-            for (std::uint32_t r : regions) map_pages.emplace_back(r, next++);
-            while (!regions.count(region(next))) {
-                regions.insert(region(next));
-                map_pages.emplace_back(region(next), next);
-                ++next;
-            }
-            data_page = next++;
-            pages.push_back(data_page);
-            Bytes ref(kUsageMapRowSize, 0);
-            ref[0] = 0x01;
-            for (const auto& [r, mp] : map_pages) {
-                if (r >= kReferenceMapSlots) throw FormatError("table too large");
-                put32(&ref[1 + 4 * r], mp);
-                Page m = usageMapPage();
-                for (std::uint32_t p : pages)
-                    if (region(p) == r)
-                        setBit(&m[4], p - r * static_cast<std::uint32_t>(kPagesPerMapPage));
-                added.emplace_back(mp, m);
-            }
-            owned = ref;
-        }
-    } else {
-        std::uint32_t r = region(next);
-        while (r < kReferenceMapSlots && get32(&owned[1 + 4 * r]) == 0) {
-            put32(&owned[1 + 4 * r], next);  // a map page for the region the data page falls in
-            added.emplace_back(next, usageMapPage());
-            ++next;
-            r = region(next);
-        }
-        if (r >= kReferenceMapSlots) throw FormatError("table too large");
-        data_page = next++;
-        const std::uint32_t map_page = get32(&owned[1 + 4 * r]);
-        const std::uint32_t bit = data_page - r * static_cast<std::uint32_t>(kPagesPerMapPage);
-        bool is_new = false;
-        for (auto& [n, m] : added)
-            if (n == map_page) {
-                setBit(&m[4], bit);
-                is_new = true;
-            }
-        if (!is_new) {
-            if (map_page >= page_count_) throw FormatError("usage map page outside the file");
-            std::uint8_t byte = 0;
-            const std::uint64_t off = at(map_page) + 4 + bit / 8;
-            if (pread(fd_, &byte, 1, static_cast<off_t>(off)) != 1) fail("read");
-            byte |= static_cast<std::uint8_t>(1u << (bit % 8));
-            updates.emplace_back(off, Bytes{byte});
-        }
-    }
-    updates.emplace_back(owned_at, owned);
-
-    Page dp = emptyDataPage(tdef_);
-    if (dataPageInsert(dp, row.data(), row.size()) < 0) throw FormatError("row larger than a page");
-    added.emplace_back(data_page, dp);
-
-    // Pages with room for rows: the new one.
-    updates.emplace_back(mapRowOffset(free_ref_), inlineMap(data_page, {data_page}));
-
-    // The global map's free bits of pages now used.
-    if (page_count_ < kInlineMapPages) {
-        Page g;
-        readPage(1, g);
-        if (g[0] == kPageData && dataPageRows(g) > 0) {
-            const std::size_t off = dataPageRowOffset(g, 0);
-            if (off + kUsageMapRowSize <= kPageSize && g[off] == 0) {
-                const std::uint32_t start = get32(&g[off + 1]);
-                Bytes m(g.begin() + static_cast<std::ptrdiff_t>(off),
-                        g.begin() + static_cast<std::ptrdiff_t>(off + kUsageMapRowSize));
-                for (std::uint32_t p = page_count_; p < next; ++p)
-                    if (p >= start && p < start + kInlineMapPages) clearBit(&m[5], p - start);
-                updates.emplace_back(at(1) + off, m);
-            }
-        }
-    }
-
+// Adds the row to the table's newest page when that page is the file's last
+// and has room; false if a new page is needed.
+bool Appender::appendToLastPage(const Bytes& row) {
+    Page p = last_;
+    if (dataPageInsert(p, row.data(), row.size()) < 0) return false;
+    write(at(pageCount_ - 1), p.data(), kPageSize);
+    last_ = p;
     std::uint8_t count[4];
-    put32(count, row_count_ + 1);
-    updates.emplace_back(at(tdef_) + kTdefRowCount, Bytes(count, count + 4));
+    put32(count, rowCount_ + 1);
+    write(at(tdef_) + kTdefRowCount, count, 4);
+    ++rowCount_;
+    return true;
+}
 
-    const std::uint32_t old_count = page_count_;
+// The new data page while the table's map is inline: the next page if the map
+// reaches it, else the map turns into references to usage-map pages.
+std::uint32_t Appender::placeInInlineMap(Bytes& owned, Growth& g) const {
+    const std::uint32_t start = get32(&owned[1]);
+    if (g.next >= start && g.next < start + kInlineMapPages) {
+        const std::uint32_t dataPage = g.next++;
+        setBit(&owned[5], dataPage - start);
+        return dataPage;
+    }
+    // The table has outgrown its inline map: one usage-map page per region of
+    // pages, pointed to from the map row.
+    std::vector<std::uint32_t> pages;
+    for (std::uint32_t b = 0; b < kInlineMapPages; ++b)
+        if (testBit(&owned[5], b)) pages.push_back(start + b);
+    std::set<std::uint32_t> regions;
+    for (std::uint32_t p : pages) regions.insert(regionOf(p));
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> mapPages;  // region, page
+    for (std::uint32_t r : regions) mapPages.emplace_back(r, g.next++);
+    while (!regions.count(regionOf(g.next))) {
+        regions.insert(regionOf(g.next));
+        mapPages.emplace_back(regionOf(g.next), g.next);
+        ++g.next;
+    }
+    const std::uint32_t dataPage = g.next++;
+    pages.push_back(dataPage);
+    Bytes ref(kUsageMapRowSize, 0);
+    ref[0] = 0x01;
+    for (const auto& [r, mp] : mapPages) {
+        if (r >= kReferenceMapSlots) throw FormatError("table too large");
+        put32(&ref[1 + 4 * r], mp);
+        Page m = usageMapPage();
+        for (std::uint32_t p : pages)
+            if (regionOf(p) == r) setBit(&m[4], p - firstPageOf(r));
+        g.added.emplace_back(mp, m);
+    }
+    owned = ref;
+    return dataPage;
+}
+
+// The new data page while the table's map refers to usage-map pages: a map
+// page is added for each region reached without one, and the data page's bit
+// set in its region's page.
+std::uint32_t Appender::placeInReferenceMap(Bytes& owned, Growth& g) const {
+    std::uint32_t r = regionOf(g.next);
+    while (r < kReferenceMapSlots && get32(&owned[1 + 4 * r]) == 0) {
+        put32(&owned[1 + 4 * r], g.next);  // a map page for the region the data page falls in
+        g.added.emplace_back(g.next, usageMapPage());
+        ++g.next;
+        r = regionOf(g.next);
+    }
+    if (r >= kReferenceMapSlots) throw FormatError("table too large");
+    const std::uint32_t dataPage = g.next++;
+    const std::uint32_t mapPage = get32(&owned[1 + 4 * r]);
+    const std::uint32_t bit = dataPage - firstPageOf(r);
+    bool isNew = false;
+    for (auto& [n, m] : g.added)
+        if (n == mapPage) {
+            setBit(&m[4], bit);
+            isNew = true;
+        }
+    if (!isNew) {
+        if (mapPage >= pageCount_) throw FormatError("usage map page outside the file");
+        std::uint8_t byte = 0;
+        const std::uint64_t off = at(mapPage) + 4 + bit / 8;
+        if (pread(fd_, &byte, 1, static_cast<off_t>(off)) != 1) fail("read");
+        byte |= static_cast<std::uint8_t>(1u << (bit % 8));
+        g.updates.emplace_back(off, Bytes{byte});
+    }
+    return dataPage;
+}
+
+// Clears the global map's free bits of the pages now used, while the file is
+// small enough for that map to cover them.
+void Appender::markUsedInGlobalMap(Growth& g) const {
+    if (pageCount_ >= kInlineMapPages) return;
+    Page global;
+    readPage(kGlobalMapPage, global);
+    if (global[0] != kPageData || dataPageRows(global) == 0) return;
+    const std::size_t off = dataPageRowOffset(global, 0);
+    if (off + kUsageMapRowSize > kPageSize || global[off] != 0) return;
+    const std::uint32_t start = get32(&global[off + 1]);
+    Bytes m(global.begin() + static_cast<std::ptrdiff_t>(off),
+            global.begin() + static_cast<std::ptrdiff_t>(off + kUsageMapRowSize));
+    for (std::uint32_t p = pageCount_; p < g.next; ++p)
+        if (p >= start && p < start + kInlineMapPages) clearBit(&m[5], p - start);
+    g.updates.emplace_back(at(kGlobalMapPage) + off, m);
+}
+
+// Writes the new pages, then the changes; on a failure the file is cut back to
+// its old length.
+void Appender::commit(const Growth& g) {
+    const std::uint32_t oldCount = pageCount_;
     try {
-        for (const auto& [n, p] : added) write(at(n), p.data(), kPageSize);
-        for (const auto& [off, b] : updates) write(off, b.data(), b.size());
+        for (const auto& [n, p] : g.added) write(at(n), p.data(), kPageSize);
+        for (const auto& [off, b] : g.updates) write(off, b.data(), b.size());
     } catch (...) {
-        if (ftruncate(fd_, static_cast<off_t>(at(old_count))) != 0) {
+        if (ftruncate(fd_, static_cast<off_t>(at(oldCount))) != 0) {
             // the torn pages stay unreferenced; the next open cuts a partial one
         }
         throw;
     }
-    page_count_ = next;
+    pageCount_ = g.next;
+}
+
+void Appender::append(const Bytes& row) {
+    if (lastIsOurs_ && appendToLastPage(row)) return;
+
+    // A new data page at the end of the file, after any usage-map page it needs.
+    Growth g{pageCount_, {}, {}};
+    Bytes owned;
+    readMapRow(ownedRef_, owned);
+    const std::uint64_t ownedAt = mapRowOffset(ownedRef_);
+    const std::uint32_t dataPage =
+        owned[0] == 0 ? placeInInlineMap(owned, g) : placeInReferenceMap(owned, g);
+    g.updates.emplace_back(ownedAt, owned);
+
+    Page dp = emptyDataPage(tdef_);
+    if (dataPageInsert(dp, row.data(), row.size()) < 0) throw FormatError("row larger than a page");
+    g.added.emplace_back(dataPage, dp);
+
+    // Pages with room for rows: the new one.
+    g.updates.emplace_back(mapRowOffset(freeRef_), inlineMap(dataPage, {dataPage}));
+    markUsedInGlobalMap(g);
+    std::uint8_t count[4];
+    put32(count, rowCount_ + 1);
+    g.updates.emplace_back(at(tdef_) + kTdefRowCount, Bytes(count, count + 4));
+
+    commit(g);
     last_ = dp;
-    last_is_ours_ = true;
-    ++row_count_;
+    lastIsOurs_ = true;
+    ++rowCount_;
 }
 
 }  // namespace tvl::jet4

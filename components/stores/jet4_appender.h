@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "components/stores/jet4_format.h"
 
@@ -20,32 +22,44 @@ struct FormatError : std::runtime_error {
 class Appender {
 public:
     // Reads what it needs from the file behind `fd` (opened read-write). Throws
-    // FormatError if `tdef_page` is not a user table's definition, or
+    // FormatError if `tdefPage` is not a user table's definition, or
     // std::system_error on a failed read.
-    Appender(int fd, std::uint32_t tdef_page);
+    Appender(int fd, std::uint32_t tdefPage);
 
     // Appends one row and counts it in the table definition. Throws
     // std::system_error on a failed write; the file is then as before.
     void append(const Bytes& row);
 
-    std::uint32_t rowCount() const { return row_count_; }
-    std::uint32_t pageCount() const { return page_count_; }
+    std::uint32_t rowCount() const { return rowCount_; }
 
 private:
+    // What a new data page brings: the pages added at the end of the file and
+    // the changes made in place, written in that order.
+    struct Growth {
+        std::uint32_t next;                                    // first page past the added ones
+        std::vector<std::pair<std::uint32_t, Page>> added;     // new pages, in file order
+        std::vector<std::pair<std::uint64_t, Bytes>> updates;  // offset, bytes
+    };
+
     void readPage(std::uint32_t page, Page& out) const;
     void write(std::uint64_t offset, const std::uint8_t* data, std::size_t len) const;
     std::uint64_t mapRowOffset(std::uint32_t ref) const;
     void readMapRow(std::uint32_t ref, Bytes& out) const;
-    void addOwnedPage(std::uint32_t& next_free, std::uint32_t& data_page);
+
+    bool appendToLastPage(const Bytes& row);
+    std::uint32_t placeInInlineMap(Bytes& owned, Growth& g) const;
+    std::uint32_t placeInReferenceMap(Bytes& owned, Growth& g) const;
+    void markUsedInGlobalMap(Growth& g) const;
+    void commit(const Growth& g);
 
     int fd_;
     std::uint32_t tdef_;
-    std::uint32_t row_count_ = 0;
-    std::uint32_t page_count_ = 0;
-    std::uint32_t owned_ref_ = 0;
-    std::uint32_t free_ref_ = 0;
+    std::uint32_t rowCount_ = 0;
+    std::uint32_t pageCount_ = 0;
+    std::uint32_t ownedRef_ = 0;
+    std::uint32_t freeRef_ = 0;
     Page last_{};
-    bool last_is_ours_ = false;
+    bool lastIsOurs_ = false;
 };
 
 }  // namespace tvl::jet4

@@ -90,8 +90,8 @@ struct Built {
     TableDef def;
     TableLayout layout;
     std::vector<std::vector<Value>> rows;
-    std::uint32_t data_page = 0;  // 0: none
-    std::vector<std::pair<std::uint32_t, std::uint8_t>> row_ids;
+    std::uint32_t dataPage = 0;  // 0: none
+    std::vector<std::pair<std::uint32_t, std::uint8_t>> rowIds;
 };
 
 Bytes indexKey(const TableDef& def, const Index& ix, const std::vector<Value>& row) {
@@ -139,126 +139,167 @@ std::vector<Value> aceRow(std::int32_t object, bool inheritable) {
             Value::boolean(inheritable)};
 }
 
-}  // namespace
+// The definition pages of the four system tables and the user table, in the
+// order their rows are built.
+constexpr std::uint32_t kTablePages[5] = {kMSysObjectsPage, kMSysACEsPage, kMSysQueriesPage,
+                                          kMSysRelationshipsPage, kUserTablePage};
 
-TableDef userTableDef(const UserTable& table) {
-    TableDef def{table.name, false, {}, {}};
-    for (std::size_t i = 0; i < table.columns.size(); ++i) {
-        def.columns.push_back({table.columns[i], ColType::Text, static_cast<std::uint16_t>(i),
-                               static_cast<std::uint16_t>(table.text_length * 2), kColUpdatable,
-                               true});
-    }
-    return def;
+// The catalog's rows, in the order the engine keeps them: containers, the
+// database object, then the tables (known by their definition page).
+std::vector<std::vector<Value>> catalogRows(const std::vector<Built>& tables, double now) {
+    const TableDef& cat = tables[0].def;
+    std::vector<std::vector<Value>> rows;
+    rows.push_back(catalogRow(cat, kTablesId, kRootId, "Tables", 3, kSystemFlag, now));
+    rows.push_back(catalogRow(cat, kDatabasesId, kRootId, "Databases", 3, kSystemFlag, now));
+    rows.push_back(
+        catalogRow(cat, kRelationshipsId, kRootId, "Relationships", 3, kSystemFlag, now));
+    rows.push_back(catalogRow(cat, kMSysDbId, kDatabasesId, "MSysDb", 2, kSystemFlag, now));
+    for (const Built& t : tables)
+        rows.push_back(catalogRow(cat, static_cast<std::int32_t>(t.layout.tdefPage), kTablesId,
+                                  t.def.name, 1, t.def.system ? kSystemFlag : 0, now));
+    return rows;
 }
 
-Bytes buildDatabase(const UserTable& user, std::int64_t unix_seconds) {
-    const double now = accessDate(unix_seconds);
+// Full access for Admin to every object; the containers pass it on.
+std::vector<std::vector<Value>> aceRows() {
+    std::vector<std::vector<Value>> rows;
+    for (std::int32_t id : {kTablesId, kDatabasesId, kRelationshipsId})
+        rows.push_back(aceRow(id, true));
+    rows.push_back(aceRow(kMSysDbId, false));
+    for (std::uint32_t p : kTablePages) rows.push_back(aceRow(static_cast<std::int32_t>(p), false));
+    return rows;
+}
+
+// The five tables with their definition pages and rows; data pages and index
+// roots are not placed yet.
+std::vector<Built> catalogTables(const UserTable& user, double now) {
     std::vector<Built> tables(5);
     tables[0].def = msysObjects();
     tables[1].def = msysACEs();
     tables[2].def = msysQueries();
     tables[3].def = msysRelationships();
     tables[4].def = userTableDef(user);
-    const std::uint32_t tdef_pages[5] = {kMSysObjectsPage, kMSysACEsPage, kMSysQueriesPage,
-                                         kMSysRelationshipsPage, kUserTablePage};
+    for (std::size_t t = 0; t < tables.size(); ++t) tables[t].layout.tdefPage = kTablePages[t];
+    tables[0].rows = catalogRows(tables, now);
+    tables[1].rows = aceRows();
+    return tables;
+}
 
-    // Catalog rows, in the order the engine keeps them: containers, the
-    // database object, the system tables, then the user table.
-    const TableDef& cat = tables[0].def;
-    auto& objects = tables[0].rows;
-    objects.push_back(catalogRow(cat, kTablesId, kRootId, "Tables", 3, kSystemFlag, now));
-    objects.push_back(catalogRow(cat, kDatabasesId, kRootId, "Databases", 3, kSystemFlag, now));
-    objects.push_back(
-        catalogRow(cat, kRelationshipsId, kRootId, "Relationships", 3, kSystemFlag, now));
-    objects.push_back(catalogRow(cat, kMSysDbId, kDatabasesId, "MSysDb", 2, kSystemFlag, now));
-    for (int t = 0; t < 4; ++t)
-        objects.push_back(catalogRow(cat, static_cast<std::int32_t>(tdef_pages[t]), kTablesId,
-                                     tables[t].def.name, 1, kSystemFlag, now));
-    objects.push_back(catalogRow(cat, static_cast<std::int32_t>(kUserTablePage), kTablesId,
-                                 user.name, 1, 0, now));
-    for (std::int32_t id : {kTablesId, kDatabasesId, kRelationshipsId})
-        tables[1].rows.push_back(aceRow(id, true));
-    tables[1].rows.push_back(aceRow(kMSysDbId, false));
-    for (std::uint32_t p : tdef_pages)
-        tables[1].rows.push_back(aceRow(static_cast<std::int32_t>(p), false));
-
-    // Page numbers: data pages, then index roots.
-    std::uint32_t next_page = kUserTablePage + 1;
+// Numbers the pages after the fixed ones: the data page of each table with
+// rows, then every index root. Returns the page count of the file.
+std::uint32_t placePages(std::vector<Built>& tables) {
+    std::uint32_t nextPage = kUserTablePage + 1;
     for (auto& t : tables)
-        if (!t.rows.empty()) t.data_page = next_page++;
+        if (!t.rows.empty()) t.dataPage = nextPage++;
     for (auto& t : tables)
         for (std::size_t i = 0; i < t.def.indexes.size(); ++i)
-            t.layout.index_roots.push_back(next_page++);
-    const std::uint32_t page_count = next_page;
+            t.layout.indexRoots.push_back(nextPage++);
+    return nextPage;
+}
 
-    // Usage-map rows, all on one page.
-    Page maps = emptyDataPage(0);
-    std::uint32_t map_row = 0;
-    auto addMap = [&](const Bytes& m) {
-        if (dataPageInsert(maps, m.data(), m.size()) < 0)
+// The usage-map rows of every table, all on one page.
+struct MapRows {
+    Page page = emptyDataPage(0);
+    std::uint32_t next = 0;
+
+    // Adds a map; returns its reference (page << 8 | row).
+    std::uint32_t add(const Bytes& m) {
+        if (dataPageInsert(page, m.data(), m.size()) < 0)
             throw std::length_error("usage maps exceed a page");
-        return (kUsageMapsPage << 8) | map_row++;
-    };
-
-    std::vector<Page> pages(page_count);
-    pages[0] = headerPage(now);
-
-    for (std::size_t t = 0; t < tables.size(); ++t) {
-        Built& b = tables[t];
-        b.layout.tdef_page = tdef_pages[t];
-        std::vector<std::uint32_t> data_pages;
-        if (b.data_page) {
-            Page dp = emptyDataPage(b.layout.tdef_page);
-            for (const auto& r : b.rows) {
-                const Bytes row = encodeRow(b.def, r);
-                const int n = dataPageInsert(dp, row.data(), row.size());
-                if (n < 0) throw std::length_error("catalog rows exceed a page");
-                b.row_ids.emplace_back(b.data_page, static_cast<std::uint8_t>(n));
-            }
-            pages[b.data_page] = dp;
-            data_pages.push_back(b.data_page);
-        }
-        // An empty table's map starts where its first pages will come.
-        const std::uint32_t start = b.data_page ? b.data_page : page_count;
-        b.layout.owned_map = addMap(inlineMap(start, data_pages));
-        b.layout.free_map = addMap(inlineMap(start, data_pages));
-        for (std::size_t i = 0; i < b.def.indexes.size(); ++i) {
-            const std::uint32_t root = b.layout.index_roots[i];
-            b.layout.index_maps.push_back(addMap(inlineMap(root, {root})));
-            std::vector<Bytes> entries;
-            for (std::size_t r = 0; r < b.rows.size(); ++r) {
-                Bytes e = indexKey(b.def, b.def.indexes[i], b.rows[r]);
-                const std::uint32_t pg = b.row_ids[r].first;
-                e.push_back(static_cast<std::uint8_t>(pg >> 16));  // page, big-endian
-                e.push_back(static_cast<std::uint8_t>(pg >> 8));
-                e.push_back(static_cast<std::uint8_t>(pg));
-                e.push_back(b.row_ids[r].second);
-                entries.push_back(std::move(e));
-            }
-            pages[root] = indexLeafPage(b.layout.tdef_page, std::move(entries));
-        }
-        for (std::size_t i = 0; i < b.def.longValueColumns(); ++i) {
-            b.layout.lv_maps.push_back(addMap(inlineMap(0, {})));
-            b.layout.lv_maps.push_back(addMap(inlineMap(0, {})));
-        }
-        pages[b.layout.tdef_page] =
-            tableDefPage(b.def, b.layout, static_cast<std::uint32_t>(b.rows.size()));
+        return (kUsageMapsPage << 8) | next++;
     }
-    pages[kUsageMapsPage] = maps;
+};
 
-    // Global usage map: a set bit marks a free page; pages past the end of the
-    // file (within the map's reach) are free.
+// The table's rows on its data page, remembering where each one went.
+void writeRows(Built& b, std::vector<Page>& pages) {
+    if (!b.dataPage) return;
+    Page dp = emptyDataPage(b.layout.tdefPage);
+    for (const auto& r : b.rows) {
+        const Bytes row = encodeRow(b.def, r);
+        const int n = dataPageInsert(dp, row.data(), row.size());
+        if (n < 0) throw std::length_error("catalog rows exceed a page");
+        b.rowIds.emplace_back(b.dataPage, static_cast<std::uint8_t>(n));
+    }
+    pages[b.dataPage] = dp;
+}
+
+// The leaf entries of index `i`: each row's key, then its page (big-endian) and row.
+std::vector<Bytes> indexEntries(const Built& b, std::size_t i) {
+    std::vector<Bytes> entries;
+    for (std::size_t r = 0; r < b.rows.size(); ++r) {
+        Bytes e = indexKey(b.def, b.def.indexes[i], b.rows[r]);
+        const std::uint32_t pg = b.rowIds[r].first;
+        e.push_back(static_cast<std::uint8_t>(pg >> 16));
+        e.push_back(static_cast<std::uint8_t>(pg >> 8));
+        e.push_back(static_cast<std::uint8_t>(pg));
+        e.push_back(b.rowIds[r].second);
+        entries.push_back(std::move(e));
+    }
+    return entries;
+}
+
+// A table's pages: its rows, its usage maps (owned, free, one per index, two per
+// long-value column), its index leaves and its definition.
+void writeTable(Built& b, std::uint32_t pageCount, MapRows& maps, std::vector<Page>& pages) {
+    writeRows(b, pages);
+    std::vector<std::uint32_t> dataPages;
+    if (b.dataPage) dataPages.push_back(b.dataPage);
+    // An empty table's map starts where its first pages will come.
+    const std::uint32_t start = b.dataPage ? b.dataPage : pageCount;
+    b.layout.ownedMap = maps.add(inlineMap(start, dataPages));
+    b.layout.freeMap = maps.add(inlineMap(start, dataPages));
+    for (std::size_t i = 0; i < b.def.indexes.size(); ++i) {
+        const std::uint32_t root = b.layout.indexRoots[i];
+        b.layout.indexMaps.push_back(maps.add(inlineMap(root, {root})));
+        pages[root] = indexLeafPage(b.layout.tdefPage, indexEntries(b, i));
+    }
+    for (std::size_t i = 0; i < b.def.longValueColumns(); ++i) {
+        b.layout.lvMaps.push_back(maps.add(inlineMap(0, {})));
+        b.layout.lvMaps.push_back(maps.add(inlineMap(0, {})));
+    }
+    pages[b.layout.tdefPage] =
+        tableDefPage(b.def, b.layout, static_cast<std::uint32_t>(b.rows.size()));
+}
+
+// The global usage map: a set bit marks a free page; pages past the end of the
+// file (within the map's reach) are free. A second, empty map row follows.
+Page globalUsageMap(std::uint32_t pageCount) {
     Page global = emptyDataPage(1);
-    std::vector<std::uint32_t> free_pages;
-    for (std::uint32_t p = page_count; p < kInlineMapPages; ++p) free_pages.push_back(p);
-    const Bytes g = inlineMap(0, free_pages);
+    std::vector<std::uint32_t> freePages;
+    for (std::uint32_t p = pageCount; p < kInlineMapPages; ++p) freePages.push_back(p);
+    const Bytes g = inlineMap(0, freePages);
     const Bytes spare = inlineMap(0, {});
     dataPageInsert(global, g.data(), g.size());
     dataPageInsert(global, spare.data(), spare.size());
-    pages[kGlobalMapPage] = global;
+    return global;
+}
+
+}  // namespace
+
+TableDef userTableDef(const UserTable& table) {
+    TableDef def{table.name, false, {}, {}};
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        def.columns.push_back({table.columns[i], ColType::Text, static_cast<std::uint16_t>(i),
+                               static_cast<std::uint16_t>(table.textLength * 2), kColUpdatable,
+                               true});
+    }
+    return def;
+}
+
+Bytes buildDatabase(const UserTable& user, std::int64_t unixSeconds) {
+    const double now = accessDate(unixSeconds);
+    std::vector<Built> tables = catalogTables(user, now);
+    const std::uint32_t pageCount = placePages(tables);
+
+    std::vector<Page> pages(pageCount);
+    pages[0] = headerPage(now);
+    MapRows maps;
+    for (Built& b : tables) writeTable(b, pageCount, maps, pages);
+    pages[kUsageMapsPage] = maps.page;
+    pages[kGlobalMapPage] = globalUsageMap(pageCount);
 
     Bytes out;
-    out.reserve(page_count * kPageSize);
+    out.reserve(pageCount * kPageSize);
     for (const Page& p : pages) out.insert(out.end(), p.begin(), p.end());
     return out;
 }

@@ -24,14 +24,14 @@ inline constexpr std::uint32_t kUserTablePage = 7;  // the user table's definiti
 struct UserTable {
     std::string name;                  // 0-9, A-Z, a-z only (it is indexed in MSysObjects)
     std::vector<std::string> columns;  // column names, ISO-8859-1
-    std::uint16_t text_length = 255;   // characters per column
+    std::uint16_t textLength = 255;    // characters per column
 };
 
 // The user table's definition as written (columns with ids 0..n-1).
 TableDef userTableDef(const UserTable& table);
 
-// The file's bytes (a whole number of pages). `unix_seconds` stamps the header
+// The file's bytes (a whole number of pages). `unixSeconds` stamps the header
 // and the catalog rows.
-Bytes buildDatabase(const UserTable& table, std::int64_t unix_seconds);
+Bytes buildDatabase(const UserTable& table, std::int64_t unixSeconds);
 
 }  // namespace tvl::jet4

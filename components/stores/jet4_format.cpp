@@ -42,39 +42,39 @@ std::size_t fixedSize(ColType t) {
 struct Shape {
     std::vector<std::uint16_t> fixed;     // ids of fixed columns, by id
     std::vector<std::uint16_t> variable;  // ids in var-table order: plain first, long values after
-    std::vector<std::uint16_t> fixed_offset;  // by id
-    std::vector<std::uint16_t> var_index;     // by id
-    std::uint16_t max_id = 0;
+    std::vector<std::uint16_t> fixedOffset;  // by id
+    std::vector<std::uint16_t> varIndex;     // by id
+    std::uint16_t maxId = 0;
 };
 
 Shape shapeOf(const TableDef& t) {
     Shape s;
-    std::vector<const Column*> by_id;
-    for (const auto& c : t.columns) s.max_id = std::max<std::uint16_t>(s.max_id, c.number + 1);
-    by_id.assign(s.max_id, nullptr);
-    for (const auto& c : t.columns) by_id.at(c.number) = &c;
-    s.fixed_offset.assign(s.max_id, 0);
-    s.var_index.assign(s.max_id, 0);
+    std::vector<const Column*> byId;
+    for (const auto& c : t.columns) s.maxId = std::max<std::uint16_t>(s.maxId, c.number + 1);
+    byId.assign(s.maxId, nullptr);
+    for (const auto& c : t.columns) byId.at(c.number) = &c;
+    s.fixedOffset.assign(s.maxId, 0);
+    s.varIndex.assign(s.maxId, 0);
     std::uint16_t offset = 0;
-    std::uint16_t plain_vars = 0;
-    for (const Column* c : by_id) {
+    std::uint16_t plainVars = 0;
+    for (const Column* c : byId) {
         if (!c) continue;
         if (c->fixed()) {
             s.fixed.push_back(c->number);
-            s.var_index[c->number] = plain_vars;
+            s.varIndex[c->number] = plainVars;
             if (c->type != ColType::Bool) {
-                s.fixed_offset[c->number] = offset;
+                s.fixedOffset[c->number] = offset;
                 offset = static_cast<std::uint16_t>(offset + fixedSize(c->type));
             }
         } else if (!c->longValue()) {
-            s.var_index[c->number] = plain_vars++;
+            s.varIndex[c->number] = plainVars++;
             s.variable.push_back(c->number);
         }
     }
-    std::uint16_t next = plain_vars;
-    for (const Column* c : by_id) {
+    std::uint16_t next = plainVars;
+    for (const Column* c : byId) {
         if (c && !c->fixed() && c->longValue()) {
-            s.var_index[c->number] = next++;
+            s.varIndex[c->number] = next++;
             s.variable.push_back(c->number);
         }
     }
@@ -109,11 +109,11 @@ std::uint32_t get16(const std::uint8_t* p) { return p[0] | (std::uint32_t(p[1]) 
 std::uint32_t get24(const std::uint8_t* p) { return get16(p) | (std::uint32_t(p[2]) << 16); }
 std::uint32_t get32(const std::uint8_t* p) { return get16(p) | (get16(p + 2) << 16); }
 
-void rc4(const std::uint8_t* key, std::size_t key_len, std::uint8_t* data, std::size_t len) {
+void rc4(const std::uint8_t* key, std::size_t keyLen, std::uint8_t* data, std::size_t len) {
     std::uint8_t s[256];
     for (int i = 0; i < 256; ++i) s[i] = static_cast<std::uint8_t>(i);
     for (std::size_t i = 0, j = 0; i < 256; ++i) {
-        j = (j + s[i] + key[i % key_len]) & 0xFF;
+        j = (j + s[i] + key[i % keyLen]) & 0xFF;
         std::swap(s[i], s[j]);
     }
     std::size_t i = 0, j = 0;
@@ -125,19 +125,19 @@ void rc4(const std::uint8_t* key, std::size_t key_len, std::uint8_t* data, std::
     }
 }
 
-double accessDate(std::int64_t unix_seconds) {
-    std::time_t t = static_cast<std::time_t>(unix_seconds);
+double accessDate(std::int64_t unixSeconds) {
+    std::time_t t = static_cast<std::time_t>(unixSeconds);
     std::tm local{};
     localtime_r(&t, &local);
-    const double local_seconds =
-        static_cast<double>(unix_seconds) + static_cast<double>(local.tm_gmtoff);
-    return local_seconds / 86400.0 + 25569.0;  // 1970-01-01 is day 25569
+    const double localSeconds =
+        static_cast<double>(unixSeconds) + static_cast<double>(local.tm_gmtoff);
+    return localSeconds / 86400.0 + 25569.0;  // 1970-01-01 is day 25569
 }
 
 Bytes encodeText(std::string_view latin1, bool compress) {
-    const bool has_nul = latin1.find('\0') != std::string_view::npos;
+    const bool hasNul = latin1.find('\0') != std::string_view::npos;
     Bytes out;
-    if (compress && !has_nul && latin1.size() > 2) {
+    if (compress && !hasNul && latin1.size() > 2) {
         out.reserve(latin1.size() + 2);
         out.push_back(0xFF);
         out.push_back(0xFE);
@@ -200,123 +200,137 @@ std::size_t TableDef::longValueColumns() const {
                                                   [](const Column& c) { return c.longValue(); }));
 }
 
-Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
-    const Shape s = shapeOf(table);
-    if (values.size() != s.max_id)
-        throw std::invalid_argument("row of " + table.name + ": wrong value count");
-    Bytes row(2, 0);
-    put16(row.data(), s.max_id);
-    Bytes mask((s.max_id + 7) / 8, 0);
-    auto mark = [&](std::uint16_t id) {
-        mask[id / 8] |= static_cast<std::uint8_t>(1u << (id % 8));
-    };
+namespace {
 
-    std::size_t fixed_end = 2;
+// A row's null mask: a set bit marks a column that holds a value (a Bool column
+// keeps its value there).
+struct NullMask {
+    Bytes bits;
+    void mark(std::uint16_t id) { bits[id / 8] |= static_cast<std::uint8_t>(1u << (id % 8)); }
+};
+
+// Writes a non-null fixed-size value at `at`.
+void putFixed(std::uint8_t* at, ColType type, const Value& v) {
+    switch (type) {
+        case ColType::Byte:
+            *at = static_cast<std::uint8_t>(v.i);
+            break;
+        case ColType::Int:
+            put16(at, static_cast<std::uint32_t>(v.i));
+            break;
+        case ColType::Long:
+            put32(at, static_cast<std::uint32_t>(v.i));
+            break;
+        case ColType::DateTime:
+            std::memcpy(at, &v.d, 8);
+            break;
+        default:
+            break;
+    }
+}
+
+// The fixed part of a row after its column count: each fixed column at its
+// offset, a null one as zeros; Bool columns live in the mask only.
+void appendFixedColumns(Bytes& row, const TableDef& table, const Shape& s,
+                        const std::vector<Value>& values, NullMask& mask) {
+    std::size_t fixedEnd = 2;
     for (std::uint16_t id : s.fixed) {
         const Column& c = table.byNumber(id);
         const Value& v = values[id];
         if (c.type == ColType::Bool) {
-            if (v.kind == Value::Kind::Bool && v.i) mark(id);
+            if (v.kind == Value::Kind::Bool && v.i) mask.mark(id);
             continue;
         }
-        const std::size_t at = 2 + s.fixed_offset[id];
+        const std::size_t at = 2 + s.fixedOffset[id];
         const std::size_t size = fixedSize(c.type);
         if (row.size() < at + size) row.resize(at + size, 0);  // room even for nulls
-        fixed_end = std::max(fixed_end, at + size);
+        fixedEnd = std::max(fixedEnd, at + size);
         if (v.kind == Value::Kind::Null) continue;
-        mark(id);
-        switch (c.type) {
-            case ColType::Byte:
-                row[at] = static_cast<std::uint8_t>(v.i);
-                break;
-            case ColType::Int:
-                put16(&row[at], static_cast<std::uint32_t>(v.i));
-                break;
-            case ColType::Long:
-                put32(&row[at], static_cast<std::uint32_t>(v.i));
-                break;
-            case ColType::DateTime:
-                std::memcpy(&row[at], &v.d, 8);
-                break;
-            default:
-                break;
-        }
+        mask.mark(id);
+        putFixed(&row[at], c.type, v);
     }
-    row.resize(fixed_end);
-
-    if (!s.variable.empty()) {
-        std::vector<std::uint16_t> offsets;
-        for (std::uint16_t id : s.variable) {
-            offsets.push_back(static_cast<std::uint16_t>(row.size()));
-            const Column& c = table.byNumber(id);
-            const Value& v = values[id];
-            if (v.kind == Value::Kind::Null) continue;
-            if (c.longValue())
-                throw std::invalid_argument("long values are not written: " + c.name);
-            mark(id);
-            if (c.type == ColType::Text) {
-                append(row, encodeText(v.s, c.compressed));
-            } else {
-                row.insert(row.end(), v.s.begin(), v.s.end());
-            }
-        }
-        const std::size_t eod = row.size();
-        std::uint8_t b[2];
-        put16(b, static_cast<std::uint32_t>(eod));
-        row.insert(row.end(), b, b + 2);
-        for (std::size_t i = offsets.size(); i-- > 0;) {
-            put16(b, offsets[i]);
-            row.insert(row.end(), b, b + 2);
-        }
-        put16(b, static_cast<std::uint32_t>(offsets.size()));
-        row.insert(row.end(), b, b + 2);
-    }
-    append(row, mask);
-    if (row.size() > kMaxRowSize) throw std::length_error("row of " + table.name + " too long");
-    return row;
+    row.resize(fixedEnd);
 }
 
-Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t row_count) {
-    const Shape s = shapeOf(t);
+// The variable part of a row: the values in var-table order, then the offset
+// where they end, their start offsets last to first, and their count.
+void appendVariableColumns(Bytes& row, const TableDef& table, const Shape& s,
+                           const std::vector<Value>& values, NullMask& mask) {
+    if (s.variable.empty()) return;
+    std::vector<std::uint16_t> offsets;
+    for (std::uint16_t id : s.variable) {
+        offsets.push_back(static_cast<std::uint16_t>(row.size()));
+        const Column& c = table.byNumber(id);
+        const Value& v = values[id];
+        if (v.kind == Value::Kind::Null) continue;
+        if (c.longValue()) throw std::invalid_argument("long values are not written: " + c.name);
+        mask.mark(id);
+        if (c.type == ColType::Text) {
+            append(row, encodeText(v.s, c.compressed));
+        } else {
+            row.insert(row.end(), v.s.begin(), v.s.end());
+        }
+    }
+    const std::size_t eod = row.size();
+    std::uint8_t b[2];
+    put16(b, static_cast<std::uint32_t>(eod));
+    row.insert(row.end(), b, b + 2);
+    for (std::size_t i = offsets.size(); i-- > 0;) {
+        put16(b, offsets[i]);
+        row.insert(row.end(), b, b + 2);
+    }
+    put16(b, static_cast<std::uint32_t>(offsets.size()));
+    row.insert(row.end(), b, b + 2);
+}
+
+// The start of a table definition: its counts and where its usage maps are,
+// then one zeroed row block per index.
+Bytes tdefHeader(const TableDef& t, const Shape& s, const TableLayout& layout,
+                 std::uint32_t rowCount) {
     Bytes b(kTdefHeader, 0);
     b[0] = kPageTableDef;
     b[1] = 0x01;
     put32(&b[12], kTableMagic);
-    put32(&b[kTdefRowCount], row_count);
+    put32(&b[kTdefRowCount], rowCount);
     b[24] = 0x01;  // autonumbers usable
     b[40] = t.system ? kTableSystem : kTableUser;
-    put16(&b[41], s.max_id);
+    put16(&b[41], s.maxId);
     put16(&b[43], static_cast<std::uint32_t>(s.variable.size()));
     put16(&b[45], static_cast<std::uint32_t>(t.columns.size()));
     put32(&b[47], static_cast<std::uint32_t>(t.indexes.size()));
     put32(&b[51], static_cast<std::uint32_t>(t.indexes.size()));
-    b[kTdefOwnedMap] = static_cast<std::uint8_t>(layout.owned_map & 0xFF);
-    put24(&b[kTdefOwnedMap + 1], layout.owned_map >> 8);
-    b[kTdefFreeMap] = static_cast<std::uint8_t>(layout.free_map & 0xFF);
-    put24(&b[kTdefFreeMap + 1], layout.free_map >> 8);
-
+    put32(&b[kTdefOwnedMap], layout.ownedMap);  // a map reference: row byte, then 3-byte page
+    put32(&b[kTdefFreeMap], layout.freeMap);
     b.resize(b.size() + kIndexRowBlock * t.indexes.size(), 0);
+    return b;
+}
 
+// One column block per column, in stored order, then the column names.
+void appendColumns(Bytes& b, const TableDef& t, const Shape& s) {
     for (const Column& c : t.columns) {
         std::uint8_t d[kColumnBlock] = {};
         d[0] = static_cast<std::uint8_t>(c.type);
         put32(&d[1], kTableMagic);
         put16(&d[5], c.number);
-        put16(&d[7], s.var_index[c.number]);
+        put16(&d[7], s.varIndex[c.number]);
         put16(&d[9], c.number);
         if (c.type == ColType::Text || c.type == ColType::Memo) {
             put16(&d[11], kSortGeneral);  // d[13] unused, d[14] sort version 0
         }
         d[15] = static_cast<std::uint8_t>(c.flags | (c.fixed() ? kColFixed : 0));
         d[16] = c.compressed ? 0x01 : 0x00;
-        put16(&d[21], c.fixed() ? s.fixed_offset[c.number] : 0);
+        put16(&d[21], c.fixed() ? s.fixedOffset[c.number] : 0);
         put16(&d[23], c.longValue()
                           ? 0
                           : (c.fixed() ? static_cast<std::uint32_t>(fixedSize(c.type)) : c.length));
         b.insert(b.end(), d, d + kColumnBlock);
     }
     for (const Column& c : t.columns) appendName(b, c.name);
+}
 
+// Per index: a data block (its columns, usage map and root page), then an info
+// block each (its number, whether it is the primary key), then the names.
+void appendIndexes(Bytes& b, const TableDef& t, const TableLayout& layout) {
     for (std::size_t i = 0; i < t.indexes.size(); ++i) {
         const Index& ix = t.indexes[i];
         std::uint8_t d[kIndexDataBlock] = {};
@@ -329,9 +343,8 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
                 put16(&d[4 + 3 * k], 0xFFFF);
             }
         }
-        d[34] = static_cast<std::uint8_t>(layout.index_maps.at(i) & 0xFF);
-        put24(&d[35], layout.index_maps.at(i) >> 8);
-        put32(&d[38], layout.index_roots.at(i));
+        put32(&d[34], layout.indexMaps.at(i));
+        put32(&d[38], layout.indexRoots.at(i));
         d[46] = ix.flags;
         b.insert(b.end(), d, d + kIndexDataBlock);
     }
@@ -345,26 +358,47 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
         b.insert(b.end(), d, d + kIndexInfoBlock);
     }
     for (const Index& ix : t.indexes) appendName(b, ix.name);
+}
 
+// The owned and free usage maps of each long-value column, in column id order,
+// then the end mark.
+void appendLongValueMaps(Bytes& b, const TableDef& t, const Shape& s, const TableLayout& layout) {
     std::size_t lv = 0;
-    for (std::uint16_t id = 0; id < s.max_id; ++id) {
-        const Column* c = nullptr;
-        for (const auto& col : t.columns)
-            if (col.number == id) c = &col;
-        if (!c || !c->longValue()) continue;
+    for (std::uint16_t id : s.variable) {  // long values come last, by id
+        if (!t.byNumber(id).longValue()) continue;
         std::uint8_t d[10];
         put16(&d[0], id);
-        const std::uint32_t owned = layout.lv_maps.at(2 * lv), free = layout.lv_maps.at(2 * lv + 1);
-        d[2] = static_cast<std::uint8_t>(owned & 0xFF);
-        put24(&d[3], owned >> 8);
-        d[6] = static_cast<std::uint8_t>(free & 0xFF);
-        put24(&d[7], free >> 8);
+        put32(&d[2], layout.lvMaps.at(2 * lv));
+        put32(&d[6], layout.lvMaps.at(2 * lv + 1));
         b.insert(b.end(), d, d + 10);
         ++lv;
     }
     b.push_back(0xFF);
     b.push_back(0xFF);
+}
 
+}  // namespace
+
+Bytes encodeRow(const TableDef& table, const std::vector<Value>& values) {
+    const Shape s = shapeOf(table);
+    if (values.size() != s.maxId)
+        throw std::invalid_argument("row of " + table.name + ": wrong value count");
+    Bytes row(2, 0);
+    put16(row.data(), s.maxId);
+    NullMask mask{Bytes((s.maxId + 7) / 8, 0)};
+    appendFixedColumns(row, table, s, values, mask);
+    appendVariableColumns(row, table, s, values, mask);
+    append(row, mask.bits);
+    if (row.size() > kMaxRowSize) throw std::length_error("row of " + table.name + " too long");
+    return row;
+}
+
+Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t rowCount) {
+    const Shape s = shapeOf(t);
+    Bytes b = tdefHeader(t, s, layout, rowCount);
+    appendColumns(b, t, s);
+    appendIndexes(b, t, layout);
+    appendLongValueMaps(b, t, s, layout);
     if (b.size() > kPageSize)
         throw std::length_error("definition of " + t.name + " exceeds a page");
     put32(&b[8], static_cast<std::uint32_t>(b.size()));
@@ -375,12 +409,12 @@ Page tableDefPage(const TableDef& t, const TableLayout& layout, std::uint32_t ro
     return p;
 }
 
-Page emptyDataPage(std::uint32_t tdef_page) {
+Page emptyDataPage(std::uint32_t tdefPage) {
     Page p{};
     p[0] = kPageData;
     p[1] = 0x01;
     put16(&p[2], kPageSize - kDataRowTable);
-    put32(&p[4], tdef_page);
+    put32(&p[4], tdefPage);
     return p;
 }
 
@@ -464,12 +498,12 @@ Bytes indexKeyText(std::string_view latin1) {
     return out;
 }
 
-Page indexLeafPage(std::uint32_t tdef_page, std::vector<Bytes> entries) {
+Page indexLeafPage(std::uint32_t tdefPage, std::vector<Bytes> entries) {
     std::sort(entries.begin(), entries.end());
     Page p{};
     p[0] = kPageIndexLeaf;
     p[1] = 0x01;
-    put32(&p[4], tdef_page);
+    put32(&p[4], tdefPage);
     std::size_t prefix = 0;
     if (entries.size() > 1) {
         const Bytes& a = entries.front();

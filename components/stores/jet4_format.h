@@ -75,10 +75,10 @@ std::uint32_t get24(const std::uint8_t* p);
 std::uint32_t get32(const std::uint8_t* p);
 
 // RC4 applied in place (the same call encodes and decodes).
-void rc4(const std::uint8_t* key, std::size_t key_len, std::uint8_t* data, std::size_t len);
+void rc4(const std::uint8_t* key, std::size_t keyLen, std::uint8_t* data, std::size_t len);
 
 // Days since 1899-12-30 (the Access date/time value) of a Unix time, local zone.
-double accessDate(std::int64_t unix_seconds);
+double accessDate(std::int64_t unixSeconds);
 
 // --- text -------------------------------------------------------------------
 // A text value, one character per byte (ISO-8859-1), as stored in a row:
@@ -154,12 +154,12 @@ struct Index {
 
 // Where a table's usage maps and index roots live (page << 8 | row).
 struct TableLayout {
-    std::uint32_t tdef_page = 0;
-    std::uint32_t owned_map = 0;
-    std::uint32_t free_map = 0;
-    std::vector<std::uint32_t> index_maps;   // one per index
-    std::vector<std::uint32_t> index_roots;  // one per index: root page
-    std::vector<std::uint32_t> lv_maps;      // two per long-value column (owned, free)
+    std::uint32_t tdefPage = 0;
+    std::uint32_t ownedMap = 0;
+    std::uint32_t freeMap = 0;
+    std::vector<std::uint32_t> indexMaps;   // one per index
+    std::vector<std::uint32_t> indexRoots;  // one per index: root page
+    std::vector<std::uint32_t> lvMaps;      // two per long-value column (owned, free)
 };
 
 struct TableDef {
@@ -176,11 +176,11 @@ struct TableDef {
 Bytes encodeRow(const TableDef& table, const std::vector<Value>& values);
 
 // The table definition page (one page; throws std::length_error if larger).
-Page tableDefPage(const TableDef& table, const TableLayout& layout, std::uint32_t row_count);
+Page tableDefPage(const TableDef& table, const TableLayout& layout, std::uint32_t rowCount);
 
 // --- data pages ---------------------------------------------------------------
-// An empty data page owned by table definition `tdef_page` (0: usage-map page).
-Page emptyDataPage(std::uint32_t tdef_page);
+// An empty data page owned by table definition `tdefPage` (0: usage-map page).
+Page emptyDataPage(std::uint32_t tdefPage);
 std::size_t dataPageRows(const Page& page);
 std::size_t dataPageFree(const Page& page);
 // Appends `row` to the page; returns its row number, or -1 if it does not fit.
@@ -204,6 +204,6 @@ Bytes indexKeyLong(std::int32_t v);
 // written here are limited to those.
 Bytes indexKeyText(std::string_view latin1);
 // A leaf index page holding `entries` (each key + 3-byte page + row), sorted here.
-Page indexLeafPage(std::uint32_t tdef_page, std::vector<Bytes> entries);
+Page indexLeafPage(std::uint32_t tdefPage, std::vector<Bytes> entries);
 
 }  // namespace tvl::jet4

@@ -63,7 +63,6 @@ void KelMDBDatabase::Release() noexcept {
     appender_.reset();
     if (fd_ >= 0) ::close(fd_);
     fd_ = -1;
-    open_path_.clear();
 }
 
 void KelMDBDatabase::Fail(const std::string& what, int err) const {
@@ -121,7 +120,6 @@ void KelMDBDatabase::OpenStore() {
             std::memcmp(head + 4, "Standard Jet DB", 16) != 0 || jet4::get32(head + 0x14) != 1)
             throw jet4::FormatError("not an Access 2000-2003 database");
         appender_ = std::make_unique<jet4::Appender>(fd_, jet4::kUserTablePage);
-        open_path_ = file;
     } catch (const jet4::FormatError& e) {
         Release();
         Fail(std::string("not a capture database (") + e.what() + ")", 0);
@@ -152,7 +150,6 @@ void KelMDBDatabase::CloseStore() {
     const int fd = fd_;
     appender_.reset();
     fd_ = -1;
-    open_path_.clear();
     try {
         sync_.check();
         sync_.watch(fd, path());

@@ -56,7 +56,6 @@ private:
 
     int fd_ = -1;
     DeferredSync sync_;
-    std::string open_path_;
     std::unique_ptr<jet4::Appender> appender_;
 };
 

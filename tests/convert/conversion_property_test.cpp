@@ -1,7 +1,7 @@
 // Random byte streams through the pump in Host mode, one tick at a time and in
 // batched slices, under random rule sets
 // typed into the Specify Action dialog, checked against a reference model of
-// what the rows mean. And the dialog's refusal of rows it cannot store.
+// what the rows mean. And which rows the dialog refuses to store.
 #include <array>
 #include <random>
 #include <string>
@@ -226,31 +226,6 @@ TEST(ConversionDialog, RefusesRowsItCannotStoreAndNamesTheFirst) {
     EXPECT_EQ(rowProblem(two)->box, 12);
     two[8] = "y";
     EXPECT_EQ(rowProblem(two)->box, 3);
-
-    // Through the dialog: the refusal stores nothing, not even the good rows,
-    // and keeps the dialog open over a disabled FrmMain.
-    HostLine host;
-    SharedState& s = host.program->state;
-    std::array<std::string, 20> boxes = {};
-    boxes[0] = "AB";
-    boxes[5] = "X";
-    host.typeRows(boxes);
-    ASSERT_EQ(s.PresentValue1[0], "AB");
-    boxes[0] = "CDE";
-    boxes[11] = "Q";
-    boxes[19] = "orphan";
-    host.typeRows(boxes);
-    EXPECT_TRUE(host.program->frmHostAction->Visible);
-    EXPECT_FALSE(host.program->FrmMain->Enabled);
-    ASSERT_EQ(host.platform.messages.size(), 1u);
-    EXPECT_NE(host.platform.messages[0].find("Port 2, row 5"), std::string::npos);
-    EXPECT_EQ(s.PresentValue1[0], "AB");
-    EXPECT_EQ(s.PresentValue2[1], "");
-    EXPECT_EQ(s.MaxPresentLength[0], 2);
-    EXPECT_EQ(s.MaxPresentLength[1], 0);
-    host.line1.feed("ABCDE");
-    host.pump();
-    EXPECT_EQ(host.line2.takeWritten(), "XCDE");
 }
 
 }  // namespace

@@ -34,15 +34,16 @@
 #include "components/stores/kelxls_workbook.h"
 #include "platform/quiet_platform.h"
 #include "setup/setup.h"
+#include "tests/stores/store_readers.h"
 #include "tests/stores/store_test_util.h"
-#include "tests/stores/xls_readers.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
 
 namespace fs = std::filesystem;
-using Record = std::pair<std::string, std::string>;
+using testing::Record;
+const Record kTitles{"Port1 (DTE1): ", "Port2 (DTE2/DCE): "};
 
 // ---------------------------------------------------------------- the child
 
@@ -70,78 +71,31 @@ private:
     int fd_;
 };
 
-// The members the capture writer sets live on the outer object; they go to
-// the real store before each call and come back after it.
-template <class Outer, class Inner>
-void syncIn(const Outer& o, Inner& i) {
-    i.StoreFolder = o.StoreFolder;
-    i.StoreName = o.StoreName;
-    i.PortTitle1 = o.PortTitle1;
-    i.PortTitle2 = o.PortTitle2;
-    i.PortText1 = o.PortText1;
-    i.PortText2 = o.PortText2;
-}
-
-class ReportingTVL : public KelTVL {
+// The real stores, telling the parent around every append of a record.
+class ReportingTVL : public KelTVLFile {
 public:
     explicit ReportingTVL(const Reporter& r) : report_(r) {}
-    void OpenStore() override {
-        call([&] { file_.OpenStore(); });
-    }
     void AppendRecord(int mode) override {
         if (mode == 0) report_.send('B', PortText1, PortText2);
-        call([&] { file_.AppendRecord(mode); });
+        KelTVLFile::AppendRecord(mode);
         if (mode == 0) report_.send('D');
     }
-    void CountRecords() override {
-        call([&] { file_.CountRecords(); });
-    }
-    double RecordCount() const override { return file_.RecordCount(); }
-    void ReadTitles() override {
-        call([&] { file_.ReadTitles(); });
-    }
-    void ReadRecord(int mode) override {
-        call([&] { file_.ReadRecord(mode); });
-    }
-    void CloseStore() override {
-        call([&] { file_.CloseStore(); });
-    }
 
 private:
-    template <class F>
-    void call(F f) {
-        syncIn(*this, file_);
-        f();
-        syncIn(file_, *this);
-    }
     const Reporter& report_;
-    KelTVLFile file_;
 };
 
-class ReportingXLS : public KelXLS {
+class ReportingXLS : public KelXLSWorkbook {
 public:
     explicit ReportingXLS(const Reporter& r) : report_(r) {}
-    void CreateStore() override {
-        call([&] { book_.CreateStore(); });
-    }
     void AppendRecord() override {
         report_.send('B', PortText1, PortText2);
-        call([&] { book_.AppendRecord(); });
+        KelXLSWorkbook::AppendRecord();
         report_.send('D');
-    }
-    void CloseStore() override {
-        call([&] { book_.CloseStore(); });
     }
 
 private:
-    template <class F>
-    void call(F f) {
-        syncIn(*this, book_);
-        f();
-        syncIn(book_, *this);
-    }
     const Reporter& report_;
-    KelXLSWorkbook book_;
 };
 
 // Serial traffic: text with line ends, now and then any other byte but NUL.
@@ -335,52 +289,6 @@ std::string describe(const Killed& k) {
 
 // ------------------------------------------------------------------ readers
 
-std::vector<Record> readTvl(const std::string& path, bool& torn) {
-    const auto slash = path.rfind('/');
-    KelTVLFile file;
-    file.StoreFolder = path.substr(0, slash + 1);
-    file.StoreName = path.substr(slash + 1);
-    std::vector<Record> out;
-    file.CountRecords();
-    const auto n = static_cast<int>(file.RecordCount());
-    file.OpenStore();
-    file.ReadTitles();
-    EXPECT_EQ(file.PortTitle1, "Port1 (DTE1): ");
-    EXPECT_EQ(file.PortTitle2, "Port2 (DTE2/DCE): ");
-    file.ReadRecord(1);
-    for (int i = 1; i < n; ++i) {
-        file.ReadRecord(0);
-        out.emplace_back(file.PortText1, file.PortText2);
-    }
-    EXPECT_FALSE(out.empty()) << "no head record";
-    if (!out.empty()) {
-        EXPECT_EQ(out.front(), Record()) << "the head Setup wrote";
-        out.erase(out.begin());
-    }
-    torn = file.TornTail();
-    file.CloseStore();
-    return out;
-}
-
-// The rows of a capture's one sheet as a reader saw it, each of two cells;
-// anything else, or the reader's own error, names itself in `error`.
-std::vector<Record> recordsOf(const testing::XlsBook& book, std::string& error) {
-    std::vector<Record> rows;
-    if (!error.empty()) return rows;
-    if (book.sheets.size() != 1) {
-        error = "sheets: " + std::to_string(book.sheets.size());
-        return rows;
-    }
-    for (const testing::XlsRow& row : book.sheets.front()) {
-        if (row.size() != 2) {
-            error = "cells in a row: " + std::to_string(row.size());
-            break;
-        }
-        rows.emplace_back(row[0], row[1]);
-    }
-    return rows;
-}
-
 // `found` is what a reader saw past the head or titles: the appended records,
 // then at most the one under way. With emptyPending, that one may also show
 // as a row of empty cells: FreeXL reads the room a workbook makes for a row
@@ -448,13 +356,16 @@ TEST_F(KilledCapture, TvlKeepsEveryRecordAppendedBeforeTheKill) {
         const Killed k = runAndKill(3, file, random_(), plan.delay, plan.from);
         SCOPED_TRACE(file + ": " + describe(k));
         ASSERT_EQ(k.error, "");
-        bool torn = false;
-        std::vector<Record> found;
+        testing::TvlCapture c;
         try {
-            found = readTvl(file, torn);
+            c = testing::readTvl(file);
         } catch (const StoreError& e) {
             FAIL() << "the file does not read: " << e.what();
         }
+        EXPECT_EQ(c.titles, kTitles);
+        EXPECT_EQ(c.head, Record()) << "the head Setup wrote";
+        const std::vector<Record>& found = c.records;
+        const bool torn = c.torn;
         expectKilledCapture(found, k, std::string::npos);
         // A torn tail can only be the record under way, and not as well as it whole.
         if (torn) {
@@ -475,7 +386,6 @@ TEST_F(KilledCapture, TvlKeepsEveryRecordAppendedBeforeTheKill) {
 }
 
 TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) {
-    const Record titles{"Port1 (DTE1): ", "Port2 (DTE2/DCE): "};
     std::size_t total = 0, inAppend = 0, extra = 0;
     int n = 0;
     for (const KillPlan& plan : plans(random_)) {
@@ -488,13 +398,11 @@ TEST_F(KilledCapture, XlsKeepsEveryRecordAppendedBeforeTheKillForFreeXLAndXlrd) 
         for (const char* reader : {"freexl", "xlrd"}) {
             SCOPED_TRACE(reader);
             std::string error;
-            std::vector<Record> rows = recordsOf(r == 0 ? testing::readXlsWithFreeXL(file, error)
-                                                        : testing::readXlsWithXlrd(file, error),
-                                                 error);
+            const testing::XlsBook book = r == 0 ? testing::readXlsWithFreeXL(file, error)
+                                                 : testing::readXlsWithXlrd(file, error);
+            const std::vector<Record> rows = testing::xlsRecords(book, kTitles, error);
             ASSERT_EQ(error, "");
-            ASSERT_FALSE(rows.empty()) << "no titles";
-            EXPECT_EQ(rows.front(), titles);
-            rows.erase(rows.begin());
+            EXPECT_EQ(book.sheets.size(), 1u);
             expectKilledCapture(rows, k, KelXLSWorkbook::kMaxCellText, r == 0);
             found[r++] = rows.size();
         }

@@ -1,5 +1,5 @@
 // Prints what the JavaScript mdb-reader package reads from a database, for the
-// tests of this folder: node mdb_reader_dump.js FILE TABLE
+// store tests: node mdb_reader_dump.js FILE TABLE
 // Each text is printed as the hex of its characters (all must be below U+0100),
 // "-" for an empty text, "null" for none.
 'use strict';
@@ -39,8 +39,7 @@ function hex(s) {
     out.push('rowcount ' + table.rowCount);
     const names = table.getColumnNames();
     const rows = table.getData();
-    out.push('rows ' + rows.length);
-    for (const r of rows) out.push(names.map((n) => hex(r[n])).join(' '));
+    for (const r of rows) out.push('row ' + names.map((n) => hex(r[n])).join(' '));
     process.stdout.write(out.join('\n') + '\n');
 })().catch((e) => {
     console.error(e && e.stack ? e.stack : String(e));

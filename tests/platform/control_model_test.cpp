@@ -65,50 +65,5 @@ TEST(ControlModel, TypedKeysRunKeyPressThenEditAtTheCaret) {
     EXPECT_EQ(box->Text(), "7");
 }
 
-TEST(ControlModel, OptionsClearOnlyTheirOwnGroupAndControlsAreFoundCaseBlind) {
-    Form form("frmTest");
-    Frame* first = form.add<Frame>(nullptr, "fraOne");
-    Frame* second = form.add<Frame>(nullptr, "fraTwo");
-    OptionButton* a0 = form.add<OptionButton>(first, "optA", 0);
-    OptionButton* a1 = form.add<OptionButton>(first, "optA", 1);
-    OptionButton* b0 = form.add<OptionButton>(second, "optB", 0);
-    int clicks = 0;
-    a1->Click = [&] { ++clicks; };
-    b0->choose();
-    a0->choose();
-    ASSERT_TRUE(a1->put("value", true));
-    EXPECT_FALSE(a0->Value);
-    EXPECT_TRUE(a1->Value);
-    EXPECT_TRUE(b0->Value);  // another container is another group
-    EXPECT_EQ(clicks, 1);
-
-    EXPECT_EQ(form.find("OPTA", 1), a1);
-    EXPECT_EQ(form.find("opta"), nullptr);  // an array member needs its index
-    EXPECT_EQ(a1->key(), "optA(1)");
-    EXPECT_FALSE(a1->put("Caption", 3.0));  // wrong type: refused, not converted
-    EXPECT_FALSE(a1->put("NoSuchProperty", true));
-}
-
-TEST(ControlModel, ToolbarClicksOnlyReachEnabledVisibleButtons) {
-    Form form("frmTest");
-    Toolbar* bar = form.add<Toolbar>(nullptr, "tbrTest");
-    bar->buttons.resize(3);
-    bar->buttons[0].Key = "One";
-    bar->buttons[1].Separator = true;
-    bar->buttons[2].Key = "Three";
-    std::vector<std::string> clicked;
-    bar->ButtonClick = [&](ToolbarButton& b) { clicked.push_back(b.Key); };
-    bar->click(1);
-    bar->click(2);
-    bar->Buttons(3).Enabled = false;
-    bar->click(3);
-    bar->Buttons(3).Enabled = true;
-    bar->Visible = false;
-    bar->click(3);
-    EXPECT_EQ(clicked, (std::vector<std::string>{"One"}));
-    EXPECT_THROW(bar->Buttons(4), std::out_of_range);
-    EXPECT_THROW(bar->Buttons(0), std::out_of_range);
-}
-
 }  // namespace
 }  // namespace tvl

@@ -20,43 +20,16 @@
 #include "line/start_stop.h"
 #include "platform/quiet_platform.h"
 #include "review/review.h"
+#include "tests/stores/store_test_util.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl::review_test {
 
 namespace fs = std::filesystem;
 
-using Record = std::pair<std::string, std::string>;
-
-struct Capture {
-    std::string title1, title2;
-    std::vector<Record> records;  // the first is the file's head record
-};
-
-// Reads a capture back through a fresh store, in the order the program reads.
-inline Capture readCapture(const std::string& path) {
-    auto file = makeKelTVL();
-    const auto slash = path.rfind('/');
-    file->StoreFolder = path.substr(0, slash + 1);
-    file->StoreName = path.substr(slash + 1);
-    file->CountRecords();
-    const auto n = static_cast<long>(file->RecordCount());
-    file->OpenStore();
-    file->ReadTitles();
-    Capture c{file->PortTitle1, file->PortTitle2, {}};
-    file->ReadRecord(1);
-    for (long i = 1; i < n; ++i) {
-        file->ReadRecord(0);
-        c.records.emplace_back(file->PortText1, file->PortText2);
-    }
-    file->CloseStore();
-    return c;
-}
-
-inline std::string fileBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using testing::readFile;
+using testing::readTvl;
+using testing::Record;
 
 class ReviewPlatform : public QuietPlatform {
 public:
@@ -78,28 +51,10 @@ public:
     std::string openFolder, openFilter;
 };
 
-class Scratch {
-public:
-    Scratch() {
-        std::string templ = (fs::temp_directory_path() / "tvl-review-XXXXXX").string();
-        if (!::mkdtemp(templ.data())) std::abort();
-        path_ = templ;
-    }
-    ~Scratch() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    std::string folder() const { return path_.string() + "/"; }
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    fs::path path_;
-};
-
 // The scratch folder comes first: the platform is told its name, and it is
 // removed only once the program is gone.
 struct WithScratch {
-    Scratch scratch;
+    testing::ScratchFolder scratch;
 };
 
 struct ReviewRig : WithScratch, testing::ProgramOnLines<ReviewPlatform> {

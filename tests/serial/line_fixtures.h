@@ -18,6 +18,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "components/serial/serial_port.h"
 #include "platform/headless_loop.h"
@@ -68,6 +69,17 @@ private:
     int master_ = -1;
     std::string terminal_;
 };
+
+// Waits, running nothing, until `done` holds; false when `limit` passed first.
+template <class Done>
+bool waitFor(Done done, std::chrono::milliseconds limit = 10s) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
 
 // Writes everything to a non-blocking fd, waiting while it is full; returns
 // what it could write before `limit`.

@@ -136,29 +136,21 @@ TYPED_TEST(PortContract, BytesPassBothWaysUnchangedAndInOrder) {
     EXPECT_EQ(this->backend.receive(out.size()), out);
 }
 
+// Bytes that arrive while earlier ones wait count with them and come after them.
 TYPED_TEST(PortContract, InputTakesAtMostInputLenBytes) {
     SerialPort port(this->backend.factory());
     this->open(port);
     this->backend.send("xyz");
     this->backend.settle([&] { return port.InBufferCount() == 3; });
-
     port.setInputLen(1);
     EXPECT_EQ(port.Input(), "x");
-    EXPECT_EQ(port.InBufferCount(), 2);
-    EXPECT_EQ(port.Input(), "y");
-
-    // Bytes that arrive while earlier ones still wait count with them and come after them.
     this->backend.send("uvw");
-    this->backend.settle([&] { return port.InBufferCount() == 4; });
-    EXPECT_EQ(port.Input(), "z");
+    this->backend.settle([&] { return port.InBufferCount() == 5; });
     port.setInputLen(2);
-    EXPECT_EQ(port.Input(), "uv");
-    this->backend.send("123");
-    this->backend.settle([&] { return port.InBufferCount() == 4; });
+    EXPECT_EQ(port.Input(), "yz");
     port.setInputLen(0);
-    EXPECT_EQ(port.Input(), "w123");
+    EXPECT_EQ(port.Input(), "uvw");
     EXPECT_EQ(port.Input(), "");
-    EXPECT_EQ(port.InBufferCount(), 0);
 }
 
 TYPED_TEST(PortContract, ReadableIsRaisedWithTheBytesAlreadyWaiting) {

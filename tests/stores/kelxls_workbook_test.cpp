@@ -1,293 +1,153 @@
+// The workbook beyond the store contract: sheets that fill and follow one
+// another, and every state a kill can leave the file in, read by FreeXL and xlrd.
 #include "components/stores/kelxls_workbook.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "tests/stores/store_test_util.h"
-#include "tests/stores/xls_readers.h"
+#include "tests/stores/store_readers.h"
 
-namespace tvl {
+namespace tvl::testing {
 namespace {
 
-using testing::ScratchFolder;
-using Row = testing::XlsRow;
-using Sheet = testing::XlsSheet;
-using Book = testing::XlsBook;
+const Record kTitles = {"Port 1 \xE9\xFF\x80", "Port 2 \xA0\xB5"};
 
-// Each reads with its reader; an error fails the test, and what was read comes back.
-Book readWithFreeXL(const std::string& path) {
-    std::string error;
-    Book book = testing::readXlsWithFreeXL(path, error);
-    EXPECT_EQ(error, "") << "FreeXL, " << path;
-    return book;
-}
-
-Book readWithXlrd(const std::string& path) {
-    std::string error;
-    Book book = testing::readXlsWithXlrd(path, error);
-    EXPECT_EQ(error, "") << "xlrd, " << path;
-    return book;
-}
-
-// Record i of a capture: every byte value 0x01..0xFF turns up, with lengths
-// from 0 to `maxLength`. (A NUL cannot pass FreeXL's C strings; xlrd checks it.)
-Row record(std::size_t i, std::size_t maxLength, bool withNul = false) {
-    const std::size_t n1 = (i * 7) % (maxLength + 1), n2 = (i * 13 + 5) % (maxLength + 1);
-    std::string a, b;
-    for (std::size_t k = 0; k < n1; ++k)
-        a.push_back(char(withNul ? (i + k) % 256 : 1 + (i + k) % 255));
-    for (std::size_t k = 0; k < n2; ++k)
-        b.push_back(char(withNul ? (i * 3 + k) % 256 : 1 + (i * 3 + k) % 255));
+// Record i of a capture: bytes 0x01..0xFF, lengths from 0 to `longest`.
+Record record(std::size_t i, std::size_t longest) {
+    std::string a((i * 7) % (longest + 1), ' '), b((i * 13 + 5) % (longest + 1), ' ');
+    for (std::size_t k = 0; k < a.size(); ++k) a[k] = char(1 + (i + k) % 255);
+    for (std::size_t k = 0; k < b.size(); ++k) b[k] = char(1 + (i * 3 + k) % 255);
     if (!a.empty()) a[0] = char('0' + i % 10);
     return {a, b};
 }
 
-// The sheets a capture of `records` should give: titles then up to 65,535 records each.
-std::vector<Sheet> expectedSheets(const Row& titles, const std::vector<Row>& records) {
-    std::vector<Sheet> sheets;
-    for (std::size_t i = 0; i < records.size() || sheets.empty(); ++i) {
-        if (sheets.empty() || sheets.back().size() == KelXLSWorkbook::kRowsPerSheet)
-            sheets.push_back({titles});
-        if (i < records.size()) sheets.back().push_back(records[i]);
+struct Book {
+    explicit Book(const std::string& folder, const std::string& name) {
+        wb.StoreFolder = folder;
+        wb.StoreName = name;
+        wb.PortTitle1 = kTitles.first;
+        wb.PortTitle2 = kTitles.second;
+        wb.SyncEachAppend = false;
+        wb.CreateStore();
     }
-    return sheets;
-}
-
-void expectBook(const Book& book, const std::vector<Sheet>& expected, const char* reader) {
-    SCOPED_TRACE(reader);
-    ASSERT_EQ(book.sheets.size(), expected.size());
-    for (std::size_t s = 0; s < expected.size(); ++s) {
-        EXPECT_EQ(book.names[s], "Sheet" + std::to_string(s + 1));
-        ASSERT_EQ(book.sheets[s].size(), expected[s].size()) << "sheet " << s;
-        for (std::size_t r = 0; r < expected[s].size(); ++r)
-            ASSERT_EQ(book.sheets[s][r], expected[s][r]) << "sheet " << s << " row " << r;
-    }
-}
-
-std::vector<Row> writeWorkbook(const std::string& folder, const std::string& name,
-                               const Row& titles, std::size_t count, std::size_t maxLength,
-                               bool withNul, bool sync) {
-    KelXLSWorkbook wb;
-    wb.StoreFolder = folder;
-    wb.StoreName = name;
-    wb.PortTitle1 = titles[0];
-    wb.PortTitle2 = titles[1];
-    wb.SyncEachAppend = sync;
-    wb.CreateStore();
-    std::vector<Row> records;
-    for (std::size_t i = 0; i < count; ++i) {
-        records.push_back(record(i, maxLength, withNul));
-        wb.PortText1 = records.back()[0];
-        wb.PortText2 = records.back()[1];
+    void append(const Record& r) {
+        wb.PortText1 = r.first;
+        wb.PortText2 = r.second;
         wb.AppendRecord();
+        records.emplace_back(r.first.substr(0, wb.kMaxCellText),
+                             r.second.substr(0, wb.kMaxCellText));
     }
-    wb.CloseStore();
-    return records;
-}
-
-const Row kTitles = {"Port 1 \xE9\xFF\x80", "Port 2 \xA0\xB5"};
-
-TEST(KelXLSWorkbook, TenRecordsReadByFreeXLAndXlrd) {
-    ScratchFolder dir;
-    const auto records = writeWorkbook(dir.folder(), "ten.xls", kTitles, 10, 204, false, true);
-    expectBook(readWithFreeXL(dir.file("ten.xls")), expectedSheets(kTitles, records), "freexl");
-    expectBook(readWithXlrd(dir.file("ten.xls")), expectedSheets(kTitles, records), "xlrd");
-
-    // Every byte value, NUL included, in cells and titles (xlrd keeps NULs).
-    std::vector<Row> all;
-    for (int first : {0, 128})
-        all.push_back({testing::allBytes(first).substr(0, 204),
-                       testing::allBytes(first + 50).substr(0, 204)});
-    const Row titles = {testing::allBytes().substr(0, 200), testing::allBytes(200).substr(0, 100)};
     KelXLSWorkbook wb;
-    wb.StoreFolder = dir.folder();
-    wb.StoreName = "bytes.xls";
-    wb.PortTitle1 = titles[0];
-    wb.PortTitle2 = titles[1];
-    wb.CreateStore();
-    for (const Row& r : all) {
-        wb.PortText1 = r[0];
-        wb.PortText2 = r[1];
-        wb.AppendRecord();
+    std::vector<Record> records;
+};
+
+// Both readers find the sheets "Sheet1", "Sheet2"... and in them `records`.
+void expectRead(const std::string& path, const std::vector<Record>& records, std::size_t sheets) {
+    for (bool freexl : {true, false}) {
+        SCOPED_TRACE(freexl ? "FreeXL" : "xlrd");
+        std::string error;
+        const XlsBook book = freexl ? readXlsWithFreeXL(path, error) : readXlsWithXlrd(path, error);
+        ASSERT_EQ(book.sheets.size(), sheets);
+        for (std::size_t s = 0; s < sheets; ++s)
+            EXPECT_EQ(book.names[s], "Sheet" + std::to_string(s + 1));
+        EXPECT_EQ(book.sheets[0].size(),
+                  std::min<std::size_t>(records.size() + 1, KelXLSWorkbook::kRowsPerSheet));
+        EXPECT_TRUE(xlsRecords(book, kTitles, error) == records) << "records differ";
+        EXPECT_EQ(error, "");
     }
-    // Texts past the longest a cell takes are cut, not lost whole.
-    wb.PortText1 = std::string(300, 'L');
-    wb.PortText2 = "";
-    wb.AppendRecord();
-    all.push_back({std::string(KelXLSWorkbook::kMaxCellText, 'L'), ""});
-    wb.CloseStore();
-    expectBook(readWithXlrd(dir.file("bytes.xls")), expectedSheets(titles, all), "xlrd");
 }
 
-TEST(KelXLSWorkbook, FullSheetAndTwoSheetsReadByFreeXLAndXlrd) {
+// 65,535 records and the titles fill one sheet exactly; 100,000 go on in a
+// second sheet that starts with the titles again, in a file past 6.8 MB whose
+// FAT needs DIFAT sectors.
+TEST(KelXLSWorkbook, SheetsFillAndFollowOneAnother) {
     ScratchFolder dir;
-    // 65,535 records and the titles fill one sheet exactly.
-    auto records = writeWorkbook(dir.folder(), "full.xls", kTitles, 65535, 40, false, false);
-    auto expected = expectedSheets(kTitles, records);
-    ASSERT_EQ(expected.size(), 1u);
-    expectBook(readWithFreeXL(dir.file("full.xls")), expected, "freexl");
-    expectBook(readWithXlrd(dir.file("full.xls")), expected, "xlrd");
-
-    // 100,000 go on in a second sheet that starts with the titles again; the
-    // file passes 6.8 MB, so its FAT needs DIFAT sectors.
-    records = writeWorkbook(dir.folder(), "two.xls", kTitles, 100000, 60, false, false);
-    expected = expectedSheets(kTitles, records);
-    ASSERT_EQ(expected.size(), 2u);
-    EXPECT_GT(std::filesystem::file_size(dir.file("two.xls")), 110u * 128 * 512);
-    expectBook(readWithFreeXL(dir.file("two.xls")), expected, "freexl");
-    expectBook(readWithXlrd(dir.file("two.xls")), expected, "xlrd");
+    for (std::size_t count : {65535, 100000}) {
+        Book book(dir.folder(), "book" + std::to_string(count) + ".xls");
+        for (std::size_t i = 0; i < count; ++i) book.append(record(i, count < 100000 ? 40 : 60));
+        book.wb.CloseStore();
+        expectRead(book.wb.path(), book.records, count < 100000 ? 1 : 2);
+    }
+    EXPECT_GT(std::filesystem::file_size(dir.file("book100000.xls")), 110u * 128 * 512);
 }
 
-// A book read from a file a kill left behind: the sheets' rows after their
-// titles, in order. A new sheet may have no rows yet; a titles row or a record
-// on its way may show as empty cells (DIMENSIONS made room for it first).
-std::vector<Row> recordsAfterKill(const Book& book, const Row& titles) {
-    std::vector<Row> out;
-    const Row empty = {"", ""};
+// The records a file left by a kill shows: a new sheet may have no rows yet,
+// and a titles row or a record on its way may show as empty cells.
+std::vector<Record> recordsAfterKill(const XlsBook& book, std::string& error) {
+    std::vector<Record> out;
     for (std::size_t s = 0; s < book.sheets.size(); ++s) {
-        const Sheet& sheet = book.sheets[s];
+        const XlsSheet& sheet = book.sheets[s];
         if (sheet.empty()) continue;
-        if (sheet[0] != titles) {
-            EXPECT_TRUE(s + 1 == book.sheets.size() && sheet.size() == 1 && sheet[0] == empty)
-                << "sheet " << s << " does not start with the titles";
+        if (sheet[0] != XlsRow{kTitles.first, kTitles.second}) {
+            if (s + 1 < book.sheets.size() || sheet != XlsSheet{{"", ""}})
+                error = "a sheet without titles";
             continue;
         }
-        out.insert(out.end(), sheet.begin() + 1, sheet.end());
+        for (std::size_t r = 1; r < sheet.size(); ++r)
+            out.emplace_back(sheet[r].at(0), sheet[r].at(1));
     }
     return out;
 }
 
 TEST(KelXLSWorkbook, AKillAtAnyPointLeavesEveryAppendedRowForFreeXLAndXlrd) {
     ScratchFolder dir;
-    KelXLSWorkbook wb;
-    wb.StoreFolder = dir.folder();
-    wb.StoreName = "live.xls";
-    wb.PortTitle1 = kTitles[0];
-    wb.PortTitle2 = kTitles[1];
-    wb.SyncEachAppend = false;
-    wb.CreateStore();
-    std::vector<Row> records;
-    Row underWay;
+    Book book(dir.folder(), "live.xls");
+    Record underWay;
     int states = 0, xlrdEvery = 15;
-    const std::string copy = dir.file("killed.xls");
     const auto check = [&](const std::string& bytes) {
-        testing::writeFile(copy, bytes);
-        ++states;
-        SCOPED_TRACE("state " + std::to_string(states) + " after " +
-                     std::to_string(records.size()) + " rows");
-        std::vector<Book> books = {readWithFreeXL(copy)};
-        if (states % xlrdEvery == 0) books.push_back(readWithXlrd(copy));
-        for (const Book& book : books) {
-            const std::vector<Row> found = recordsAfterKill(book, kTitles);
-            std::vector<Row> whole = records, blank = records;
+        writeFile(dir.file("killed.xls"), bytes);
+        SCOPED_TRACE("state " + std::to_string(++states) + ", " +
+                     std::to_string(book.records.size()) + " rows");
+        for (bool freexl : {true, false}) {
+            if (!freexl && states % xlrdEvery) continue;
+            std::string error;
+            const std::vector<Record> found =
+                recordsAfterKill(freexl ? readXlsWithFreeXL(dir.file("killed.xls"), error)
+                                        : readXlsWithXlrd(dir.file("killed.xls"), error),
+                                 error);
+            std::vector<Record> whole = book.records, blank = book.records;
             whole.push_back(underWay);
-            blank.push_back({"", ""});
-            EXPECT_TRUE(found == records || found == whole || found == blank)
-                << found.size() << " records read, " << records.size() << " appended";
+            blank.emplace_back();
+            EXPECT_EQ(error, "");
+            EXPECT_TRUE(found == book.records || found == whole || found == blank)
+                << found.size() << " records read, " << book.records.size() << " appended";
         }
     };
     // What the file holds before each write, and with the write cut at every
     // page boundary it crosses: the only places a kill can stop it.
     const auto watcher = [&](std::uint64_t at, std::string_view bytes) {
-        const std::string now = testing::readFile(wb.path());
+        const std::string now = readFile(book.wb.path());
         check(now);
         for (std::uint64_t cut = (at / 4096 + 1) * 4096; cut < at + bytes.size(); cut += 4096) {
             std::string part = now;
             if (part.size() < cut) part.resize(cut, '\0');
-            part.replace(at, cut - at, bytes.substr(0, cut - at));
-            check(part);
+            check(part.replace(at, cut - at, bytes.substr(0, cut - at)));
         }
     };
-    wb.watchWrites(watcher);
-    const auto append = [&](const Row& r) {
-        underWay = {r[0].substr(0, KelXLSWorkbook::kMaxCellText),
-                    r[1].substr(0, KelXLSWorkbook::kMaxCellText)};
-        wb.PortText1 = r[0];
-        wb.PortText2 = r[1];
-        wb.AppendRecord();
-        records.push_back(underWay);
+    const auto append = [&](const Record& r) {
+        underWay = {r.first.substr(0, book.wb.kMaxCellText),
+                    r.second.substr(0, book.wb.kMaxCellText)};
+        book.append(r);
     };
-    // Rows of every length up to past the longest cell: the room grows
-    // several times on the way.
+    // Rows of every length up to past the longest cell: the room grows several times.
+    book.wb.watchWrites(watcher);
     for (std::size_t i = 0; i < 200 && !HasFailure(); ++i) append(record(i, 260));
     EXPECT_GT(states, 600);
-
     // Across the start of a second sheet.
-    wb.watchWrites(nullptr);
-    for (std::size_t i = records.size(); i < 65532; ++i) append(record(i, 12));
+    book.wb.watchWrites(nullptr);
+    for (std::size_t i = book.records.size(); i < 65532; ++i) append(record(i, 12));
     xlrdEvery = 5;
-    wb.watchWrites(watcher);
-    for (std::size_t i = records.size(); i < 65537 && !HasFailure(); ++i) append(record(i, 12));
-    EXPECT_EQ(wb.SheetCount(), 2u);
-    wb.watchWrites(nullptr);
-    wb.CloseStore();
-    expectBook(readWithFreeXL(wb.path()), expectedSheets(kTitles, records), "freexl after close");
-}
-
-TEST(KelXLSWorkbook, FailuresGiveStoreErrorNamingTheFile) {
-    ScratchFolder dir;
-    const auto expectError = [](auto&& f, const std::string& file) {
-        try {
-            f();
-            ADD_FAILURE() << "no StoreError for " << file;
-        } catch (const StoreError& e) {
-            EXPECT_NE(std::string(e.what()).find(file), std::string::npos) << e.what();
-        }
-    };
-    KelXLSWorkbook wb;
-    wb.StoreFolder = dir.folder() + "missing/";
-    wb.StoreName = "cap.xls";
-    expectError([&] { wb.CreateStore(); }, wb.path());
-    expectError([&] { wb.AppendRecord(); }, wb.path());
-    wb.CloseStore();  // nothing open: no harm
-
-    // The disk fills: the row is refused, the rows before it stay readable, and
-    // once there is room again the capture goes on.
-    wb.StoreFolder = dir.folder();
-    wb.PortTitle1 = "a";
-    wb.PortTitle2 = "b";
-    wb.CreateStore();
-    std::vector<Row> records;
-    const auto append = [&](const Row& r) {
-        wb.PortText1 = r[0];
-        wb.PortText2 = r[1];
-        wb.AppendRecord();
-        records.push_back(r);
-    };
-    for (std::size_t i = 0; i < 20; ++i) append(record(i, 204));
-    {
-        testing::FileSizeLimit limit(std::filesystem::file_size(wb.path()) + 512);
-        bool refused = false;
-        for (std::size_t i = 20; i < 400 && !refused; ++i) {
-            try {
-                append(record(i, 204));
-            } catch (const StoreError& e) {
-                refused = true;
-                EXPECT_NE(std::string(e.what()).find(wb.path()), std::string::npos) << e.what();
-            }
-        }
-        EXPECT_TRUE(refused);
-        expectBook(readWithFreeXL(wb.path()), expectedSheets({"a", "b"}, records),
-                   "freexl when full");
-    }
-    append({"after", "room"});
-    wb.CloseStore();
-    wb.CloseStore();
-    expectBook(readWithFreeXL(wb.path()), expectedSheets({"a", "b"}, records), "freexl");
-    expectBook(readWithXlrd(wb.path()), expectedSheets({"a", "b"}, records), "xlrd");
-
-    // CreateStore replaces what was there.
-    testing::writeFile(dir.file("old.xls"), std::string(100000, 'x'));
-    wb.StoreName = "old.xls";
-    wb.CreateStore();
-    wb.CloseStore();
-    expectBook(readWithFreeXL(dir.file("old.xls")), expectedSheets({"a", "b"}, {}), "freexl");
+    book.wb.watchWrites(watcher);
+    for (std::size_t i = book.records.size(); i < 65537 && !HasFailure(); ++i)
+        append(record(i, 12));
+    book.wb.watchWrites(nullptr);
+    book.wb.CloseStore();
+    expectRead(book.wb.path(), book.records, 2);
 }
 
 }  // namespace
-}  // namespace tvl
+}  // namespace tvl::testing

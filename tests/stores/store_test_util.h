@@ -1,4 +1,5 @@
-// Shared by the capture store tests: a scratch folder per test, file helpers.
+// Shared by the capture tests: a scratch folder, file helpers, and a .tvl
+// capture read the way review reads it.
 #pragma once
 
 #include <sys/resource.h>
@@ -10,8 +11,16 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "components/stores/keltvl_file.h"
 
 namespace tvl::testing {
+
+using Record = std::pair<std::string, std::string>;
 
 // A text the xls readers give as UTF-8, back to one byte per character
 // (ISO-8859-1); a character beyond it shows as "<not latin-1>".
@@ -79,6 +88,44 @@ private:
     rlimit old_{};
     void (*oldHandler_)(int) = nullptr;
 };
+
+// Runs `call`, which must throw StoreError naming `file` (and `what`, if given).
+template <class Call>
+void expectStoreError(Call&& call, const std::string& file, const std::string& what = {}) {
+    try {
+        call();
+        ADD_FAILURE() << "no StoreError for " << file;
+    } catch (const StoreError& e) {
+        EXPECT_NE(std::string(e.what()).find(file), std::string::npos) << e.what();
+        EXPECT_NE(std::string(e.what()).find(what), std::string::npos) << e.what();
+    }
+}
+
+// A .tvl capture as review reads it: the titles, the head record, the rest.
+struct TvlCapture {
+    Record titles, head;
+    std::vector<Record> records;
+    bool torn = false;
+};
+
+inline TvlCapture readTvl(const std::string& path) {
+    KelTVLFile f;
+    f.StoreFolder = path.substr(0, path.rfind('/') + 1);
+    f.StoreName = path.substr(path.rfind('/') + 1);
+    f.CountRecords();
+    const int n = int(f.RecordCount());
+    f.OpenStore();
+    f.ReadTitles();
+    TvlCapture c{{f.PortTitle1, f.PortTitle2}, {}, {}, false};
+    f.ReadRecord(1);
+    for (int i = 1; i < n; ++i) {
+        f.ReadRecord(0);
+        (i == 1 ? c.head : c.records.emplace_back()) = {f.PortText1, f.PortText2};
+    }
+    c.torn = f.TornTail();
+    f.CloseStore();
+    return c;
+}
 
 // Every byte value 0x00..0xFF once, starting at `first`.
 inline std::string allBytes(int first = 0) {

@@ -1,0 +1,165 @@
+// The database beyond the store contract: its catalog and columns as mdbtools
+// and mdb-reader see them, a long capture, and the records of a run.
+#include "components/stores/kelmdb_database.h"
+
+#include "components/stores/jet4_catalog.h"
+#include "components/stores/jet4_format.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "app/frm_main.h"
+#include "app/frm_setup.h"
+#include "app/program.h"
+#include "components/stores/stores.h"
+#include "platform/quiet_platform.h"
+#include "setup/setup.h"
+#include "tests/stores/store_readers.h"
+#include "tests/support/program_on_lines.h"
+
+namespace tvl::testing {
+namespace {
+
+using Names = std::vector<std::string>;
+
+struct Database {
+    Database(const std::string& folder, const std::string& title1, const std::string& title2) {
+        db.StoreFolder = folder;
+        db.StoreName = "capture.mdb";
+        db.PortTitle1 = title1;
+        db.PortTitle2 = title2;
+        db.CreateStore();
+        db.CloseStore();
+    }
+    void append(const Record& r) {
+        db.OpenStore();
+        db.PortText1 = r.first;
+        db.PortText2 = r.second;
+        db.AppendRecord();
+        db.CloseStore();
+    }
+    std::string run(const std::string& tool, const std::string& table = "") {
+        bool ok = false;
+        const std::string out =
+            runCommand(tool + " '" + db.path() + "' " + table + " 2>/dev/null", ok);
+        EXPECT_TRUE(ok) << tool;
+        return out;
+    }
+    KelMDBDatabase db;
+};
+
+// Titles become legal, distinct field names; the catalog is what Access keeps.
+TEST(KelMDBDatabase, CatalogAndColumnsReadAsTheEnginesOwn) {
+    ScratchFolder dir;
+    Database d(dir.folder(), "Port1 (DTE1): ", "Port2 (DTE2/DCE): ");
+    d.append({"a", "b"});
+    EXPECT_EQ(d.run("mdb-ver"), "JET4\n");
+    EXPECT_EQ(words(d.run("mdb-tables")), Names{"Capture"});
+    EXPECT_EQ(words(d.run("mdb-tables -S")),
+              (Names{"MSysObjects", "MSysACEs", "MSysQueries", "MSysRelationships", "Capture"}));
+    const std::string schema = d.run("mdb-schema");
+    EXPECT_NE(schema.find("[Port1 (DTE1)]\t\t\tText (255)"), std::string::npos) << schema;
+    EXPECT_NE(schema.find("[Port2 (DTE2/DCE)]\t\t\tText (255)"), std::string::npos) << schema;
+    const std::string objects = d.run("mdb-export", "MSysObjects");
+    for (const char* name :
+         {"\"Tables\"", "\"Databases\"", "\"Relationships\"", "\"MSysDb\"", "\"Capture\""})
+        EXPECT_NE(objects.find(name), std::string::npos) << name;
+
+    ScratchFolder other;
+    Database odd(other.folder(), "", "Rx. [data]!");
+    std::string error;
+    const MdbView v = readMdbWithMdbReader(odd.db.path(), error);
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(v.tables, Names{"Capture"});
+    EXPECT_EQ(v.columns, (Names{"Port1:text:510", "Rx data:text:510"}));
+
+    const struct {
+        std::string title1, title2, name1, name2;
+    } names[] = {
+        {"  a.b!c`d[e]f:g\t\x01 ", "R\xe9seau \xb5", "abcdefg", "R\xe9seau \xb5"},
+        {" :.: ", "", "Port1", "Port2"},
+        {"Line: ", "LINE", "Line", "LINE (2)"},
+        {std::string(63, 'q') + " y", "", std::string(63, 'q'),
+         "Port2"},  // cut at 64, blank trimmed
+        {std::string(70, 'q'), std::string(70, 'Q'), std::string(64, 'q'),
+         std::string(60, 'Q') + " (2)"},
+    };
+    for (const auto& n : names)
+        EXPECT_EQ(KelMDBDatabase::FieldNames(n.title1, n.title2), std::make_pair(n.name1, n.name2))
+            << n.name1;
+}
+
+// One Open/Append/Close per record, the table growing past its inline usage
+// map into usage-map pages: every row reads back with both readers.
+TEST(KelMDBDatabase, AHundredThousandRecordsReadBackWhole) {
+    ScratchFolder dir;
+    Database d(dir.folder(), "A", "B");
+    std::vector<Record> records;
+    for (int i = 0; i < 100000; ++i) {
+        std::string a = "#" + std::to_string(i) + " ";
+        for (int k = 0; a.size() < std::size_t(20 + i % 185); ++k)
+            a += char(0x20 + (i * 7 + k * 13) % 224);
+        records.emplace_back(a, i % 3 ? std::string(" ") : std::string(204, char(0x80 + i % 128)));
+        d.append(records.back());
+    }
+    // Past one inline map's reach; the global map marks no page in use as free.
+    const std::string file = readFile(d.db.path());
+    EXPECT_GT(file.size() / jet4::kPageSize, 600u);
+    const auto* global =
+        reinterpret_cast<const std::uint8_t*>(&file[jet4::kGlobalMapPage * jet4::kPageSize]);
+    const std::uint8_t* map =
+        global + jet4::dataPageRowOffset(*reinterpret_cast<const jet4::Page*>(global), 0);
+    ASSERT_EQ(map[0], 0);
+    for (std::uint32_t p = 0; p < std::min<std::size_t>(jet4::kInlineMapPages, file.size() / 4096);
+         ++p)
+        EXPECT_FALSE(map[5 + p / 8] & (1u << (p % 8))) << "page " << p << " in use but marked free";
+    std::string error;
+    const MdbView v = readMdbWithMdbReader(d.db.path(), error);
+    EXPECT_EQ(v.rowCount, 100000);
+    EXPECT_TRUE(v.rows == records) << "mdb-reader";
+    const auto csv = readMdbWithMdbExport(d.db.path(), error);
+    ASSERT_EQ(csv.size(), records.size() + 1);
+    for (std::size_t i = 0; i < records.size(); ++i)
+        if (csv[i + 1] != std::vector<std::string>{records[i].first, records[i].second})
+            FAIL() << "mdb-export row " << i;
+    EXPECT_EQ(error, "");
+}
+
+// A run through Setup with "Save MDB" and "Monitor Both": a pane that fills
+// before the other column was ever given writes a blank there (a database
+// gives a never-given column one blank), and Stop writes both panes.
+TEST(KelMDBDatabase, ARunThroughSetupWritesThePanesWithTheirBlanks) {
+    ScratchFolder dir;
+    ProgramOnLines<QuietPlatform> run;
+    ProgramParts parts;
+    parts.makeMDB = makeKelMDB;
+    Program& program = run.make(std::move(parts));
+    run.start();
+    mnuSetup_Click(program);
+    FrmSetup& setup = *program.frmSetup;
+    setup.optMonitor[2]->choose();
+    setup.optSaving[1]->choose();
+    run.platform.saveAnswer = dir.file("run.mdb");
+    setup.cmdOK->Click();
+    ASSERT_TRUE(run.platform.messages.empty()) << run.platform.messages.front();
+
+    program.FrmMain->mnuStartStop->Click();
+    run.line1.feed("x");  // pane 3 holds text when pane 1 reaches the limit
+    run.line2.feed(std::string(200, 'a') + "\xE9");
+    run.pump();
+    run.line1.feed("yz\r");
+    run.pump();
+    program.FrmMain->mnuStartStop->Click();
+    std::string error;
+    EXPECT_EQ(readMdbWithMdbExport(dir.file("run.mdb"), error),
+              (std::vector<std::vector<std::string>>{{"Port1 (DTE1)", "Port2 (DTE2/DCE)"},
+                                                     {std::string(200, 'a'), " "},
+                                                     {"\xE9", "xyz<CR>"}}));
+    EXPECT_EQ(error, "");
+}
+
+}  // namespace
+}  // namespace tvl::testing

@@ -1,0 +1,18 @@
+#!/bin/sh
+# Line, function and branch coverage of the program's code by the whole test
+# suite: a Debug build with --coverage (in build-coverage/, or the folder
+# given), every test, then gcovr (Debian package gcovr) over every file but
+# those under tests/ and bench/, and the picture and sound generators of
+# assets/, which the build runs and no test can.
+set -e
+cd "$(dirname "$0")/.."
+build=${1:-build-coverage}
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+  -DCMAKE_CXX_FLAGS=--coverage -DCMAKE_EXE_LINKER_FLAGS=--coverage
+cmake --build "$build"
+find "$build" -name '*.gcda' -delete
+status=0  # a failing test still leaves its coverage; its status is the script's
+ctest --test-dir "$build" --output-on-failure || status=$?
+gcovr --root . --object-directory "$build" --exclude '(.*/)?tests/' --exclude 'bench/' \
+  --exclude 'assets/' --exclude "$build/" --print-summary --txt "$build/coverage.txt"
+exit $status
