@@ -30,8 +30,12 @@ public:
     std::string PortText1;  // the next record to write; on KelTVL the record last read
     std::string PortText2;
 
-    // Everything written is on disk when this returns.
+    // Ends this use of the store. What was written is in the file, so it
+    // survives the program being killed, and it is on disk, so it survives a
+    // power cut, within 100 ms (DeferredSync) or once SyncStore returns.
     virtual void CloseStore() = 0;
+    // Everything written is on disk when this returns.
+    virtual void SyncStore() {}
 
     std::string path() const { return StoreFolder + StoreName; }
 };

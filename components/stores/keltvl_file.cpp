@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <utility>
 
 namespace tvl {
 namespace {
@@ -93,6 +94,7 @@ TvlIndex ParseTvlImage(std::string_view image, const std::string& file) {
 // ---------------------------------------------------------------------------
 
 KelTVLFile::~KelTVLFile() {
+    sync_.watch(-1, {});
     if (fd_ >= 0) {
         if (dirty_) ::fsync(fd_);
         ::close(fd_);
@@ -104,8 +106,9 @@ void KelTVLFile::fail(const std::string& file, const std::string& what, int err)
 }
 
 void KelTVLFile::OpenStore() {
-    closeFd();
     const std::string file = FilePath();
+    if (fd_ >= 0 && fdPath_ == file && asWritten(file)) return;
+    closeFd();
     int fd = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
     if (fd < 0 && (errno == EACCES || errno == EROFS))
         fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
@@ -120,16 +123,40 @@ void KelTVLFile::OpenStore() {
         fdPath_ = file;
         return;
     }
+    adoptFd(fd, file);
+}
+
+// The file stays open between records: OpenStore checks with one stat that
+// the path still names it, as this object left it, so that the append can
+// go straight to its end.
+bool KelTVLFile::asWritten(const std::string& file) {
+    struct stat st {};
+    if (end_ == 0 || ::stat(file.c_str(), &st) != 0) return false;
+    if (std::uint64_t(st.st_dev) != fdDev_ || std::uint64_t(st.st_ino) != fdIno_ ||
+        std::uint64_t(st.st_size) != end_)
+        return false;
+    appendAt_ = end_;
+    return true;
+}
+
+void KelTVLFile::adoptFd(int fd, const std::string& file) {
     fd_ = fd;
     fdPath_ = file;
+    end_ = 0;
+    struct stat st {};
+    if (::fstat(fd, &st) == 0) {
+        fdDev_ = std::uint64_t(st.st_dev);
+        fdIno_ = std::uint64_t(st.st_ino);
+    }
+    sync_.watch(fd, file);
 }
 
 void KelTVLFile::ensureFd(const std::string& file) {
     if (fd_ >= 0 && fdPath_ == file) return;
     closeFd();
-    fd_ = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
-    if (fd_ < 0) fail(file, "cannot open for appending", errno);
-    fdPath_ = file;
+    const int fd = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd < 0) fail(file, "cannot open for appending", errno);
+    adoptFd(fd, file);
 }
 
 void KelTVLFile::AppendRecord(int mode) {
@@ -152,16 +179,13 @@ std::optional<RecordTime> KelTVLFile::timeToWrite() const {
 
 void KelTVLFile::createFile() {
     const std::string file = FilePath();
-    if (fd_ >= 0) {
-        ::close(fd_);
-        fd_ = -1;
-        dirty_ = false;
-    }
+    closeFd();
     std::string image = fileHeader();
     tvlfile::appendRecord(image, PortTitle1, PortTitle2, std::nullopt);
     tvlfile::appendRecord(image, PortText1, PortText2, timeToWrite());
     replaceFile(file, image);
     ensureFd(file);
+    end_ = image.size();
 }
 
 // The new file is written whole beside the old one and renamed over it, so a
@@ -187,18 +211,29 @@ std::uint64_t KelTVLFile::fileSize(const std::string& file) const {
 
 void KelTVLFile::appendRecord() {
     const std::string file = FilePath();
-    ensureFd(file);
-    if (checkFileHeader(readAt(file, 0, kFileHeader), file) == 1) upgradeFile(file);
-    const std::uint64_t end = appendPosition(file);
+    sync_.check();
+    std::uint64_t end = std::exchange(appendAt_, 0);
+    if (end == 0 || fd_ < 0 || fdPath_ != file) end = checkedEnd(file);
 
     std::string rec;
     rec.reserve(kRecordOverhead + PortText1.size() + PortText2.size());
     tvlfile::appendRecord(rec, PortText1, PortText2, timeToWrite());
     if (const int err = fileio::writeAllAt(fd_, rec, end)) {
         if (::ftruncate(fd_, off_t(end)) == 0) ::fsync(fd_);
+        end_ = 0;
         fail(file, "cannot append record", err);
     }
     dirty_ = true;
+    end_ = end + rec.size();
+    sync_.written();
+}
+
+// Where the next record goes, the file checked: its header, and normally
+// only its last record; an incomplete tail is cut off.
+std::uint64_t KelTVLFile::checkedEnd(const std::string& file) {
+    ensureFd(file);
+    if (checkFileHeader(readAt(file, 0, kFileHeader), file) == 1) upgradeFile(file);
+    return appendPosition(file);
 }
 
 // A file of version 1 (records without times) is rewritten once in the
@@ -323,6 +358,8 @@ void KelTVLFile::ReadRecord(int mode) {
 
 void KelTVLFile::closeFd() {
     if (fd_ < 0) return;
+    sync_.watch(-1, {});
+    end_ = 0;
     int err = 0;
     if (dirty_ && ::fsync(fd_) != 0) err = errno;
     if (::close(fd_) != 0 && !err) err = errno;
@@ -333,7 +370,13 @@ void KelTVLFile::closeFd() {
 
 void KelTVLFile::CloseStore() {
     dropImage();
-    closeFd();
+    sync_.check();
+}
+
+void KelTVLFile::SyncStore() {
+    if (fd_ < 0 || !dirty_) return;
+    sync_.syncNow();
+    dirty_ = false;
 }
 
 }  // namespace tvl

@@ -3,9 +3,11 @@
 // Writing is append-only: AppendRecord(1) builds a new file beside the old one
 // and renames it into place; AppendRecord(0) checks only the last record and
 // writes the new one after it, so its cost does not depend on the file's size.
-// CloseStore makes what was written durable (fsync). Every record carries the
-// time it was written; a file of the version before times (version 1) reads,
-// and is rewritten once in the present version by its first AppendRecord(0).
+// The file stays open from one record to the next; what was written reaches
+// the disk within DeferredSync::kDelay, and at once at SyncStore. Every record
+// carries the time it was written; a file of the version before times
+// (version 1) reads, and is rewritten once in the present version by its first
+// AppendRecord(0).
 //
 // Reading loads the whole file into memory once (at CountRecords, or at the
 // first ReadTitles/ReadRecord after OpenStore) and then hands out records from
@@ -22,6 +24,7 @@
 #include <vector>
 
 #include "components/stores/capture_store.h"
+#include "components/stores/deferred_sync.h"
 #include "components/stores/tvl_format.h"
 
 namespace tvl {
@@ -64,6 +67,7 @@ public:
     void ReadTitles() override;
     void ReadRecord(int mode) override;
     void CloseStore() override;
+    void SyncStore() override;
 
     // The file last read ended inside a record (its complete records still read).
     bool TornTail() const { return loaded_ && index_.torn; }
@@ -84,6 +88,9 @@ private:
     void upgradeFile(const std::string& file);
     std::uint64_t appendPosition(const std::string& file);
     void ensureFd(const std::string& file);
+    void adoptFd(int fd, const std::string& file);
+    bool asWritten(const std::string& file);
+    std::uint64_t checkedEnd(const std::string& file);
     void ensureLoaded();
     void load(const std::string& file);
     void dropImage();
@@ -93,6 +100,10 @@ private:
     int fd_ = -1;
     std::string fdPath_;
     bool dirty_ = false;  // written since the last fsync
+    std::uint64_t fdDev_ = 0, fdIno_ = 0;
+    std::uint64_t end_ = 0;       // the file's size as this object left it; 0: not known
+    std::uint64_t appendAt_ = 0;  // set by OpenStore when the file is as left
+    DeferredSync sync_;
 
     bool loaded_ = false;
     std::string loadedPath_;
