@@ -62,6 +62,8 @@ void FrmMain::buildToolbars() {
     tbrFileAccess = place(add<Toolbar>(nullptr, "tbrFileAccess"), 0, 660, 9360, 660);
     tbrFileAccess->ImageList = {"fa_home.png", "fa_back.png", "fa_forward.png", "fa_end.png",
                                 "fa_find.png", "fa_save.png", "fa_exit.png"};
+    lblRecordTime = place(add<Label>(tbrFileAccess, "lblRecordTime"), 5280, 210, 3960, 255);
+    lblRecordTime->ToolTipText = "When the record on screen was written";
     tbrFileAccess->buttons = {
         button("Home", "Home", 1),
         button("Back", "Back", 2),

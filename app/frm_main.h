@@ -46,6 +46,8 @@ public:
     std::array<TextBox*, 4> txtCommunication;
     TextBox* txtPort1;
     TextBox* txtPort2;
+    // On the review toolbar: when the record on screen was written.
+    Label* lblRecordTime;
     std::array<Image*, 24> imgStatus;
     std::array<Label*, 12> lblUART;
     std::array<CheckBox*, 4> chkUARTControl;

@@ -692,6 +692,25 @@ void drawBackground(const char* name, QColor tint, qreal step) {
     save(image, name, 92);
 }
 
+// The application icon, 256 x 256 on the 32-unit grid of the toolbar icons: a
+// D-sub face on the teal plate of the port pictures, with the line's two
+// directions under it.
+void drawAppIcon() {
+    QImage image = canvas(256, 256);
+    QPainter p(&image);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.scale(8, 8);
+    const QRectF plate(1.5, 1.5, 29, 29);
+    p.setPen(QPen(teal.darker(170), 0.5));
+    p.setBrush(vertical(plate, tealLight, teal.darker(120)));
+    p.drawRoundedRect(plate, 5, 5);
+    connector(p, QRectF(4, 4.5, 24, 11), true);
+    arrow(p, QPointF(16, 19.5), 0, go, 20, 2.6, 6);
+    arrow(p, QPointF(16, 25.5), 180, amber, 20, 2.6, 6);
+    p.end();
+    save(image, "tarvoline_icon.png");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -710,6 +729,7 @@ int main(int argc, char** argv) {
     drawLamps();
     drawSwitches();
     drawPortIcons();
+    drawAppIcon();
     drawDialogButtons();
     drawCursor();
     drawSplash();

@@ -78,14 +78,12 @@ int main(int argc, char** argv) {
         p.state.CommHandle[n - 1] = port->CommID();
         ++n;
     }
-    std::uint64_t changes = 0;
-    for (tvl::TextBox* pane : f.txtCommunication) {
-        auto change = pane->Change;
-        pane->Change = [change, &changes] {
-            ++changes;
-            change();
-        };
-    }
+    // Every change of a pane raises its revision, also one the pump settles itself.
+    const auto changesSoFar = [&f] {
+        std::uint64_t n = 0;
+        for (const tvl::TextBox* pane : f.txtCommunication) n += pane->revision;
+        return n;
+    };
 
     QElapsedTimer clock;
     clock.start();
@@ -97,10 +95,11 @@ int main(int argc, char** argv) {
                 "p99 ms", "max ms", "moved B/s/port", "pane copies/s", "pane changes/s", "cpu");
     std::printf("%s\n", "(cpu: share of one core the whole program used)");
     const std::string chunk(4096, 'U');
+    double p99AtGoalRate = 0;
     for (int perMs : {0, 10, 100, 1000, 4000}) {
         probe.latencies.clear();
         const std::uint64_t ticks0 = driver.ticks, copies0 = program.desktop.paneCopies,
-                            changes0 = changes;
+                            changes0 = changesSoFar();
         const std::uint64_t count0 = p.state.TransmitCount[0];
         QTimer feeder;
         feeder.setTimerType(Qt::PreciseTimer);
@@ -137,12 +136,16 @@ int main(int argc, char** argv) {
         std::printf("%-14d %9.2f %9.2f %9.2f %9.2f %14.0f %13.0f %13.0f %5.0f%%\n", perMs * 1000,
                     percentile(probe.latencies, 0.5), percentile(probe.latencies, 0.95),
                     percentile(probe.latencies, 0.99), percentile(probe.latencies, 1.0), moved,
-                    (program.desktop.paneCopies - copies0) / span, (changes - changes0) / span,
+                    (program.desktop.paneCopies - copies0) / span,
+                    (changesSoFar() - changes0) / span,
                     100.0 * static_cast<double>(std::clock() - cpu0) / CLOCKS_PER_SEC / span);
+        if (perMs == 4000) p99AtGoalRate = percentile(probe.latencies, 0.99);
         // Let the line drain before the next rate.
         while (tvl::bytesWaiting(p)) QCoreApplication::processEvents();
     }
     std::printf("slices %llu, ticks %llu\n", static_cast<unsigned long long>(driver.slices),
                 static_cast<unsigned long long>(driver.ticks));
+    std::printf("goal: p99 under 5 ms at 4 MB/s per port offered  %s (%.2f ms)\n",
+                p99AtGoalRate < 5 ? "met" : "NOT MET", p99AtGoalRate);
     return 0;
 }

@@ -19,6 +19,27 @@ CaptureStore* captureStore(Program& program) {
     }
 }
 
+namespace {
+void storeFailed(Program& program, const StoreError& error) {
+    program.storeFailed = true;
+    if (program.state.RunState == 1 && program.startStop) program.startStop();
+    program.platform.MsgBox(std::string("The capture could not be written, so the run was "
+                                        "stopped. Records written before are kept.\n\n") +
+                                error.what(),
+                            "Tarvoline", vbOKOnly);
+}
+}  // namespace
+
+void syncCapture(Program& program) {
+    CaptureStore* store = captureStore(program);
+    if (program.storeFailed || !store) return;
+    try {
+        store->SyncStore();
+    } catch (const StoreError& error) {
+        storeFailed(program, error);
+    }
+}
+
 void writeRecord(Program& program) {
     if (program.storeFailed || !captureStore(program)) return;
     try {
@@ -40,12 +61,7 @@ void writeRecord(Program& program) {
                 break;
         }
     } catch (const StoreError& error) {
-        program.storeFailed = true;
-        if (program.state.RunState == 1 && program.startStop) program.startStop();
-        program.platform.MsgBox(std::string("The capture could not be written, so the run was "
-                                            "stopped. Records written before are kept.\n\n") +
-                                    error.what(),
-                                "Tarvoline", vbOKOnly);
+        storeFailed(program, error);
     }
 }
 

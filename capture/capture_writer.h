@@ -23,4 +23,8 @@ CaptureStore* captureStore(Program& program);
 // attempted until the next Setup OK prepares a store.
 void writeRecord(Program& program);
 
+// Puts everything written to the store of SavingMode on disk, at Stop: a
+// failure is told and handled as a failing write.
+void syncCapture(Program& program);
+
 }  // namespace tvl

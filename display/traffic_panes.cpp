@@ -94,6 +94,33 @@ void setCaption(Frame& frame, std::string_view text, std::int64_t count) {
     caption.append(digits, end);
 }
 
+bool appendSettled(Program& program, int Index, char c) {
+    TextBox& pane = *program.FrmMain->txtCommunication[Index];
+    const SharedState& s = program.state;
+    const std::size_t n = pane.Text().size();
+    if (s.PaneSeen[Index] != 0 || n + 1 >= PaneLimit) return false;
+    const auto code = static_cast<unsigned char>(c);
+    // The watched text of the pane's side, when in force: no other text can hit.
+    const std::string* watched = s.WatchArmed[Index / 2] == 1 ? &s.WatchString[Index / 2] : nullptr;
+    if (s.DisplayMode == 0 && code > 0x1F) {  // stays as it came, compared alone
+        if (watched && *watched == std::string_view(&c, 1)) return false;
+        pane.appendSettled(std::string_view(&c, 1), 1);
+        return true;
+    }
+    if (s.DisplayMode == 0) {  // its mnemonic, the whole pane compared
+        const std::string_view form = mnemonic(code);
+        const std::size_t after = n + form.size();
+        if (after >= PaneLimit || (watched && watched->size() == after)) return false;
+        pane.appendSettled(form, 2);
+        return true;
+    }
+    if (s.DisplayMode != 1 || n == 0) return false;  // the first in a pane is compared
+    const std::string form = hexForm(code);
+    if (n + form.size() >= PaneLimit) return false;
+    pane.appendSettled(form, 2);
+    return true;
+}
+
 void txtCommunication_Change(Program& program, int Index) {
     TextBox& pane = *program.FrmMain->txtCommunication[Index];
     if (pane.Text().size() >= PaneLimit) {

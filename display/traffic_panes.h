@@ -17,6 +17,12 @@ inline constexpr std::size_t PaneLimit = 200;
 
 void txtCommunication_Change(Program& program, int Index);
 
+// Appends c to pane Index with the outcome of appending it and running the
+// change handler, in the common cases where the handler would only render
+// it (no limit reached, no watch that could hit), without running it. False,
+// with nothing done, in the other cases: the caller then appends as usual.
+bool appendSettled(Program& program, int Index, char c);
+
 // The mnemonic of a byte 0x00..0x1F: "<null>", "<SOH>" ... "<US>".
 std::string_view mnemonic(unsigned char code);
 // The hexadecimal display form: "<0>", "<A>", "<41>", "<FF>".

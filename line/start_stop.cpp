@@ -82,7 +82,9 @@ void stop(Program& program) {
     f.txtCommunication[2]->Enabled = false;
     f.tmrTarvoline->Enabled = false;
     f.tbrTarvoline->Buttons(monitorButton::StartStop).Image = startStopImage::Start;
-    if (!finalWrite(program)) return;
+    const bool wrote = finalWrite(program);
+    syncCapture(program);  // the run's records are on disk when Stop returns
+    if (!wrote) return;
     for (TextBox* pane : f.txtCommunication) pane->setText("");
 }
 

@@ -7,7 +7,15 @@ namespace tvl {
 
 class Program;
 
+// One tick.
 void tmrTarvoline_Timer(Program& program);
+
+// Up to `most` ticks back to back, while the timer stays enabled and bytes
+// wait: what as many tmrTarvoline_Timer calls give, done in one pass. Input
+// is taken and output given in runs, captions are set once, and a pane takes
+// a byte without its change handler where the handler would only keep it.
+// Returns the ticks run, at least one.
+int tmrTarvoline_Ticks(Program& program, int most);
 
 // True while a port has bytes waiting: the timer then ticks back to back.
 bool bytesWaiting(const Program& program);

@@ -124,7 +124,10 @@ void TextBox::changed() {
 }
 
 void TextBox::setText(std::string text) {
-    text_ = std::move(text);
+    if (text.empty())
+        text_.clear();  // a pane emptied at its limit keeps its room
+    else
+        text_ = std::move(text);
     SelStart = text_.size();
     SelLength = 0;
     changed();

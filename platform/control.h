@@ -130,6 +130,17 @@ public:
     // Replaces the last n characters by with and runs Change: the same outcome
     // as writing the whole rewritten text.
     void replaceEnd(std::size_t n, std::string_view with);
+    // Adds text at the end as `changes` changes whose Change handling the
+    // caller has done itself, without running Change: for a writer that knows
+    // what its handler would leave.
+    void appendSettled(std::string_view text, unsigned changes) {
+        if (text.size() == 1)
+            text_.push_back(text[0]);  // the common case, a byte that stays as it came
+        else
+            text_.append(text);
+        SelStart = text_.size();
+        revision += changes;
+    }
     // The user types a key: KeyPress, then the box's own editing at the caret
     // (a printable key is inserted, 8 deletes before the caret, 13 inserts CR);
     // a key typed over a selection replaces it. A box that is disabled, hidden
@@ -244,9 +255,19 @@ public:
     bool put(std::string_view property, const PropertyValue& value) override;
     int Interval = 0;  // milliseconds
     std::function<void()> Tick;
+    // Optional: up to n ticks at once, with the outcome of as many Tick calls
+    // made back to back while the timer stays enabled; returns how many ran.
+    std::function<int(int n)> Ticks;
     // Runs one tick if enabled; the platform calls this.
     void fire() {
         if (Enabled && Tick) Tick();
+    }
+    // Runs up to n ticks if enabled (one where there is no Ticks); how many ran.
+    int fire(int n) {
+        if (!Enabled) return 0;
+        if (Ticks) return Ticks(n);
+        fire();
+        return 1;
     }
 };
 

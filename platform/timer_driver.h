@@ -48,12 +48,12 @@ public:
 
     static Clock steadyClock();
 
-private:
     // Ticks faster than this are counted off between readings of the clock,
     // up to kMaxStride of them: a slice overruns by at most that many ticks.
     static constexpr std::chrono::nanoseconds kFastTick{1000};
-    static constexpr int kMaxStride = 16;
+    static constexpr int kMaxStride = 1024;
 
+private:
     Timer& timer_;
     std::function<bool()> bytesWaiting_;
     Clock clock_;

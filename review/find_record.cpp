@@ -55,6 +55,7 @@ void mnuFind_Click(Program& program) {
         f.txtPort1->setText(s.RecordPort1[hit->entry]);
         f.focus = f.txtPort1;
     }
+    showRecordTime(program);
 }
 
 }  // namespace tvl

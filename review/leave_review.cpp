@@ -17,7 +17,8 @@ namespace tvl {
 
 namespace {
 
-// Puts the store's folder and name back however the save ends.
+// Puts the store's folder and name back, and its stamping of the present
+// time, however the save ends.
 struct KeepStoreName {
     KelTVL& store;
     std::string folder = store.StoreFolder;
@@ -25,6 +26,7 @@ struct KeepStoreName {
     ~KeepStoreName() {
         store.StoreFolder = folder;
         store.StoreName = name;
+        store.KeepPortTime = false;
     }
 };
 
@@ -41,6 +43,9 @@ void saveCapture(Program& program, const std::string& target, const std::string&
     store.PortTitle2 = s.ReviewHeader2;
     store.PortText1 = s.RecordPort1.at(1);
     store.PortText2 = s.RecordPort2.at(1);
+    // Every record keeps the time it was first written.
+    store.KeepPortTime = true;
+    store.PortTime = s.RecordWritten.at(1);
     store.OpenStore();
     store.AppendRecord(1);
     store.CloseStore();
@@ -52,6 +57,7 @@ void saveCapture(Program& program, const std::string& target, const std::string&
     for (std::size_t i = 3; i <= last; ++i) {
         store.PortText1 = s.RecordPort1.at(i);
         store.PortText2 = s.RecordPort2.at(i);
+        store.PortTime = s.RecordWritten.at(i);
         store.AppendRecord(0);
     }
     store.CloseStore();
@@ -95,6 +101,7 @@ void mnuNoSaveExit_Click(Program& program) {
     placeMonitorFrames(f);
     s.RecordPort1.assign(1, std::string());
     s.RecordPort2.assign(1, std::string());
+    s.RecordWritten.assign(1, std::nullopt);
 }
 
 }  // namespace tvl

@@ -21,6 +21,7 @@ void showEntry(Program& program) {
     SharedState& s = program.state;
     program.FrmMain->txtPort1->setText(s.RecordPort1.at(s.RecordIndex));
     program.FrmMain->txtPort2->setText(s.RecordPort2.at(s.RecordIndex));
+    showRecordTime(program);
 }
 
 }  // namespace

@@ -59,6 +59,7 @@ void openCapture(Program& program) {
     const auto entries = static_cast<std::size_t>(n);
     s.RecordPort1.assign(entries + 1, std::string());
     s.RecordPort2.assign(entries + 1, std::string());
+    s.RecordWritten.assign(entries + 1, std::nullopt);
 
     s.ReviewHeader1 = store.PortTitle1;
     s.ReviewHeader2 = store.PortTitle2;
@@ -69,7 +70,11 @@ void openCapture(Program& program) {
         store.ReadRecord(0);
         s.RecordPort1[i] = store.PortText1;
         s.RecordPort2[i] = store.PortText2;
+        s.RecordWritten[i] = store.PortTime;
     }
+    // Entry 1 is what a save writes in the place of the file's first record,
+    // so it keeps that record's time.
+    if (entries >= 2) s.RecordWritten[1] = s.RecordWritten[2];
     store.CloseStore();
 
     enterReviewWindow(*program.FrmMain);

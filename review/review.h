@@ -29,6 +29,9 @@ void mnuBack_Click(Program& program);
 void mnuForward_Click(Program& program);
 void mnuEnd_Click(Program& program);
 
+// Shows when the entry on screen was written, beside the review toolbar.
+void showRecordTime(Program& program);
+
 // Asks for a text and shows the last entry holding it (case counts).
 void mnuFind_Click(Program& program);
 

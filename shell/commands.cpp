@@ -6,6 +6,8 @@
 #include "app/frm_main.h"
 #include "app/program.h"
 #include "app/sound_cues.h"
+#include "capture/capture_writer.h"
+#include "components/stores/capture_store.h"
 
 namespace tvl {
 
@@ -98,6 +100,14 @@ void txtPort2_MouseUp(Program& program, int Button) {
 }
 
 void mnuExit_Click(Program& program) {
+    // What was written reaches the disk before the process ends.
+    if (CaptureStore* store = captureStore(program)) {
+        try {
+            store->SyncStore();
+        } catch (const StoreError&) {
+            // The process ends all the same.
+        }
+    }
     if (program.state.SavingMode == 2 && program.KelXLS) {
         try {
             program.KelXLS->CloseStore();

@@ -33,6 +33,7 @@ void bindMonitor(FrmMain& f, Program& program) {
     f.bind("chkUARTControl_Click", f.chkUARTControl, &CheckBox::Click,
            [&program](int i) { chkUARTControl_Click(program, i); });
     f.bind("tmrTarvoline_Timer", f.tmrTarvoline->Tick, [&program] { tmrTarvoline_Timer(program); });
+    f.tmrTarvoline->Ticks = [&program](int n) { return tmrTarvoline_Ticks(program, n); };
     f.bind("mnuStartStop_Click", f.mnuStartStop->Click,
            [&program] { mnuStartStop_Click(program); });
     f.bind("mscComControl1_OnComm", program.mscComControl1.OnComm,

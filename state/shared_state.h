@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,8 @@ struct SharedState {
     std::int32_t RecordIndex = 0;
     std::vector<std::string> RecordPort1;
     std::vector<std::string> RecordPort2;
+    // When each entry was written (microseconds since 1970-01-01 UTC), if known.
+    std::vector<std::optional<std::int64_t>> RecordWritten;
     std::string ReviewHeader1;
     std::string ReviewHeader2;
 };

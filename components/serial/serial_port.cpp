@@ -83,11 +83,10 @@ int SerialPort::InBufferCount() const {
     return device_ ? static_cast<int>(taken_.size() - takenHead_ + device_->inBufferCount()) : 0;
 }
 
-std::string SerialPort::Input() {
+std::string_view SerialPort::peek(std::size_t max) {
     if (!device_) return {};
     std::size_t held = taken_.size() - takenHead_;
-    const std::size_t limit = inputLen_ > 0 ? static_cast<std::size_t>(inputLen_) : SIZE_MAX;
-    if (held < limit) {
+    if (held < max) {
         taken_.erase(0, takenHead_);
         takenHead_ = 0;
         const std::size_t waiting = device_->inBufferCount();
@@ -95,10 +94,17 @@ std::string SerialPort::Input() {
         held += device_->read(taken_.data() + held, waiting);
         taken_.resize(held);
     }
-    const std::size_t n = std::min(held, limit);
-    std::string bytes = taken_.substr(takenHead_, n);
-    takenHead_ += n;
-    return bytes;
+    return std::string_view(taken_).substr(takenHead_, std::min(held, max));
+}
+
+void SerialPort::skip(std::size_t n) { takenHead_ += std::min(n, taken_.size() - takenHead_); }
+
+std::string SerialPort::Input() {
+    const std::string_view bytes =
+        peek(inputLen_ > 0 ? static_cast<std::size_t>(inputLen_) : SIZE_MAX);
+    std::string taken(bytes);
+    skip(taken.size());
+    return taken;
 }
 
 void SerialPort::Output(std::string_view bytes) {

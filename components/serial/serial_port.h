@@ -130,8 +130,13 @@ public:
 
     void setInputLen(int n) { inputLen_ = n; }
     int InputLen() const { return inputLen_; }
-    int InBufferCount() const;            // 0 when closed
-    std::string Input();                  // at most InputLen bytes (0: all waiting)
+    int InBufferCount() const;  // 0 when closed
+    std::string Input();        // at most InputLen bytes (0: all waiting)
+    // Up to `max` waiting bytes, left waiting until skip() takes them: the
+    // pump's batched ticks look at a run of input and take what they used.
+    // Valid until the next call on the port.
+    std::string_view peek(std::size_t max);
+    void skip(std::size_t n);
     void Output(std::string_view bytes);  // dropped when closed: a tick has no error path
 
     // Also on a closed port: held for the next open. Throws SerialError when

@@ -1,5 +1,7 @@
 #include "components/serial/simulated_line.h"
 
+#include <algorithm>
+
 namespace tvl {
 
 class SimulatedLine::Device : public SerialDevice {
@@ -15,11 +17,10 @@ public:
     int handle() const override { return handle_; }
     std::size_t inBufferCount() const override { return line_.input_.size(); }
     std::size_t read(char* into, std::size_t max) override {
-        std::size_t n = 0;
-        while (n < max && !line_.input_.empty()) {
-            into[n++] = line_.input_.front();
-            line_.input_.pop_front();
-        }
+        const std::size_t n = std::min(max, line_.input_.size());
+        const auto end = line_.input_.begin() + static_cast<std::ptrdiff_t>(n);
+        std::copy(line_.input_.begin(), end, into);
+        line_.input_.erase(line_.input_.begin(), end);
         return n;
     }
     void write(std::string_view bytes) override {

@@ -7,6 +7,8 @@
 //   KelXLS  an MS Excel workbook: created at Setup OK, open until the program ends
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -28,8 +30,12 @@ public:
     std::string PortText1;  // the next record to write; on KelTVL the record last read
     std::string PortText2;
 
-    // Everything written is on disk when this returns.
+    // Ends this use of the store. What was written is in the file, so it
+    // survives the program being killed, and it is on disk, so it survives a
+    // power cut, within 100 ms (DeferredSync) or once SyncStore returns.
     virtual void CloseStore() = 0;
+    // Everything written is on disk when this returns.
+    virtual void SyncStore() {}
 
     std::string path() const { return StoreFolder + StoreName; }
 };
@@ -50,8 +56,16 @@ public:
     virtual void CountRecords() = 0;
     virtual double RecordCount() const = 0;  // data records + 2
     virtual void ReadTitles() = 0;
-    // 1 rewinds; each 0 then reads the next record into PortText1, PortText2.
+    // 1 rewinds; each 0 then reads the next record into PortText1, PortText2
+    // and its time into PortTime.
     virtual void ReadRecord(int mode) = 0;
+
+    // When a record was written, in microseconds since 1970-01-01 UTC; none for
+    // a record of a file written before records carried their time.
+    std::optional<std::int64_t> PortTime;
+    // AppendRecord stamps a record with the present time, or, while this is
+    // set (a capture being saved back), with PortTime as it stands.
+    bool KeepPortTime = false;
 };
 
 class KelMDB : public CaptureStore {

@@ -161,6 +161,7 @@ void AppendCompoundFile::create(const std::string& file, std::string_view stream
     name_.assign(streamName.begin(), streamName.end());
     fd_ = ::open(file.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd_ < 0) fail("cannot create", errno);
+    deferred_.watch(fd_, file);
     written_ = initial.size();
     layTail(std::max(sectorsFor(initial.size()) + kFirstSlack, kMinSectors));
     pwriteAll(kSector, initial, "cannot write");
@@ -173,8 +174,10 @@ void AppendCompoundFile::create(const std::string& file, std::string_view stream
 
 void AppendCompoundFile::relocate(std::uint32_t needed) {
     const std::uint32_t oldTail = fat_ + difat_ + 1;
-    const std::uint32_t grow = std::max({oldTail, kPerSector, capacity_ / 8});
-    const std::uint32_t newCapacity = std::max(needed, capacity_ + grow);
+    // Doubling: few growths, each a sync the rows wait for.
+    const std::uint32_t grow = std::max({oldTail, kPerSector, capacity_});
+    const std::uint32_t newCapacity =
+        std::max(needed, std::min(capacity_ + grow, sectorsFor(kMaxStream)));
     const std::uint32_t oldCapacity = capacity_, oldFat = fat_, oldDifat = difat_;
     layTail(newCapacity);
     try {
@@ -189,11 +192,12 @@ void AppendCompoundFile::relocate(std::uint32_t needed) {
         difat_ = oldDifat;
         throw;
     }
-    syncFile();
+    deferred_.written();  // either header names a whole file: the new one syncs with the rows
 }
 
 void AppendCompoundFile::write(std::uint64_t offset, std::string_view bytes) {
     if (fd_ < 0) fail("not open", 0);
+    deferred_.check();
     const std::uint64_t end = offset + bytes.size();
     if (end > kMaxStream) fail("workbook is full (2 GB)", EFBIG);
     const std::uint32_t needed = sectorsFor(end);
@@ -209,6 +213,7 @@ void AppendCompoundFile::sync() {
 
 void AppendCompoundFile::close() {
     if (fd_ < 0) return;
+    deferred_.watch(-1, {});  // synced below
     try {
         // Give back the spare capacity when the shorter layout's tail fits
         // wholly before the current one (so the header switch stays safe).

@@ -21,6 +21,8 @@
 #include <string>
 #include <string_view>
 
+#include "components/stores/deferred_sync.h"
+
 namespace tvl {
 
 class AppendCompoundFile {
@@ -38,6 +40,8 @@ public:
     void write(std::uint64_t offset, std::string_view bytes);
     // Syncs what was written.
     void sync();
+    // What was written reaches the disk within DeferredSync::kDelay.
+    void syncSoon() { deferred_.written(); }
     // Cuts the stream down to the sectors written, when the shorter layout's
     // tail fits wholly before the current one, syncs and closes. Throws
     // StoreError; the file is closed either way.
@@ -68,6 +72,7 @@ private:
     [[noreturn]] void fail(const std::string& what, int err) const;
 
     int fd_ = -1;
+    DeferredSync deferred_;
     std::string file_;
     std::u16string name_;
     std::uint32_t capacity_ = 0;  // sectors owned by the stream

@@ -150,10 +150,17 @@ void KelMDBDatabase::CloseStore() {
     const int fd = fd_;
     appender_.reset();
     fd_ = -1;
-    const int syncErr = ::fsync(fd) != 0 ? errno : 0;
-    const int closeErr = ::close(fd) != 0 ? errno : 0;
-    if (syncErr) Fail("cannot write the database", syncErr);
-    if (closeErr) Fail("cannot close the database", closeErr);
+    try {
+        sync_.check();
+        sync_.watch(fd, path());
+        sync_.written();
+    } catch (const StoreError&) {
+        ::close(fd);
+        throw;
+    }
+    if (::close(fd) != 0) Fail("cannot close the database", errno);
 }
+
+void KelMDBDatabase::SyncStore() { sync_.syncNow(); }
 
 }  // namespace tvl

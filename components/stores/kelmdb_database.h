@@ -6,7 +6,8 @@
 // (see FieldName). OpenStore, AppendRecord, CloseStore add one row of
 // PortText1, PortText2; each character is one byte (ISO-8859-1), and a text
 // longer than 255 characters keeps its first 255. CloseStore leaves the file
-// complete on disk. Every failure throws StoreError naming the file.
+// complete, and on disk within DeferredSync::kDelay (at once at SyncStore).
+// Every failure throws StoreError naming the file.
 #pragma once
 
 #include <cstddef>
@@ -15,6 +16,7 @@
 #include <utility>
 
 #include "components/stores/capture_store.h"
+#include "components/stores/deferred_sync.h"
 
 namespace tvl {
 
@@ -36,6 +38,7 @@ public:
     void OpenStore() override;
     void AppendRecord() override;
     void CloseStore() override;
+    void SyncStore() override;
 
     // The column name for a title (`position` 1 or 2). Characters a field
     // name cannot hold (control characters, . ! ` [ ] :) are dropped, leading
@@ -52,6 +55,7 @@ private:
     void Release() noexcept;
 
     int fd_ = -1;
+    DeferredSync sync_;
     std::unique_ptr<jet4::Appender> appender_;
 };
 

@@ -58,7 +58,12 @@ std::string label(std::uint32_t row, unsigned col, std::string_view text) {
     if (text.empty()) return b.u16(kBlank).u16(6).u16(row).u16(col).u16(kCellXf).s;
     b.u16(kLabel).u16(unsigned(9 + 2 * text.size()));
     b.u16(row).u16(col).u16(kCellXf).u16(unsigned(text.size())).u8(1);
-    for (unsigned char c : text) b.u16(c);
+    std::size_t at = b.s.size();
+    b.s.resize(at + 2 * text.size());
+    for (char c : text) {  // low byte the character, high byte 0
+        b.s[at++] = c;
+        b.s[at++] = '\0';
+    }
     return b.s;
 }
 
@@ -215,7 +220,10 @@ void KelXLSWorkbook::appendRow(const std::string& a, const std::string& b) {
         file_.write(eofAt_ + 8, std::string_view(row).substr(8));
         file_.write(dimensionsAt_ + 4, Bytes().u32(rows_ + 1).s);
         file_.write(eofAt_, std::string_view(row).substr(0, 8));
-        if (SyncEachAppend) file_.sync();
+        if (SyncEachAppend)
+            file_.sync();
+        else
+            file_.syncSoon();
     } catch (const StoreError&) {
         // Put back the old end of the sheet so the file stays as it was.
         try {
@@ -238,5 +246,9 @@ void KelXLSWorkbook::AppendRecord() {
 }
 
 void KelXLSWorkbook::CloseStore() { file_.close(); }
+
+void KelXLSWorkbook::SyncStore() {
+    if (file_.isOpen()) file_.sync();
+}
 
 }  // namespace tvl

@@ -33,10 +33,12 @@ public:
     void CreateStore() override;
     void AppendRecord() override;
     void CloseStore() override;
+    void SyncStore() override;
 
-    // Sync the file after every row (the default). Off, rows reach the disk at
-    // CloseStore or when the system writes them back; the file stays valid.
-    bool SyncEachAppend = true;
+    // Sync the file after every row. Off (the default), a row reaches the disk
+    // within DeferredSync::kDelay, and at once at SyncStore and CloseStore; the
+    // file stays valid either way.
+    bool SyncEachAppend = false;
 
     // Tests see every write before it is made, to check each state a kill
     // could leave the file in.

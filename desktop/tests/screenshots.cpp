@@ -10,6 +10,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QGuiApplication>
+#include <QFileDialog>
 #include <QMenu>
 #include <QMessageBox>
 #include <QMetaObject>
@@ -25,10 +26,12 @@
 #include "app/frm_host_action.h"
 #include "app/frm_main.h"
 #include "components/serial/device_rule.h"
+#include "components/stores/stores.h"
 #include "convert/conversion.h"
 #include "desktop/qt_program.h"
 #include "desktop/tests/screenshot_util.h"
 #include "platform/qt/form_view.h"
+#include "review/review.h"
 #include "setup/setup.h"
 
 namespace {
@@ -151,6 +154,53 @@ bool setupShots(const QDir& folder) {
     return ok;
 }
 
+// Answers the next file dialog that opens with `path`.
+void answerNextFileDialog(const std::string& path) {
+    auto* poll = new QTimer;
+    int tries = 0;
+    QObject::connect(poll, &QTimer::timeout, [=]() mutable {
+        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        if (!dialog && ++tries < 100) return;
+        poll->stop();
+        poll->deleteLater();
+        if (!dialog) return;
+        dialog->selectFile(QString::fromLocal8Bit(path.c_str()));
+        static_cast<QDialog*>(dialog)->accept();  // public in QDialog
+    });
+    poll->start(50);
+}
+
+// A capture of a modem's answers, opened in review on its second data record:
+// the review toolbar shows when that record was written.
+bool reviewShot(tvl::QtProgram& program, QWidget& main, const QDir& folder) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tvl-shots-XXXXXX").string();
+    if (!::mkdtemp(pattern.data())) return false;
+    auto store = tvl::makeKelTVL();
+    store->StoreFolder = pattern + "/";
+    store->StoreName = "modem.tvl";
+    store->PortTitle1 = "Port1 (DTE1): ";
+    store->PortTitle2 = "Port2 (DTE2/DCE): ";
+    store->KeepPortTime = true;
+    const char* answers[][2] = {{"", ""},
+                                {"<CR><LF>OK<CR><LF>", "ATZ<CR>"},
+                                {"<CR><LF>+CSQ: 21,0<CR><LF><CR><LF>OK<CR><LF>", "AT+CSQ<CR>"},
+                                {"<CR><LF>CONNECT 9600<CR><LF>", "ATD0123456789;<CR>"}};
+    for (int i = 0; i < 4; ++i) {
+        store->PortText1 = answers[i][0];
+        store->PortText2 = answers[i][1];
+        store->PortTime = 1764000000000000 + i * 1534211;  // 2025-11-24 16:00 UTC on
+        store->OpenStore();
+        store->AppendRecord(i == 0 ? 1 : 0);
+        store->CloseStore();
+    }
+    answerNextFileDialog(pattern + "/modem.tvl");
+    program.desktop.dispatch([&] { tvl::mnuOpenFile_Click(*program.program); });
+    program.desktop.dispatch([&] { tvl::mnuForward_Click(*program.program); });
+    const bool ok = save(main, folder, "review.png");
+    std::filesystem::remove_all(pattern);
+    return ok;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -205,6 +255,8 @@ int main(int argc, char** argv) {
 
     main.resize(main.width() * 3 / 2, main.height() * 3 / 2);
     ok = save(main, folder, "main_large.png") && ok;
+    main.resize(main.width() * 2 / 3, main.height() * 2 / 3);
+    ok = reviewShot(program, main, folder) && ok;
 
     ok = setupShots(folder) && ok;
     return ok ? 0 : 1;

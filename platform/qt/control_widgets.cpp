@@ -290,7 +290,17 @@ void PaneWidget::sync(bool panes) {
     if (!panes || revision_ == model_.revision) return;
     revision_ = model_.revision;
     copying_ = true;
-    setPlainText(latin1(model_.Text()));
+    const std::string& text = model_.Text();
+    // A text that only grew since the last copy gets just its new end.
+    if (!shown_.empty() && text.size() > shown_.size() &&
+        text.compare(0, shown_.size(), shown_) == 0) {
+        QTextCursor end(document());
+        end.movePosition(QTextCursor::End);
+        end.insertText(latin1(text.substr(shown_.size())));
+    } else {
+        setPlainText(latin1(text));
+    }
+    shown_ = text;
     QTextCursor caret = textCursor();
     caret.setPosition(static_cast<int>(std::min(model_.SelStart, model_.Text().size())));
     setTextCursor(caret);

@@ -131,6 +131,7 @@ private:
     TextBox& model_;
     FormView& view_;
     std::uint64_t revision_ = ~std::uint64_t{0};
+    std::string shown_;  // the text last copied into the widget
     bool copying_ = false;
 };
 

@@ -6,8 +6,10 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QCursor>
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QMenu>
 #include <QMessageBox>
@@ -16,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "platform/asset_folder.h"
 #include "platform/control.h"
 #include "platform/form.h"
 #include "platform/qt/form_view.h"
@@ -29,6 +32,12 @@ QString latin1(const std::string& text) {
 }
 std::string bytes(const QString& text) { return text.toLatin1().toStdString(); }
 std::string path(const QString& file) { return QFile::encodeName(file).toStdString(); }
+// The dialogs start in the program's folder; an installed program's folder
+// cannot be written, and there the user's home folder is the better start.
+QString dialogFolder(const std::string& initialFolder) {
+    const QString folder = QFile::decodeName(initialFolder.c_str());
+    return QFileInfo(folder).isWritable() ? folder : QDir::homePath();
+}
 }  // namespace
 
 QString qtFileFilter(const std::string& filter) {
@@ -80,13 +89,13 @@ std::string QtDesktop::InputBox(const std::string& prompt, const std::string& ti
 }
 
 std::string QtDesktop::ShowSave(const std::string& initialFolder, const std::string& filter) {
-    return path(QFileDialog::getSaveFileName(
-        nullptr, QString(), QFile::decodeName(initialFolder.c_str()), qtFileFilter(filter)));
+    return path(QFileDialog::getSaveFileName(nullptr, QString(), dialogFolder(initialFolder),
+                                             qtFileFilter(filter)));
 }
 
 std::string QtDesktop::ShowOpen(const std::string& initialFolder, const std::string& filter) {
-    return path(QFileDialog::getOpenFileName(
-        nullptr, QString(), QFile::decodeName(initialFolder.c_str()), qtFileFilter(filter)));
+    return path(QFileDialog::getOpenFileName(nullptr, QString(), dialogFolder(initialFolder),
+                                             qtFileFilter(filter)));
 }
 
 HelpWindow* QtDesktop::helpWindow() const { return help_.data(); }
@@ -126,7 +135,8 @@ int QtDesktop::GetSystemMetrics(int index) {
 }
 
 std::string QtDesktop::ProgramFolder() {
-    if (programFolder.empty()) programFolder = path(QCoreApplication::applicationDirPath());
+    if (programFolder.empty())
+        programFolder = assetFolder(path(QCoreApplication::applicationDirPath()));
     return programFolder;
 }
 

@@ -149,5 +149,54 @@ TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
     EXPECT_EQ(readFile(path), newBytes);
 }
 
+TEST(ReviewTimes, TheEntryOnScreenShowsItsTimeAndSavingKeepsEveryTime) {
+    ReviewRig r;
+    // Record 1 is the file's head; the third was written with no time.
+    const std::vector<std::optional<std::int64_t>> times = {1732425600000000, 1732425630123456,
+                                                            std::nullopt, 951782400000001};
+    KelTVL& store = *r.program->KelTVL;
+    store.StoreFolder = r.scratch.folder();
+    store.StoreName = "cap.tvl";
+    store.KeepPortTime = true;
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        store.PortText1 = "record " + std::to_string(i + 1);
+        store.PortTime = times[i];
+        store.OpenStore();
+        store.AppendRecord(i == 0 ? 1 : 0);
+        store.CloseStore();
+    }
+    store.KeepPortTime = false;
+    r.open(r.scratch.file("cap.tvl"));
+    const Label& shown = *r.form().lblRecordTime;
+    EXPECT_EQ(shown.Caption, "Written 2024-11-24 05:20:30.123456 UTC");
+    mnuForward_Click(*r.program);
+    EXPECT_EQ(shown.Caption, "No time recorded");
+    mnuForward_Click(*r.program);
+    EXPECT_EQ(shown.Caption, "Written 2000-02-29 00:00:00.000001 UTC");
+    r.platform.inputs.push_back("record 1");
+    mnuFind_Click(*r.program);  // the file's head record, entry 2
+    EXPECT_EQ(shown.Caption, "Written 2024-11-24 05:20:00.000000 UTC");
+
+    // Saved back, every record keeps its time; the empty entry 1 that takes
+    // the head's place keeps the head's.
+    mnuSaveExit_Click(*r.program);
+    EXPECT_EQ(readTvl(r.scratch.file("cap.tvl")).times, times);
+
+    // A capture written before records carried a time opens, shows none, and
+    // saves its records as they were, still with none.
+    mnuNoSaveExit_Click(*r.program);
+    const std::string old = r.scratch.file("old.tvl");
+    fs::copy_file(std::string(TVL_SOURCE_DIR) + "/tests/stores/version1_capture.tvl", old);
+    const testing::TvlCapture before = readTvl(old);
+    r.open(old);
+    EXPECT_EQ(shown.Caption, "No time recorded");
+    mnuSaveExit_Click(*r.program);
+    const testing::TvlCapture after = readTvl(old);
+    EXPECT_TRUE(r.platform.messages.empty());
+    EXPECT_EQ(after.head, before.head);
+    EXPECT_EQ(after.records, before.records);
+    EXPECT_EQ(after.times, before.times);
+}
+
 }  // namespace
 }  // namespace tvl::review_test

@@ -145,6 +145,65 @@ TEST(KelTVLFile, DamagedFilesGiveStoreErrorNamingTheFileAndTakeNoAppend) {
     EXPECT_EQ(readFile(path), good);
 }
 
+TEST(KelTVLFile, RecordsCarryTheirTimeAndAnOlderCaptureReadsAndTakesAppends) {
+    using namespace std::chrono;
+    const auto now = [] {
+        return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+    };
+    ScratchFolder dir;
+    // A capture written before records carried their time: every record reads, with none.
+    std::filesystem::copy_file(std::string(TVL_SOURCE_DIR) + "/tests/stores/version1_capture.tvl",
+                               dir.file("old.tvl"));
+    const TvlCapture before = readTvl(dir.file("old.tvl"));
+    ASSERT_EQ(before.records.size(), 3u);
+    EXPECT_EQ(before.records[0], Record("alpha", "beta"));
+    EXPECT_EQ(before.times, std::vector<std::optional<std::int64_t>>(4));
+
+    // Its first append rewrites it in the present version; the old records keep
+    // no time, and the new one has the time it was written.
+    KelTVLFile f;
+    f.StoreFolder = dir.folder();
+    f.StoreName = "old";
+    f.PortText1 = "new";
+    const std::int64_t start = now();
+    f.OpenStore();
+    f.AppendRecord(0);
+    f.CloseStore();
+    const std::int64_t end = now();
+    // Times given while a capture is saved back are written as they stand.
+    const std::vector<std::optional<std::int64_t>> given = {
+        -1, std::nullopt, std::numeric_limits<std::int64_t>::max()};
+    f.KeepPortTime = true;
+    for (const auto& time : given) {
+        f.PortTime = time;
+        f.OpenStore();
+        f.AppendRecord(0);
+        f.CloseStore();
+    }
+    const TvlCapture after = readTvl(dir.file("old.tvl"));
+    EXPECT_EQ(testing::readFile(dir.file("old.tvl"))[8], '\x02');
+    ASSERT_EQ(after.records.size(), 7u);
+    EXPECT_EQ(after.head, before.head);
+    EXPECT_EQ(std::vector<Record>(after.records.begin(), after.records.begin() + 3),
+              before.records);
+    EXPECT_EQ(after.records[3], Record("new", ""));
+    ASSERT_TRUE(after.times[4]);
+    EXPECT_GE(*after.times[4], start);
+    EXPECT_LE(*after.times[4], end);
+    EXPECT_EQ(std::vector<std::optional<std::int64_t>>(after.times.begin() + 5, after.times.end()),
+              given);
+}
+
+TEST(KelTVLFile, RecordTimesReadAsUtcWithMicroseconds) {
+    const std::pair<std::int64_t, const char*> table[] = {
+        {0, "1970-01-01T00:00:00.000000Z"},
+        {-1, "1969-12-31T23:59:59.999999Z"},
+        {951782400000001, "2000-02-29T00:00:00.000001Z"},
+        {1732425630123456, "2024-11-24T05:20:30.123456Z"},
+    };
+    for (const auto& [time, text] : table) EXPECT_EQ(FormatRecordTime(time), text);
+}
+
 TEST(KelTVLFile, Crc32IsTheStandardOneWhereverTheInputIsSplit) {
     EXPECT_EQ(Crc32("123456789"), 0xCBF43926u);
     const std::string text = allBytes() + allBytes(3);

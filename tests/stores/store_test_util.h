@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -106,6 +107,7 @@ struct TvlCapture {
     Record titles, head;
     std::vector<Record> records;
     bool torn = false;
+    std::vector<std::optional<std::int64_t>> times;  // the head's, then each record's
 };
 
 inline TvlCapture readTvl(const std::string& path) {
@@ -121,6 +123,7 @@ inline TvlCapture readTvl(const std::string& path) {
     for (int i = 1; i < n; ++i) {
         f.ReadRecord(0);
         (i == 1 ? c.head : c.records.emplace_back()) = {f.PortText1, f.PortText2};
+        c.times.push_back(f.PortTime);
     }
     c.torn = f.TornTail();
     f.CloseStore();

@@ -11,6 +11,7 @@
 #include "app/program.h"
 #include "components/serial/simulated_line.h"
 #include "line/transfer_pump.h"
+#include "platform/timer_driver.h"
 
 namespace tvl::testing {
 
@@ -45,10 +46,18 @@ struct ProgramOnLines {
         program->mscComControl2.setPortOpen(true);
     }
 
-    // Ticks while the timer runs and bytes wait, as the desktop drives it.
+    // Ticks one at a time while the timer runs and bytes wait.
     void pump() {
         Timer& timer = *program->FrmMain->tmrTarvoline;
         while (timer.Enabled && bytesWaiting(*program)) timer.fire();
+    }
+
+    // The same ticks as the desktop runs them: slices of the TimerDriver,
+    // many ticks at once.
+    void pumpInSlices() {
+        Timer& timer = *program->FrmMain->tmrTarvoline;
+        TimerDriver driver(timer, [this] { return bytesWaiting(*program); });
+        while (timer.Enabled && bytesWaiting(*program)) driver.runSlice();
     }
 
     // Declared first, so that the program goes before the platform and lines it uses.

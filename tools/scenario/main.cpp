@@ -3,6 +3,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "platform/asset_folder.h"
 #include "tools/scenario/scenario_runner.h"
 
 int main(int argc, char** argv) {
@@ -17,10 +18,9 @@ int main(int argc, char** argv) {
     }
     namespace fs = std::filesystem;
     const fs::path scenario = fs::absolute(argv[1]);
-    // The program's assets lie beside the executables.
-    const fs::path assets = fs::canonical("/proc/self/exe").parent_path();
+    const std::string assets = tvl::assetFolder(fs::canonical("/proc/self/exe").parent_path());
     try {
-        tvl::scenario::Runner runner(scenario.parent_path().string(), assets.string(), std::cout);
+        tvl::scenario::Runner runner(scenario.parent_path().string(), assets, std::cout);
         return runner.run(script);
     } catch (const std::exception& error) {
         std::cerr << "tarvoline-scenario: " << error.what() << "\n";
