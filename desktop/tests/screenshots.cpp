@@ -9,8 +9,8 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDir>
-#include <QGuiApplication>
 #include <QFileDialog>
+#include <QGuiApplication>
 #include <QMenu>
 #include <QMessageBox>
 #include <QMetaObject>

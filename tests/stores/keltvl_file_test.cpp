@@ -20,7 +20,9 @@ void writeCapture(const std::string& path, const std::vector<Record>& records) {
     f.StoreName = path.substr(path.rfind('/') + 1);
     f.PortTitle1 = "title one";
     f.PortTitle2 = "title two";
+    f.KeepPortTime = true;  // record i at i seconds past 1970: the file's bytes are known
     for (std::size_t i = 0; i < records.size(); ++i) {
+        f.PortTime = std::int64_t(i) * 1000000;
         f.PortText1 = records[i].first;
         f.PortText2 = records[i].second;
         f.OpenStore();
@@ -97,7 +99,7 @@ TEST(KelTVLFile, DamagedFilesGiveStoreErrorNamingTheFileAndTakeNoAppend) {
     const std::string path = dir.file("bad.tvl");
     writeCapture(path, sampleRecords(5));
     const std::string good = readFile(path);
-    const std::size_t titlesEnd = 12 + 20 + 9 + 9;  // the header and the two titles
+    const std::size_t titlesEnd = 12 + 28 + 9 + 9;  // the header and the two titles
 
     // Appending checks the header and the last record only (its cost must not
     // grow with the file): damage further in is found by the reader.
@@ -122,14 +124,15 @@ TEST(KelTVLFile, DamagedFilesGiveStoreErrorNamingTheFileAndTakeNoAppend) {
     expectBad(changed(1, 'X' ^ good[1]), "not a Tarvoline capture");
     expectBad("plain text, not a capture at all\n", "not a Tarvoline capture");
     expectBad("", "not a Tarvoline capture");
-    expectBad(changed(8, 3), "version 2");
+    expectBad(changed(8, 2 ^ 3), "version 3");
     for (std::size_t cut = 8; cut < titlesEnd; ++cut) expectBad(good.substr(0, cut), "cut short");
-    expectBad(changed(titlesEnd + 13, 0x01), "record 1 is damaged", false);
+    expectBad(changed(titlesEnd + 20 + 1, 0x01), "record 1 is damaged", false);
     expectBad(changed(titlesEnd, 0x10), "record 1 is damaged", false);  // a length
     expectBad(changed(good.size() - 9, 0x40), "record 5 is damaged");
 
     // A length that passes its check but is absurd: nothing huge is allocated.
-    std::string absurd = good.substr(0, titlesEnd) + std::string("\xFF\xFF\xFF\x7F\x10\0\0\0", 8);
+    std::string absurd = good.substr(0, titlesEnd) + std::string("\xFF\xFF\xFF\x7F\x10", 5);
+    absurd.resize(titlesEnd + 16, '\0');  // the lengths and the time
     const std::uint32_t crc = Crc32(std::string_view(absurd).substr(titlesEnd));
     for (int i = 0; i < 4; ++i) absurd.push_back(char(crc >> (8 * i)));
     expectBad(absurd + std::string(64, 'z'), "impossible length");

@@ -118,7 +118,7 @@ inline TvlCapture readTvl(const std::string& path) {
     const int n = int(f.RecordCount());
     f.OpenStore();
     f.ReadTitles();
-    TvlCapture c{{f.PortTitle1, f.PortTitle2}, {}, {}, false};
+    TvlCapture c{{f.PortTitle1, f.PortTitle2}, {}, {}, false, {}};
     f.ReadRecord(1);
     for (int i = 1; i < n; ++i) {
         f.ReadRecord(0);

@@ -169,165 +169,192 @@ int Runner::run(std::istream& script) {
 }
 
 void Runner::execute(const std::vector<Word>& words) {
+    using Command = void (Runner::*)(const std::vector<Word>&);
+    static const std::map<std::string, Command> commands = {
+        {"call", &Runner::call},
+        {"set", &Runner::set},
+        {"click", &Runner::clickCommand},
+        {"key", &Runner::key},
+        {"mouseup", &Runner::mouseUp},
+        {"resize", &Runner::resize},
+        {"feed", &Runner::feed},
+        {"line", &Runner::setLine},
+        {"let", &Runner::let},
+        {"open", &Runner::openPort},
+        {"hangup", &Runner::hangupOrPlug},
+        {"plug", &Runner::hangupOrPlug},
+        {"busy", &Runner::busy},
+        {"tick", &Runner::tickCommand},
+        {"drain", &Runner::drainCommand},
+        {"answer", &Runner::answer},
+        {"screen", &Runner::screen},
+        {"print", &Runner::printOrExpect},
+        {"expect", &Runner::printOrExpect},
+    };
     const std::string& command = words[0].text;
-    if (command == "call") return call(words);
-    if (command == "set") return set(words);
-    if (command == "click") {
-        expectWords(words, 2, 2, "click PATH");
-        return click(words[1].text);
+    const auto found = commands.find(command);
+    if (found == commands.end())
+        throw SyntaxError(
+            "unknown command \"" + command +
+            "\"; expected call, set, click, key, mouseup, resize, feed, line, let, open, "
+            "busy, hangup, plug, tick, drain, answer, screen, print or expect");
+    (this->*found->second)(words);
+}
+
+void Runner::clickCommand(const std::vector<Word>& words) {
+    expectWords(words, 2, 2, "click PATH");
+    return click(words[1].text);
+}
+
+void Runner::key(const std::vector<Word>& words) {
+    expectWords(words, 3, 3, "key FORM.CONTROL(I) CODE");
+    const auto parts = splitPath(words[1].text);
+    if (parts.size() != 2) throw SyntaxError("expected FORM.CONTROL(I), found " + words[1].text);
+    Form* form = program_->form(parts[0]);
+    if (!form) throw Failure(parts[0] + " is not loaded");
+    const auto [name, index] = nameAndIndex(parts[1]);
+    auto* box = dynamic_cast<TextBox*>(form->find(name, index));
+    if (!box) throw Failure(words[1].text + " is not a text box");
+    const int code = static_cast<int>(count(words[2], "a key code"));
+    if (!reachable(*form, box)) {
+        out_ << "key ignored: " << words[1].text << "\n";
+        return;
     }
-    if (command == "key") {
-        expectWords(words, 3, 3, "key FORM.CONTROL(I) CODE");
-        const auto parts = splitPath(words[1].text);
-        if (parts.size() != 2)
-            throw SyntaxError("expected FORM.CONTROL(I), found " + words[1].text);
-        Form* form = program_->form(parts[0]);
-        if (!form) throw Failure(parts[0] + " is not loaded");
+    box->typeKey(code);
+}
+
+void Runner::mouseUp(const std::vector<Word>& words) {
+    expectWords(words, 3, 3, "mouseup SURFACE BUTTON");
+    const auto parts = splitPath(words[1].text);
+    Form* form = program_->form(parts[0]);
+    if (!form) throw Failure(parts[0] + " is not loaded");
+    const int button = static_cast<int>(count(words[2], "a mouse button"));
+    Control* control = nullptr;
+    if (parts.size() == 2) {
         const auto [name, index] = nameAndIndex(parts[1]);
-        auto* box = dynamic_cast<TextBox*>(form->find(name, index));
-        if (!box) throw Failure(words[1].text + " is not a text box");
-        const int code = static_cast<int>(count(words[2], "a key code"));
-        if (!reachable(*form, box)) {
-            out_ << "key ignored: " << words[1].text << "\n";
-            return;
-        }
-        box->typeKey(code);
+        control = form->find(name, index);
+        if (!control) throw Failure(words[1].text + " is no control");
+    }
+    // A disabled control raises nothing of its own: the click falls through
+    // to what lies beneath it. An enabled one takes it, handled or not.
+    while (control && !control->Enabled) control = control->container();
+    if (control) {
+        if (control->MouseUp) control->MouseUp(button);
+    } else if (form->MouseUp) {
+        form->MouseUp(button);
+    }
+}
+
+void Runner::resize(const std::vector<Word>& words) {
+    expectWords(words, 3, 3, "resize W H");
+    if (!program_->FrmMain) throw Failure("FrmMain is not loaded");
+    program_->FrmMain->Width = static_cast<float>(count(words[1], "a width"));
+    program_->FrmMain->Height = static_cast<float>(count(words[2], "a height"));
+    if (!program_->FrmMain->Resize) throw Failure("FrmMain.Form_Resize is not built yet");
+    program_->FrmMain->Resize();
+}
+
+void Runner::feed(const std::vector<Word>& words) {
+    expectWords(words, 3, 3, "feed portN \"BYTES\"");
+    if (!words[2].quoted) throw SyntaxError("expected the bytes as a string");
+    line(words[1].text).feed(words[2].text);
+}
+
+void Runner::setLine(const std::vector<Word>& words) {
+    expectWords(words, 4, 4, "line portN CTS|DSR|CD|RI 0|1");
+    static const std::map<std::string, std::uint32_t> bits = {
+        {"CTS", MS_CTS_ON}, {"DSR", MS_DSR_ON}, {"CD", MS_RLSD_ON}, {"RI", MS_RING_ON}};
+    auto bit = bits.find(words[2].text);
+    if (bit == bits.end()) throw SyntaxError("expected CTS, DSR, CD or RI");
+    if (words[3].text != "0" && words[3].text != "1") throw SyntaxError("expected 0 or 1");
+    line(words[1].text).setInput(bit->second, words[3].text == "1");
+}
+
+void Runner::let(const std::vector<Word>& words) {
+    if (words.size() != 4 || words[2].text != "=")
+        throw SyntaxError("expected: let state.NAME[(I)] = VALUE");
+    if (words[1].text.rfind("state.", 0) != 0) throw SyntaxError("expected state.NAME");
+    const auto [name, index] = nameAndIndex(words[1].text.substr(6));
+    writeState(program_->state, name, index, words[3].text, words[3].quoted);
+}
+
+void Runner::openPort(const std::vector<Word>& words) {
+    expectWords(words, 2, 3, "open portN [NUMBER]");
+    SerialPort& p = port(words[1].text);
+    const int n = words[1].text == "port1" ? 1 : 2;
+    try {
+        p.setSettings("115200,N,8,1");
+        p.setHandshaking(0);
+        p.setCommPort(words.size() == 3 ? static_cast<int>(count(words[2], "a port number")) : n);
+        p.setPortOpen(true);
+        program_->state.CommHandle[n - 1] = p.CommID();
+    } catch (const SerialError& error) {
+        out_ << "open failed: " << error.what() << "\n";
+    }
+}
+
+void Runner::hangupOrPlug(const std::vector<Word>& words) {
+    const std::string& command = words[0].text;
+    expectWords(words, 2, 2, command == "hangup" ? "hangup portN" : "plug portN");
+    SimulatedLine& device = line(words[1].text);
+    if (command == "hangup")
+        device.hangUp();
+    else
+        device.plug();
+}
+
+void Runner::busy(const std::vector<Word>& words) {
+    expectWords(words, 2, 2, "busy NUMBER");
+    lines_.busy.insert(static_cast<int>(count(words[1], "a port number")));
+}
+
+void Runner::tickCommand(const std::vector<Word>& words) {
+    expectWords(words, 1, 2, "tick [N]");
+    return tick(words.size() == 2 ? count(words[1], "a number of ticks") : 1, false);
+}
+
+void Runner::drainCommand(const std::vector<Word>& words) {
+    expectWords(words, 1, 1, "drain");
+    return tick(10'000'000, true);
+}
+
+void Runner::answer(const std::vector<Word>& words) {
+    if (words.size() != 3 || (words[1].text != "file" && words[1].text != "input"))
+        throw SyntaxError("expected: answer file|input \"TEXT\"|cancel");
+    auto& answers = words[1].text == "file" ? platform_.fileAnswers : platform_.inputAnswers;
+    if (words[2].quoted)
+        answers.push_back(words[1].text == "file" ? filePath(words[2].text) : words[2].text);
+    else if (words[2].text == "cancel")
+        answers.push_back(std::nullopt);
+    else
+        throw SyntaxError("expected a string or cancel");
+}
+
+void Runner::screen(const std::vector<Word>& words) {
+    expectWords(words, 2, 2, "screen WIDTH");
+    platform_.screenWidth = static_cast<int>(count(words[1], "a width"));
+}
+
+void Runner::printOrExpect(const std::vector<Word>& words) {
+    const std::string& command = words[0].text;
+    const auto equals = std::find_if(words.begin(), words.end(),
+                                     [](const Word& w) { return !w.quoted && w.text == "="; });
+    const std::vector<Word> what(words.begin() + 1, command == "print" ? words.end() : equals);
+    if (what.empty()) throw SyntaxError("expected what to " + command);
+    if (command == "expect" && equals == words.end())
+        throw SyntaxError("expected: expect WHAT = VALUE");
+    const std::string actual = value(what);
+    if (command == "print") {
+        out_ << printed(what) << " = " << actual << "\n";
         return;
     }
-    if (command == "mouseup") {
-        expectWords(words, 3, 3, "mouseup SURFACE BUTTON");
-        const auto parts = splitPath(words[1].text);
-        Form* form = program_->form(parts[0]);
-        if (!form) throw Failure(parts[0] + " is not loaded");
-        const int button = static_cast<int>(count(words[2], "a mouse button"));
-        Control* control = nullptr;
-        if (parts.size() == 2) {
-            const auto [name, index] = nameAndIndex(parts[1]);
-            control = form->find(name, index);
-            if (!control) throw Failure(words[1].text + " is no control");
-        }
-        // A disabled control raises nothing of its own: the click falls through
-        // to what lies beneath it. An enabled one takes it, handled or not.
-        while (control && !control->Enabled) control = control->container();
-        if (control) {
-            if (control->MouseUp) control->MouseUp(button);
-        } else if (form->MouseUp) {
-            form->MouseUp(button);
-        }
-        return;
+    const std::string wanted = printed(std::vector<Word>(equals + 1, words.end()));
+    if (actual != wanted) {
+        const std::string failure = "line " + std::to_string(lineNumber_) + ": " + printed(what) +
+                                    ": expected " + wanted + ", got " + actual;
+        failures_.push_back(failure);
+        out_ << failure << "\n";
     }
-    if (command == "resize") {
-        expectWords(words, 3, 3, "resize W H");
-        if (!program_->FrmMain) throw Failure("FrmMain is not loaded");
-        program_->FrmMain->Width = static_cast<float>(count(words[1], "a width"));
-        program_->FrmMain->Height = static_cast<float>(count(words[2], "a height"));
-        if (!program_->FrmMain->Resize) throw Failure("FrmMain.Form_Resize is not built yet");
-        program_->FrmMain->Resize();
-        return;
-    }
-    if (command == "feed") {
-        expectWords(words, 3, 3, "feed portN \"BYTES\"");
-        if (!words[2].quoted) throw SyntaxError("expected the bytes as a string");
-        line(words[1].text).feed(words[2].text);
-        return;
-    }
-    if (command == "line") {
-        expectWords(words, 4, 4, "line portN CTS|DSR|CD|RI 0|1");
-        static const std::map<std::string, std::uint32_t> bits = {
-            {"CTS", MS_CTS_ON}, {"DSR", MS_DSR_ON}, {"CD", MS_RLSD_ON}, {"RI", MS_RING_ON}};
-        auto bit = bits.find(words[2].text);
-        if (bit == bits.end()) throw SyntaxError("expected CTS, DSR, CD or RI");
-        if (words[3].text != "0" && words[3].text != "1") throw SyntaxError("expected 0 or 1");
-        line(words[1].text).setInput(bit->second, words[3].text == "1");
-        return;
-    }
-    if (command == "let") {
-        if (words.size() != 4 || words[2].text != "=")
-            throw SyntaxError("expected: let state.NAME[(I)] = VALUE");
-        if (words[1].text.rfind("state.", 0) != 0) throw SyntaxError("expected state.NAME");
-        const auto [name, index] = nameAndIndex(words[1].text.substr(6));
-        writeState(program_->state, name, index, words[3].text, words[3].quoted);
-        return;
-    }
-    if (command == "open") {
-        expectWords(words, 2, 3, "open portN [NUMBER]");
-        SerialPort& p = port(words[1].text);
-        const int n = words[1].text == "port1" ? 1 : 2;
-        try {
-            p.setSettings("115200,N,8,1");
-            p.setHandshaking(0);
-            p.setCommPort(words.size() == 3 ? static_cast<int>(count(words[2], "a port number"))
-                                            : n);
-            p.setPortOpen(true);
-            program_->state.CommHandle[n - 1] = p.CommID();
-        } catch (const SerialError& error) {
-            out_ << "open failed: " << error.what() << "\n";
-        }
-        return;
-    }
-    if (command == "hangup" || command == "plug") {
-        expectWords(words, 2, 2, command == "hangup" ? "hangup portN" : "plug portN");
-        SimulatedLine& device = line(words[1].text);
-        if (command == "hangup")
-            device.hangUp();
-        else
-            device.plug();
-        return;
-    }
-    if (command == "busy") {
-        expectWords(words, 2, 2, "busy NUMBER");
-        lines_.busy.insert(static_cast<int>(count(words[1], "a port number")));
-        return;
-    }
-    if (command == "tick") {
-        expectWords(words, 1, 2, "tick [N]");
-        return tick(words.size() == 2 ? count(words[1], "a number of ticks") : 1, false);
-    }
-    if (command == "drain") {
-        expectWords(words, 1, 1, "drain");
-        return tick(10'000'000, true);
-    }
-    if (command == "answer") {
-        if (words.size() != 3 || (words[1].text != "file" && words[1].text != "input"))
-            throw SyntaxError("expected: answer file|input \"TEXT\"|cancel");
-        auto& answers = words[1].text == "file" ? platform_.fileAnswers : platform_.inputAnswers;
-        if (words[2].quoted)
-            answers.push_back(words[1].text == "file" ? filePath(words[2].text) : words[2].text);
-        else if (words[2].text == "cancel")
-            answers.push_back(std::nullopt);
-        else
-            throw SyntaxError("expected a string or cancel");
-        return;
-    }
-    if (command == "screen") {
-        expectWords(words, 2, 2, "screen WIDTH");
-        platform_.screenWidth = static_cast<int>(count(words[1], "a width"));
-        return;
-    }
-    if (command == "print" || command == "expect") {
-        const auto equals = std::find_if(words.begin(), words.end(),
-                                         [](const Word& w) { return !w.quoted && w.text == "="; });
-        const std::vector<Word> what(words.begin() + 1, command == "print" ? words.end() : equals);
-        if (what.empty()) throw SyntaxError("expected what to " + command);
-        if (command == "expect" && equals == words.end())
-            throw SyntaxError("expected: expect WHAT = VALUE");
-        const std::string actual = value(what);
-        if (command == "print") {
-            out_ << printed(what) << " = " << actual << "\n";
-            return;
-        }
-        const std::string wanted = printed(std::vector<Word>(equals + 1, words.end()));
-        if (actual != wanted) {
-            const std::string failure = "line " + std::to_string(lineNumber_) + ": " +
-                                        printed(what) + ": expected " + wanted + ", got " + actual;
-            failures_.push_back(failure);
-            out_ << failure << "\n";
-        }
-        return;
-    }
-    throw SyntaxError("unknown command \"" + command +
-                      "\"; expected call, set, click, key, mouseup, resize, feed, line, let, open, "
-                      "busy, hangup, plug, tick, drain, answer, screen, print or expect");
 }
 
 void Runner::call(const std::vector<Word>& words) {
@@ -498,19 +525,27 @@ std::string Runner::value(const std::vector<Word>& what) {
         const auto [name, index] = nameAndIndex(first.substr(6));
         return show(readState(program_->state, name, index));
     }
-    if (first.rfind("port1.", 0) == 0 || first.rfind("port2.", 0) == 0) {
-        const std::string which = first.substr(0, 5);
-        const std::string item = first.substr(6);
-        SerialPort& p = port(which);
-        if (item == "written") return scenario::quoted(line(which).takeWritten());
-        if (item == "DTR") return p.DTREnable() ? "True" : "False";
-        if (item == "RTS") return p.RTSEnable() ? "True" : "False";
-        if (item == "open") return p.PortOpen() ? "True" : "False";
-        if (item == "settings") return scenario::quoted(p.Settings());
-        if (item == "handshaking") return std::to_string(p.Handshaking());
-        if (item == "number") return std::to_string(p.CommPort());
-        throw SyntaxError("expected written, DTR, RTS, open, settings, handshaking or number");
-    }
+    if (first.rfind("port1.", 0) == 0 || first.rfind("port2.", 0) == 0) return portValue(first);
+    return propertyValue(first);
+}
+
+// portN.ITEM: the component's state, or what the program wrote to the line.
+std::string Runner::portValue(const std::string& first) {
+    const std::string which = first.substr(0, 5);
+    const std::string item = first.substr(6);
+    SerialPort& p = port(which);
+    if (item == "written") return scenario::quoted(line(which).takeWritten());
+    if (item == "DTR") return p.DTREnable() ? "True" : "False";
+    if (item == "RTS") return p.RTSEnable() ? "True" : "False";
+    if (item == "open") return p.PortOpen() ? "True" : "False";
+    if (item == "settings") return scenario::quoted(p.Settings());
+    if (item == "handshaking") return std::to_string(p.Handshaking());
+    if (item == "number") return std::to_string(p.CommPort());
+    throw SyntaxError("expected written, DTR, RTS, open, settings, handshaking or number");
+}
+
+// FORM.PROPERTY, FORM.CONTROL.PROPERTY or FORM.TOOLBAR.Buttons(N).PROPERTY.
+std::string Runner::propertyValue(const std::string& first) {
     const auto parts = splitPath(first);
     if (parts.size() < 2)
         throw SyntaxError("expected a path FORM.CONTROL.PROPERTY, found " + first);

@@ -28,6 +28,24 @@ public:
 private:
     void execute(const std::vector<Word>& words);
     std::string value(const std::vector<Word>& what);  // the printed value of WHAT
+    std::string portValue(const std::string& what);
+    std::string propertyValue(const std::string& what);
+    // The commands, one member each; execute() finds them by name.
+    void clickCommand(const std::vector<Word>& words);
+    void key(const std::vector<Word>& words);
+    void mouseUp(const std::vector<Word>& words);
+    void resize(const std::vector<Word>& words);
+    void feed(const std::vector<Word>& words);
+    void setLine(const std::vector<Word>& words);
+    void let(const std::vector<Word>& words);
+    void openPort(const std::vector<Word>& words);
+    void hangupOrPlug(const std::vector<Word>& words);
+    void busy(const std::vector<Word>& words);
+    void tickCommand(const std::vector<Word>& words);
+    void drainCommand(const std::vector<Word>& words);
+    void answer(const std::vector<Word>& words);
+    void screen(const std::vector<Word>& words);
+    void printOrExpect(const std::vector<Word>& words);
     void call(const std::vector<Word>& words);
     void set(const std::vector<Word>& words);
     void click(const std::string& path);
