@@ -154,18 +154,25 @@ bool setupShots(const QDir& folder) {
     return ok;
 }
 
-// Answers the next file dialog that opens with `path`.
+// Answers the next file dialog that opens with `path`. The dialog does not
+// take a file while its name box has the focus, so the focus leaves it first;
+// the dialog is answered again until it closes.
 void answerNextFileDialog(const std::string& path) {
     auto* poll = new QTimer;
     int tries = 0;
+    bool seen = false;
     QObject::connect(poll, &QTimer::timeout, [=]() mutable {
         auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        if (!dialog && ++tries < 100) return;
+        if (dialog && dialog->isVisible()) {
+            seen = true;
+            if (QWidget* focused = dialog->focusWidget()) focused->clearFocus();
+            dialog->selectFile(QString::fromLocal8Bit(path.c_str()));
+            static_cast<QDialog*>(dialog)->accept();  // public in QDialog
+            return;
+        }
+        if (!seen && ++tries < 100) return;
         poll->stop();
         poll->deleteLater();
-        if (!dialog) return;
-        dialog->selectFile(QString::fromLocal8Bit(path.c_str()));
-        static_cast<QDialog*>(dialog)->accept();  // public in QDialog
     });
     poll->start(50);
 }
