@@ -20,12 +20,8 @@ FrmFindData::FrmFindData() : Form("frmFindData") {
         txtFound[i] = place(add<TextBox>(frame, "txtFound", i), 120, 540, 4335, 285);
         txtFound[i]->MultiLine = false;
     }
-    cmdOK = place(add<CommandButton>(nullptr, "cmdOK"), 1080, 2160, 1215, 405);
-    cmdOK->Caption = "OK";
-    cmdOK->Picture = "ok.png";
-    cmdCancel = place(add<CommandButton>(nullptr, "cmdCancel"), 2520, 2160, 1215, 405);
-    cmdCancel->Caption = "Cancel";
-    cmdCancel->Picture = "cancel.png";
+    cmdOK = addButton(*this, "cmdOK", "OK", "ok.png", 1080, 2160);
+    cmdCancel = addButton(*this, "cmdCancel", "Cancel", "cancel.png", 2520, 2160);
 }
 
 }  // namespace tvl

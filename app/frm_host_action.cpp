@@ -63,12 +63,8 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
                            "A row with a Converted Value needs a Present Value. "
                            "A value holds at most 255 characters.",
                            120, 4920, 6960, 435);
-    cmdOk = place(add<CommandButton>(nullptr, "cmdOk"), 2280, 5520, 1215, 405);
-    cmdOk->Caption = "OK";
-    cmdOk->Picture = "ok.png";
-    cmdCancel = place(add<CommandButton>(nullptr, "cmdCancel"), 3720, 5520, 1215, 405);
-    cmdCancel->Caption = "Cancel";
-    cmdCancel->Picture = "cancel.png";
+    cmdOk = addButton(*this, "cmdOk", "OK", "ok.png", 2280, 5520);
+    cmdCancel = addButton(*this, "cmdCancel", "Cancel", "cancel.png", 3720, 5520);
 }
 
 }  // namespace tvl
