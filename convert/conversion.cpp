@@ -1,5 +1,7 @@
 #include "convert/conversion.h"
 
+#include <memory>
+
 #include "app/frm_main.h"
 #include "app/program.h"
 #include "app/sound_cues.h"
@@ -8,19 +10,34 @@ namespace tvl {
 
 namespace {
 
-// What both dialogs do as they unload: FrmMain comes back, enabled and shown.
-void giveBackMain(Program& program) {
-    if (!program.FrmMain) return;
-    FrmMain& main = *program.FrmMain;
-    main.Enabled = true;
-    main.Visible = true;
-    program.platform.formShown(main);
+// Shows a dialog over a disabled FrmMain, without a modal wait; one not
+// loaded is made first, its events bound and its Form_Load run.
+template <class Dialog>
+void showOverMain(Program& program, std::unique_ptr<Dialog>& dialog, void (*bind)(Program&),
+                  void (*load)(Program&)) {
+    program.FrmMain->Enabled = false;
+    if (!dialog) {
+        dialog = std::make_unique<Dialog>();
+        bind(program);
+        load(program);
+    }
+    dialog->Visible = true;
+    program.platform.formShown(*dialog);
 }
 
-// Shows a dialog over a disabled FrmMain, without a modal wait.
-void showOverMain(Program& program, Form& dialog) {
-    dialog.Visible = true;
-    program.platform.formShown(dialog);
+// What both dialogs do as they unload: FrmMain comes back, enabled and
+// shown, and the dialog is gone.
+template <class Dialog>
+void unload(Program& program, std::unique_ptr<Dialog>& dialog) {
+    if (!dialog) return;
+    if (program.FrmMain) {
+        FrmMain& main = *program.FrmMain;
+        main.Enabled = true;
+        main.Visible = true;
+        program.platform.formShown(main);
+    }
+    program.platform.formUnloaded(*dialog);
+    dialog.reset();
 }
 
 void bindHostAction(Program& program) {
@@ -69,13 +86,7 @@ std::optional<RowProblem> rowProblem(const std::array<std::string, kValueBoxes>&
 }
 
 void mnuDataConvertion_Click(Program& program) {
-    program.FrmMain->Enabled = false;
-    if (!program.frmHostAction) {
-        program.frmHostAction = std::make_unique<FrmHostAction>();
-        bindHostAction(program);
-        frmHostAction_Form_Load(program);
-    }
-    showOverMain(program, *program.frmHostAction);
+    showOverMain(program, program.frmHostAction, bindHostAction, frmHostAction_Form_Load);
 }
 
 void frmHostAction_Form_Load(Program& program) {
@@ -113,23 +124,12 @@ void frmHostAction_cmdOK_Click(Program& program) {
 
 void frmHostAction_cmdCancel_Click(Program& program) { frmHostAction_Form_Unload(program); }
 
-void frmHostAction_Form_Unload(Program& program) {
-    if (!program.frmHostAction) return;
-    giveBackMain(program);
-    program.platform.formUnloaded(*program.frmHostAction);
-    program.frmHostAction.reset();
-}
+void frmHostAction_Form_Unload(Program& program) { unload(program, program.frmHostAction); }
 
 // ---------------------------------------------------------------- Watch Data
 
 void mnuFindData_Click(Program& program) {
-    program.FrmMain->Enabled = false;
-    if (!program.frmFindData) {
-        program.frmFindData = std::make_unique<FrmFindData>();
-        bindFindData(program);
-        frmFindData_Form_Load(program);
-    }
-    showOverMain(program, *program.frmFindData);
+    showOverMain(program, program.frmFindData, bindFindData, frmFindData_Form_Load);
 }
 
 void frmFindData_Form_Load(Program& program) {
@@ -154,12 +154,7 @@ void frmFindData_cmdCancel_Click(Program& program) {
     frmFindData_Form_Unload(program);
 }
 
-void frmFindData_Form_Unload(Program& program) {
-    if (!program.frmFindData) return;
-    giveBackMain(program);
-    program.platform.formUnloaded(*program.frmFindData);
-    program.frmFindData.reset();
-}
+void frmFindData_Form_Unload(Program& program) { unload(program, program.frmFindData); }
 
 // ---------------------------------------------------------------- commands
 
