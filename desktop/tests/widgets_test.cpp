@@ -18,6 +18,7 @@
 #include <QToolButton>
 #include <cmath>
 #include <set>
+#include <utility>
 
 #include "app/frm_find_data.h"
 #include "app/frm_host_action.h"
@@ -93,13 +94,8 @@ TEST(QtView, SplashEndsOnALeftClickAndTheMainWindowComesUp) {
 TEST(QtView, EveryControlOfTheMainWindowHasItsNamedWidget) {
     Window w;
     FormView& v = w.start();
-    std::size_t found = 0;
-    for (const auto& c : w.form().controls()) {
-        QObject* o = v.findChild<QObject*>(QString::fromStdString(c->key()));
-        EXPECT_NE(o, nullptr) << c->key();
-        found += o != nullptr;
-    }
-    EXPECT_EQ(found, w.form().controls().size());
+    for (const auto& c : w.form().controls())
+        EXPECT_NE(v.findChild<QObject*>(QString::fromStdString(c->key())), nullptr) << c->key();
     // The tree: a pane inside its frame, the frame inside its group.
     EXPECT_EQ(w.widget("txtCommunication(3)")->parentWidget(), w.widget("fraTxRx(3)"));
     EXPECT_EQ(w.widget("fraTxRx(3)")->parentWidget(), w.widget("fraComMonitor(1)"));
@@ -157,38 +153,29 @@ TEST(QtView, ToolbarClickReachesTheModelAndTheModelComesBack) {
     EXPECT_TRUE(w.form().tbrTarvoline->Buttons(3).Image == 3);
 }
 
+// Which surface raises which menu is the commands scenario's; here a right
+// click on a widget reaches its control, and a pane's viewport none.
 TEST(QtView, RightButtonRaisesThePopupOfItsSurface) {
     Window w;
     FormView& v = w.start();
-    auto release = [&](QWidget* on, Qt::MouseButton b) {
-        QTest::mouseClick(on, b, {}, QPoint(3, 3));
-        auto out = w.popups;
-        w.popups.clear();
-        return out;
+    auto release = [&](QWidget* on) {
+        QTest::mouseClick(on, Qt::RightButton, {}, QPoint(3, 3));
+        return std::exchange(w.popups, {});
+    };
+    const auto viewport = [&](const char* pane) {
+        return w.widget(pane)->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport"));
     };
     using Menus = std::vector<std::string>;
-    EXPECT_EQ(release(&v, Qt::RightButton), Menus{"mnuMenu"});
-    // The groups are disabled before Setup: the click falls through to the window.
-    EXPECT_EQ(release(w.widget("fraTxRx(0)"), Qt::RightButton), Menus{"mnuMenu"});
+    EXPECT_EQ(release(&v), Menus{"mnuMenu"});
+    EXPECT_EQ(release(w.widget("tbrTarvoline")), Menus{"mnuMenu"});
     w.model([&] { w.form().fraComMonitor[0]->Enabled = true; });
-    EXPECT_EQ(release(w.widget("fraComMonitor(0)"), Qt::RightButton), Menus{"mnuMenu"});
-    EXPECT_EQ(release(w.widget("fraTxRx(0)"), Qt::RightButton), Menus{});
-    EXPECT_EQ(release(w.widget("txtCommunication(0)")
-                          ->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport")),
-                      Qt::RightButton),
-              Menus{});
-    EXPECT_EQ(release(w.widget("tbrTarvoline"), Qt::RightButton), Menus{"mnuMenu"});
-    // Review: the window's surfaces turn to the review set.
+    EXPECT_EQ(release(w.widget("fraTxRx(0)")), Menus{});
+    EXPECT_EQ(release(viewport("txtCommunication(0)")), Menus{});
     w.model([&] {
         w.form().tbrTarvoline->Visible = false;
-        w.form().tbrFileAccess->Visible = true;
         w.form().txtPort1->Visible = true;
     });
-    EXPECT_EQ(release(&v, Qt::RightButton), Menus{"mnuFileAccess"});
-    EXPECT_EQ(
-        release(w.widget("txtPort1")->findChild<QWidget*>(QStringLiteral("qt_scrollarea_viewport")),
-                Qt::RightButton),
-        Menus{"mnuFileAccess"});
+    EXPECT_EQ(release(viewport("txtPort1")), Menus{"mnuFileAccess"});
 }
 
 TEST(QtView, ATransmitPaneSendsEveryKeyCtrlLettersEscAndTabAsTheirCodes) {
@@ -199,8 +186,10 @@ TEST(QtView, ATransmitPaneSendsEveryKeyCtrlLettersEscAndTabAsTheirCodes) {
         p.mscComControl2.setCommPort(2);
         p.mscComControl2.setPortOpen(true);
         w.form().fraComMonitor[0]->Enabled = true;
-        w.form().txtCommunication[0]->Enabled = true;
+        w.form().txtCommunication[0]->Enabled = w.form().chkUARTControl[0]->Enabled = true;
     });
+    QTest::mouseClick(w.widget("chkUARTControl(0)"), Qt::LeftButton);
+    EXPECT_EQ(w.form().chkUARTControl[0]->Value, 1);
     auto* pane = w.widget<QPlainTextEdit>("txtCommunication(0)");
     pane->setFocus();
     QTest::keyClicks(pane, "AB");
@@ -237,6 +226,17 @@ TEST(QtView, SetupAnswersEnterEscAndItsCloseBoxAndItsBoxesEditAsOnTheDesktop) {
     EXPECT_EQ(number.Text(), "901");
     EXPECT_EQ(p.frmSetup->lblComPort[0]->Caption, p.mscComControl1.describe(901) + " (present)");
 
+    // An option button and a combo box send the user's choice to their models.
+    auto* host = setup->findChild<QRadioButton*>(QStringLiteral("optMode(1)"));
+    ASSERT_NE(host, nullptr);
+    QTest::mouseClick(host, Qt::LeftButton);
+    EXPECT_TRUE(p.frmSetup->optMode[1]->Value);
+    EXPECT_TRUE(p.frmSetup->optMonitor[2]->Value) << "the model's Click did not run";
+    EXPECT_FALSE(setup->findChild<QRadioButton*>(QStringLiteral("optMode(0)"))->isChecked());
+    auto* speed = setup->findChild<QComboBox*>(QStringLiteral("cboBPS"));
+    speed->setCurrentIndex(speed->findText(QStringLiteral("9600")));
+    EXPECT_EQ(p.frmSetup->cboBPS->Text, "9600");
+
     // Enter presses OK, the default button, and adds no line break.
     QTest::keyClick(port, Qt::Key_Return);
     EXPECT_EQ(number.Text(), "901");
@@ -255,7 +255,7 @@ TEST(QtView, SetupAnswersEnterEscAndItsCloseBoxAndItsBoxesEditAsOnTheDesktop) {
     EXPECT_TRUE(w.view->isEnabled());
 }
 
-TEST(QtView, TheOtherWindowsCloseBoxesLeaveAsTheirCancelDoesNotChangingTheWatch) {
+TEST(QtView, EveryWindowsCloseBoxLeavesAsItsCancelOrExitDoes) {
     Window w;
     w.start();
     Program& p = *w.app.program;
@@ -278,6 +278,13 @@ TEST(QtView, TheOtherWindowsCloseBoxesLeaveAsTheirCancelDoesNotChangingTheWatch)
     ASSERT_NE(w.app.desktop.helpWindow(), nullptr);
     w.app.desktop.helpWindow()->close();
     EXPECT_TRUE(!w.app.desktop.helpWindow() || !w.app.desktop.helpWindow()->isVisible());
+
+    // The main window's close box runs Exit.
+    w.view->close();
+    EXPECT_EQ(w.ends, 1);
+    EXPECT_TRUE(p.exited);
+    EXPECT_EQ(qtFileFilter("Tarvoline File (*.tvl)|*.tvl|Texts|*.txt;*.log"),
+              QStringLiteral("Tarvoline File (*.tvl);;Texts (*.txt *.log)"));
 }
 
 // How many pixels a control's text is wider than the room its widget gives it.
@@ -370,45 +377,6 @@ TEST(QtView, BytesOnTheLineReachThePanesThroughTheEventLoop) {
     EXPECT_EQ(port.InBufferCount(), 1);
     w.model([&] { w.form().tmrTarvoline->Enabled = true; });
     EXPECT_TRUE(QTest::qWaitFor([&] { return port.InBufferCount() == 0; }, 2000));
-}
-
-TEST(QtView, CloseBoxRunsExitAndTheFileFilterIsTranslated) {
-    Window w;
-    FormView& v = w.start();
-    v.close();
-    EXPECT_EQ(w.ends, 1);
-    EXPECT_TRUE(w.app.program->exited);
-    EXPECT_EQ(qtFileFilter("Tarvoline File (*.tvl)|*.tvl|Texts|*.txt;*.log"),
-              QStringLiteral("Tarvoline File (*.tvl);;Texts (*.txt *.log)"));
-}
-
-// The Setup dialog's option buttons, combo box and OK, and a switch of the
-// main window, as the user works them.
-TEST(QtView, DialogControlsSendTheUsersChangesToTheirModels) {
-    Window w;
-    w.start();
-    w.model([&] { mnuSetup_Click(*w.app.program); });
-    FrmSetup& setup = *w.app.program->frmSetup;
-    FormView* v = w.app.desktop.view(setup);
-    ASSERT_NE(v, nullptr);
-    auto* host = v->findChild<QRadioButton*>(QStringLiteral("optMode(1)"));
-    ASSERT_NE(host, nullptr);
-    EXPECT_EQ(host->parentWidget(), v->findChild<QWidget*>(QStringLiteral("fraMode")));
-    QTest::mouseClick(host, Qt::LeftButton);
-    EXPECT_TRUE(setup.optMode[1]->Value);
-    EXPECT_TRUE(setup.optMonitor[2]->Value) << "the model's Click did not run";
-    EXPECT_FALSE(v->findChild<QRadioButton*>(QStringLiteral("optMode(0)"))->isChecked());
-    auto* speed = v->findChild<QComboBox*>(QStringLiteral("cboBPS"));
-    ASSERT_NE(speed, nullptr);
-    speed->setCurrentIndex(speed->findText(QStringLiteral("9600")));
-    EXPECT_EQ(setup.cboBPS->Text, "9600");
-    QTest::keyClick(v, Qt::Key_Return);  // OK is the default button
-    EXPECT_FALSE(setup.Visible);
-
-    w.model(
-        [&] { w.form().fraComMonitor[0]->Enabled = w.form().chkUARTControl[0]->Enabled = true; });
-    QTest::mouseClick(w.widget("chkUARTControl(0)"), Qt::LeftButton);
-    EXPECT_EQ(w.form().chkUARTControl[0]->Value, 1);
 }
 
 }  // namespace
