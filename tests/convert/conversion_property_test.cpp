@@ -1,16 +1,16 @@
 // Random byte streams through the pump in Host mode, one tick at a time and in
-// batched slices, under random rule sets
-// typed into the Specify Action dialog, checked against a reference model of
-// what the rows mean. And which rows the dialog refuses to store.
+// batched slices, under random rule sets typed into the Specify Action dialog,
+// checked against a reference model of what the rows mean. (The rows the
+// dialog refuses: the convert_host_action scenario.)
 #include <array>
 #include <random>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "app/frm_host_action.h"
 #include "app/frm_main.h"
 #include "app/program.h"
-#include "convert/conversion.h"
 #include "platform/quiet_platform.h"
 #include "tests/support/program_on_lines.h"
 
@@ -184,48 +184,6 @@ TEST(ConversionProperty, HostModeSendsHoldsOrReplacesEveryByteAsTheRowsSay) {
             }
         }
     }
-}
-
-TEST(ConversionDialog, RefusesRowsItCannotStoreAndNamesTheFirst) {
-    const std::string longest(MaxRowValueLength, 'v');
-    const std::string tooLong = longest + "w";
-
-    std::array<std::string, 20> fine;
-    for (int k = 0; k < 20; ++k) fine[k] = (k % 10 < 5) ? longest : std::string();
-    EXPECT_FALSE(rowProblem(fine)) << "255 characters fit, and an empty Converted Value deletes";
-
-    for (int box = 0; box < 20; ++box) {
-        SCOPED_TRACE("box " + std::to_string(box));
-        const int port = box / 10 + 1, row = box % 5 + 1;
-        const bool present = box % 10 < 5;
-        std::array<std::string, 20> values = fine;
-        values[box] = tooLong;
-        auto problem = rowProblem(values);
-        ASSERT_TRUE(problem);
-        EXPECT_EQ(problem->box, box);
-        EXPECT_EQ(problem->message, "Port " + std::to_string(port) + ", row " +
-                                        std::to_string(row) + ": the " +
-                                        (present ? "Present" : "Converted") +
-                                        " Value has 256 characters; a value holds at most 255.");
-        if (present) continue;
-        // A Converted Value under an empty Present Value.
-        values = {};
-        values[box] = "x";
-        problem = rowProblem(values);
-        ASSERT_TRUE(problem);
-        EXPECT_EQ(problem->box, box - 5);
-        EXPECT_EQ(problem->message.substr(0, 14),
-                  "Port " + std::to_string(port) + ", row " + std::to_string(row) + ":");
-    }
-
-    // Two faulty rows: Port 1 before Port 2, top down.
-    std::array<std::string, 20> two = {};
-    two[17] = "x";
-    two[13] = tooLong;
-    ASSERT_TRUE(rowProblem(two));
-    EXPECT_EQ(rowProblem(two)->box, 12);
-    two[8] = "y";
-    EXPECT_EQ(rowProblem(two)->box, 3);
 }
 
 }  // namespace
