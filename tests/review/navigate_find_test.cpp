@@ -8,16 +8,6 @@
 namespace tvl::review_test {
 namespace {
 
-// A review of five entries: 2 is the head, 3..5 the data records.
-struct FiveEntries : ReviewRig {
-    FiveEntries() {
-        open(recordRun("five.tvl", {"head", "HEAD"},
-                       {{"one", "uno"}, {"two", "dos"}, {"three", "tres"}}));
-    }
-    int at() const { return program->state.RecordIndex; }
-    std::string shown() { return form().txtPort1->Text() + "|" + form().txtPort2->Text(); }
-};
-
 TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumn) {
     ReviewRig r;
     r.open(r.recordRun(
@@ -45,7 +35,9 @@ TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumn) {
 }
 
 TEST(ReviewFind, AHitOrAMissLeavesTheEntriesAsTheyWere) {
-    FiveEntries r;
+    ReviewRig r;
+    r.open(r.recordRun("five.tvl", {"head", "HEAD"},
+                       {{"one", "uno"}, {"two", "dos"}, {"three", "tres"}}));
     mnuForward_Click(*r.program);
     r.form().txtPort1->setText("unsaved edit");
     for (const char* text : {"ONE", "threethree"}) {  // case counts; longer than every column
@@ -54,11 +46,11 @@ TEST(ReviewFind, AHitOrAMissLeavesTheEntriesAsTheyWere) {
         EXPECT_EQ(r.platform.messages.back(),
                   std::string("Tarvoline did not found the data.: Sorry but the ") + text +
                       " is not found!");
-        EXPECT_EQ(r.shown(), "unsaved edit|dos");
+        EXPECT_EQ(r.form().txtPort1->Text() + "|" + r.form().txtPort2->Text(), "unsaved edit|dos");
     }
     r.platform.inputs = {"three"};
     mnuFind_Click(*r.program);  // a hit shows its entry without writing the panes back
-    EXPECT_EQ(r.at(), 5);
+    EXPECT_EQ(r.state().RecordIndex, 5);
     EXPECT_EQ(r.state().RecordPort1[4], "two");
 
     // All columns empty: the empty text (a cancelled input box) hits nothing.
