@@ -1,5 +1,6 @@
 // What a run writes to its capture beyond what the scenarios read back: a
-// store failing in the middle of a run, and one-port runs into every store.
+// store failing in the middle of a run, one-port runs into every store, and
+// the blanks of a database.
 #include <unistd.h>
 
 #include <filesystem>
@@ -123,6 +124,22 @@ TEST(CaptureWriter, OnePortRunsCaptureThatPortsTrafficInItsOwnColumnInEveryStore
             EXPECT_EQ(column, (std::vector<std::string>{std::string(200, 'a'), "bcd"}));
         }
     }
+}
+
+// "Save MDB" and "Monitor Both": a pane that fills before the other column was
+// ever given writes a blank there (a database gives a never-given column one
+// blank), and Stop writes both panes.
+TEST(CaptureWriter, ADatabaseGetsABlankForAColumnNeverGiven) {
+    CaptureRun run;
+    run.startRun(2, 1, "run.mdb");
+    run.line1.feed("x");  // pane 3 holds text when pane 1 reaches the limit
+    run.line2.feed(std::string(200, 'a') + "\xE9");
+    run.pump();
+    run.line1.feed("yz\r");
+    run.pump();
+    mnuStartStop_Click(*run.program);
+    EXPECT_EQ(recordsOf((run.folder / "run.mdb").string(), {}),
+              (std::vector<Record>{{std::string(200, 'a'), " "}, {"\xE9", "xyz<CR>"}}));
 }
 
 }  // namespace

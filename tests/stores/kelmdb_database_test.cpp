@@ -1,5 +1,6 @@
 // The database beyond the store contract: its catalog and columns as mdbtools
-// and mdb-reader see them, a long capture, and the records of a run.
+// and mdb-reader see them, and a long capture. (The records of a run:
+// tests/capture.)
 #include "components/stores/kelmdb_database.h"
 
 #include "components/stores/jet4_catalog.h"
@@ -11,14 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "app/frm_main.h"
-#include "app/frm_setup.h"
-#include "app/program.h"
-#include "components/stores/stores.h"
-#include "platform/quiet_platform.h"
-#include "setup/setup.h"
 #include "tests/stores/store_readers.h"
-#include "tests/support/program_on_lines.h"
 
 namespace tvl::testing {
 namespace {
@@ -125,39 +119,6 @@ TEST(KelMDBDatabase, AHundredThousandRecordsReadBackWhole) {
     for (std::size_t i = 0; i < records.size(); ++i)
         if (csv[i + 1] != std::vector<std::string>{records[i].first, records[i].second})
             FAIL() << "mdb-export row " << i;
-    EXPECT_EQ(error, "");
-}
-
-// A run through Setup with "Save MDB" and "Monitor Both": a pane that fills
-// before the other column was ever given writes a blank there (a database
-// gives a never-given column one blank), and Stop writes both panes.
-TEST(KelMDBDatabase, ARunThroughSetupWritesThePanesWithTheirBlanks) {
-    ScratchFolder dir;
-    ProgramOnLines<QuietPlatform> run;
-    ProgramParts parts;
-    parts.makeMDB = makeKelMDB;
-    Program& program = run.make(std::move(parts));
-    run.start();
-    mnuSetup_Click(program);
-    FrmSetup& setup = *program.frmSetup;
-    setup.optMonitor[2]->choose();
-    setup.optSaving[1]->choose();
-    run.platform.saveAnswer = dir.file("run.mdb");
-    setup.cmdOK->Click();
-    ASSERT_TRUE(run.platform.messages.empty()) << run.platform.messages.front();
-
-    program.FrmMain->mnuStartStop->Click();
-    run.line1.feed("x");  // pane 3 holds text when pane 1 reaches the limit
-    run.line2.feed(std::string(200, 'a') + "\xE9");
-    run.pump();
-    run.line1.feed("yz\r");
-    run.pump();
-    program.FrmMain->mnuStartStop->Click();
-    std::string error;
-    EXPECT_EQ(readMdbWithMdbExport(dir.file("run.mdb"), error),
-              (std::vector<std::vector<std::string>>{{"Port1 (DTE1)", "Port2 (DTE2/DCE)"},
-                                                     {std::string(200, 'a'), " "},
-                                                     {"\xE9", "xyz<CR>"}}));
     EXPECT_EQ(error, "");
 }
 
