@@ -1,5 +1,5 @@
-// A whole headless program over simulated lines, with a desktop that records
-// popups and the end of the process, and the steps of the start-up sound.
+// A whole headless program over simulated lines, in the program folder
+// /opt/tarvoline, with the steps given to its first sound player.
 #pragma once
 
 #include <memory>
@@ -8,29 +8,13 @@
 
 #include "app/frm_main.h"
 #include "app/program.h"
-#include "platform/platform.h"
+#include "platform/quiet_platform.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl::testing {
 
-class RecordingPlatform : public Platform {
-public:
-    void MsgBox(const std::string&, const std::string&, int, const std::string&, int) override {}
-    std::string InputBox(const std::string&, const std::string&) override { return {}; }
-    std::string ShowSave(const std::string&, const std::string&) override { return {}; }
-    std::string ShowOpen(const std::string&, const std::string&) override { return {}; }
-    void ShowHelp(const std::string&, int, int) override {}
-    int GetSystemMetrics(int) override { return 1024; }
-    std::string ProgramFolder() override { return "/opt/tarvoline"; }
-    void PopupMenu(Menu& menu) override { popups.push_back(menu.name()); }
-    void EndProcess() override { ++ends; }
-
-    std::vector<std::string> popups;
-    int ends = 0;
-};
-
-struct TestProgram : ProgramOnLines<RecordingPlatform> {
-    TestProgram() {
+struct TestProgram : ProgramOnLines<QuietPlatform> {
+    TestProgram() : ProgramOnLines("/opt/tarvoline") {
         make();
         program->mciTarvoline.trace = [this](const std::string& step) { sound.push_back(step); };
     }

@@ -62,7 +62,7 @@ TEST(ReviewSave, AFailedSaveNamesTheFileAndLosesNothing) {
     EXPECT_EQ(r.platform.messages[0].rfind("Tarvoline File Save Error: ", 0), 0u)
         << r.platform.messages[0];
     EXPECT_NE(r.platform.messages[0].find(path), std::string::npos) << r.platform.messages[0];
-    EXPECT_FALSE(r.platform.ended);
+    EXPECT_EQ(r.platform.ends, 0);
     EXPECT_EQ(readFile(path), before);
     EXPECT_EQ(r.state().RecordPort1[3], "precious");
     EXPECT_TRUE(fs::exists(path + ".new.tvl/inside"));  // what was there is left alone

@@ -29,8 +29,8 @@ TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumn) {
     }
     mnuForward_Click(*r.program);  // the ring goes on from the head
     EXPECT_EQ(r.state().RecordIndex, 3);
-    EXPECT_EQ(r.platform.prompts[0], "Please enter data:\rNote: This is a case sesitive.");
-    EXPECT_EQ(r.platform.titles[0], "Tarvoline Find data");
+    EXPECT_EQ(r.platform.asked.at(1),
+              "Tarvoline Find data: Please enter data:\rNote: This is a case sesitive.");
     EXPECT_TRUE(r.platform.messages.empty());
 }
 

@@ -16,8 +16,9 @@ TEST(ReviewOpen, LoadsEveryEntryOfARunsCaptureWithTheMonitorRunningBehind) {
                                            {{"first a", "first b"}, {"", "only b"}, {"third", ""}});
     mnuStartStop_Click(*rig.program);
     rig.open(path);
-    EXPECT_EQ(rig.platform.openFolder, rig.platform.ProgramFolder());
-    EXPECT_EQ(rig.platform.openFilter, "Kelmar Tarvoline (*.tvl)|*.tvl|All Files (*.*)|*.*");
+    EXPECT_EQ(rig.platform.asked,
+              std::vector<std::string>{"open in " + rig.platform.ProgramFolder() +
+                                       ": Kelmar Tarvoline (*.tvl)|*.tvl|All Files (*.*)|*.*"});
     EXPECT_TRUE(rig.platform.messages.empty());
     const SharedState& s = rig.state();
     EXPECT_EQ(s.RecordCount, 5);
@@ -95,7 +96,7 @@ TEST(ReviewOpen, EveryFailureEndsTheProgramAfterOneMessage) {
         ReviewRig rig;
         rig.open(c.make(rig));
         EXPECT_EQ(rig.platform.messages, std::vector<std::string>{kOpenError}) << c.what;
-        EXPECT_TRUE(rig.platform.ended && rig.program->exited) << c.what;
+        EXPECT_TRUE(rig.platform.ends == 1 && rig.program->exited) << c.what;
         EXPECT_EQ(rig.form().tbrTarvoline->Visible, !c.windowChanged) << c.what;
         EXPECT_EQ(rig.form().txtPort1->Visible, c.windowChanged) << c.what;
     }

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -32,33 +31,13 @@ using testing::readFile;
 using testing::readTvl;
 using testing::Record;
 
-class ReviewPlatform : public QuietPlatform {
-public:
-    using QuietPlatform::QuietPlatform;
-    std::string InputBox(const std::string& prompt, const std::string& title) override {
-        prompts.push_back(prompt);
-        titles.push_back(title);
-        std::string answer = inputs.empty() ? std::string() : inputs.front();
-        if (!inputs.empty()) inputs.pop_front();
-        return answer;
-    }
-    std::string ShowOpen(const std::string& folder, const std::string& filter) override {
-        openFolder = folder;
-        openFilter = filter;
-        return openAnswer;
-    }
-    std::deque<std::string> inputs;
-    std::vector<std::string> prompts, titles;
-    std::string openFolder, openFilter;
-};
-
 // The scratch folder comes first: the platform is told its name, and it is
 // removed only once the program is gone.
 struct WithScratch {
     testing::ScratchFolder scratch;
 };
 
-struct ReviewRig : WithScratch, testing::ProgramOnLines<ReviewPlatform> {
+struct ReviewRig : WithScratch, testing::ProgramOnLines<QuietPlatform> {
     ReviewRig() : ProgramOnLines(scratch.folder() + "program") {
         ProgramParts parts;
         parts.makeTVL = makeKelTVL;

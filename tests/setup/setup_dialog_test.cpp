@@ -20,18 +20,8 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-struct SaveDialogLog : QuietPlatform {
-    SaveDialogLog() : QuietPlatform("/opt/tarvoline") {}
-    std::string ShowSave(const std::string& folder, const std::string& filter) override {
-        folders.push_back(folder);
-        filters.push_back(filter);
-        return saveAnswer;
-    }
-    Calls folders, filters;
-};
-
-struct SetupRun : testing::ProgramOnLines<SaveDialogLog> {
-    SetupRun() {
+struct SetupRun : testing::ProgramOnLines<QuietPlatform> {
+    SetupRun() : ProgramOnLines("/opt/tarvoline") {
         ProgramParts parts;
         parts.makeTVL = makeKelTVL;
         parts.makeMDB = makeKelMDB;
@@ -59,9 +49,9 @@ TEST(SetupDialog, EachSavingModeAsksForItsKindOfFileAndMakesItsStore) {
     std::filesystem::create_directory(dir.file("caps.d"));
     run.ok(3, dir.file("caps.d/line"));
     run.ok(0, "unused");
-    EXPECT_EQ(run.platform.folders, Calls(3, "/opt/tarvoline"));
-    EXPECT_EQ(run.platform.filters, (Calls{"MS Access (*.mdb)|*.mdb", "MS Excel (*.xls)|*.xls",
-                                           "Kelmar Tarvoline (*.tvl)|"}));
+    EXPECT_EQ(run.platform.asked, (Calls{"save in /opt/tarvoline: MS Access (*.mdb)|*.mdb",
+                                         "save in /opt/tarvoline: MS Excel (*.xls)|*.xls",
+                                         "save in /opt/tarvoline: Kelmar Tarvoline (*.tvl)|"}));
     EXPECT_TRUE(run.platform.messages.empty());
     for (const char* file : {"line.mdb", "line.xls", "caps.d/line.tvl"})
         EXPECT_GT(std::filesystem::file_size(dir.file(file)), 0u) << file;
