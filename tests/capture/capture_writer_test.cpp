@@ -27,11 +27,10 @@ using testing::Record;
 
 // The program with every store, its capture made in a folder of its own.
 struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
-    fs::path folder =
-        fs::temp_directory_path() / ("tarvoline-capture-" + std::to_string(::getpid()));
+    testing::ScratchFolder scratch;
+    fs::path folder = scratch.path();
 
     CaptureRun() {
-        fs::create_directories(folder);
         ProgramParts parts;
         parts.makeTVL = makeKelTVL;
         parts.makeMDB = makeKelMDB;
@@ -39,10 +38,7 @@ struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
         make(std::move(parts));
         start();
     }
-    ~CaptureRun() {
-        program.reset();
-        fs::remove_all(folder);
-    }
+    ~CaptureRun() { program.reset(); }  // before its folder goes
     // Setup OK with this monitor choice and saving mode, into `name`; then Start.
     void startRun(int monitor, int saving, const std::string& name) {
         mnuSetup_Click(*program);

@@ -42,7 +42,6 @@
 namespace tvl {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::Record;
 const Record kTitles{"Port1 (DTE1): ", "Port2 (DTE2/DCE): "};
 
@@ -250,9 +249,7 @@ void expectKilledCapture(const std::vector<Record>& found, const Killed& k, std:
 // returned (where a write held back would be missed). `check` reads each file.
 void killFifteenTimes(int saving, const char* ext,
                       const std::function<void(const std::string&, const Killed&)>& check) {
-    char templ[] = "/tmp/tvl-killed-XXXXXX";
-    ASSERT_NE(::mkdtemp(templ), nullptr);
-    const fs::path folder = templ;
+    testing::ScratchFolder folder;
     const unsigned seed = std::random_device{}();
     std::printf("kill moments from seed %u\n", seed);
     std::mt19937 random(seed);
@@ -260,7 +257,7 @@ void killFifteenTimes(int saving, const char* ext,
     for (int i = 0; i < 15 && !::testing::Test::HasFailure(); ++i) {
         const From from = From(i % 3);
         const auto delay = std::chrono::microseconds(random() % (i % 3 ? 300 : 400000));
-        const std::string file = (folder / ("run" + std::to_string(i) + ext)).string();
+        const std::string file = folder / ("run" + std::to_string(i) + ext);
         const Killed k = runAndKill(saving, file, random(), delay, from);
         SCOPED_TRACE(file + ": " + std::to_string(k.appended.size()) + " appends returned" +
                      (k.pending ? ", killed while appending" : ""));
@@ -272,7 +269,6 @@ void killFifteenTimes(int saving, const char* ext,
     EXPECT_GT(total, 0u) << "no kill came after a record was written";
     std::printf("15 kills: %zu records appended in all, %zu kills during an append\n", total,
                 inAppend);
-    fs::remove_all(folder);
 }
 
 TEST(KilledCapture, TvlKeepsEveryRecordAppendedBeforeTheKill) {

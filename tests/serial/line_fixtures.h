@@ -22,28 +22,13 @@
 
 #include "components/serial/serial_port.h"
 #include "platform/headless_loop.h"
+#include "tests/support/scratch_folder.h"
 
 namespace tvl::test {
 
 using namespace std::chrono_literals;
 
-class TempFolder {
-public:
-    TempFolder() {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "tvl-serial-XXXXXX").string();
-        path_ = mkdtemp(pattern.data());
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    const std::string& path() const { return path_; }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
+using TempFolder = testing::ScratchFolder;
 
 // A pseudo-terminal whose master the test holds as the far end of a line; the
 // device under test opens the other end by its path.

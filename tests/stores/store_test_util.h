@@ -1,4 +1,4 @@
-// Shared by the capture tests: a scratch folder, file helpers, and a .tvl
+// Shared by the capture tests: file helpers, and a .tvl
 // capture read the way review reads it.
 #pragma once
 
@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "components/stores/keltvl_file.h"
+#include "tests/support/scratch_folder.h"
 
 namespace tvl::testing {
 
@@ -39,25 +40,6 @@ inline std::string utf8ToLatin1(const char* s) {
     }
     return out;
 }
-
-class ScratchFolder {
-public:
-    ScratchFolder() {
-        std::string templ = (std::filesystem::temp_directory_path() / "tvl-stores-XXXXXX").string();
-        if (!::mkdtemp(templ.data())) std::abort();
-        path_ = templ;
-    }
-    ~ScratchFolder() {
-        std::error_code ec;
-        std::filesystem::remove_all(path_, ec);
-    }
-    // With its trailing "/", as StoreFolder wants it.
-    std::string folder() const { return path_.string() + "/"; }
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    std::filesystem::path path_;
-};
 
 inline std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
