@@ -1,7 +1,8 @@
 // Renders the splash, the main window (at rest, in a run, in review), its
-// popup menu, the Host-mode dialogs, the Setup dialog (also with virtual
-// ports) and Setup's port failure message to PNG files in the folder given,
-// on a real X server (run under xvfb-run).
+// popup menu, the Host-mode dialogs, the help window (at its contents and at
+// a topic), the Setup dialog (also with virtual ports) and Setup's port
+// failure message to PNG files in the folder given, on a real X server (run
+// under xvfb-run).
 #include <stdlib.h>
 
 #include <QAbstractButton>
@@ -15,7 +16,10 @@
 #include <QMessageBox>
 #include <QMetaObject>
 #include <QScreen>
+#include <QScrollBar>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextBrowser>
 #include <QTimer>
 #include <cstdio>
 #include <filesystem>
@@ -31,6 +35,7 @@
 #include "desktop/qt_program.h"
 #include "desktop/tests/screenshot_util.h"
 #include "platform/qt/form_view.h"
+#include "platform/qt/help_window.h"
 #include "review/review.h"
 #include "setup/setup.h"
 
@@ -126,23 +131,20 @@ bool setupShots(const QDir& folder) {
             std::fprintf(stderr, "Setup did not come up\n");
             ok = false;
         } else {
+            const auto ports = [&](const char* one, const char* two) {
+                p.desktop.dispatch([&] {
+                    program.frmSetup->txtComPort[0]->setText(one);
+                    program.frmSetup->txtComPort[1]->setText(two);
+                });
+            };
             ok = save(*setup, folder, "setup.png") && ok;
             ok = saveDeviceList(*setup, folder) && ok;
-            p.desktop.dispatch([&] {
-                program.frmSetup->txtComPort[0]->setText("7");
-                program.frmSetup->txtComPort[1]->setText("8");
-            });
+            ports("7", "8");
             ok = save(*setup, folder, "setup_port7.png") && ok;
             // Three-digit numbers: virtual ports, each described by its published path.
-            p.desktop.dispatch([&] {
-                program.frmSetup->txtComPort[0]->setText("901");
-                program.frmSetup->txtComPort[1]->setText("902");
-            });
+            ports("901", "902");
             ok = save(*setup, folder, "setup_virtual_901.png") && ok;
-            p.desktop.dispatch([&] {
-                program.frmSetup->txtComPort[0]->setText("7");
-                program.frmSetup->txtComPort[1]->setText("8");
-            });
+            ports("7", "8");
             bool saved = false;
             saveNextModal(folder, "setup_failure.png", saved);
             p.desktop.dispatch([&] { program.frmSetup->cmdOK->Click(); });
@@ -208,6 +210,36 @@ bool reviewShot(tvl::QtProgram& program, QWidget& main, const QDir& folder) {
     return ok;
 }
 
+// The help window as the program asks for it: at its contents from the
+// toolbar's Help button, at the port-failure topic as the failure message's
+// Help button asks, and back at the contents from the menu. False, said on
+// stderr, when it doesn't come up or stands at the wrong place of the file.
+bool helpShots(tvl::QtProgram& program, const QDir& folder) {
+    tvl::FrmMain& f = *program.program->FrmMain;
+    tvl::HelpWindow* help = nullptr;
+    // The help file's line at the top of the window, and whether it scrolled there.
+    const auto stands = [&](const char* top, bool scrolled, const char* what) {
+        QTest::qWait(100);
+        QTextBrowser* b = help && help->isVisible() ? help->browser() : nullptr;
+        const bool ok = b && b->toPlainText().contains(QStringLiteral("Transparent mode")) &&
+                        b->cursorForPosition(QPoint(4, 4)).block().text() == QLatin1String(top) &&
+                        (b->verticalScrollBar()->value() > 0) == scrolled;
+        if (!ok) std::fprintf(stderr, "help window: %s\n", what);
+        return ok;
+    };
+    program.desktop.dispatch([&] { f.tbrTarvoline->ButtonClick(f.tbrTarvoline->Buttons(7)); });
+    help = program.desktop.helpWindow();
+    bool ok = stands("Tarvoline Help", false, "the toolbar's Help is not at the contents") &&
+              save(*help, folder, "help_contents.png");
+    program.desktop.ShowHelp("TARVOLINE.hlp", 1, 17);
+    ok = stands("A port won't open", true, "context 17 is not at its topic") &&
+         program.desktop.helpWindow() == help && save(*help, folder, "help_context17.png") && ok;
+    program.desktop.dispatch([&] { f.mnuHelp->Click(); });
+    ok = stands("Tarvoline Help", false, "the menu entry is not back at the contents") && ok;
+    if (help) help->close();
+    return ok;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -263,6 +295,7 @@ int main(int argc, char** argv) {
     main.resize(main.width() * 3 / 2, main.height() * 3 / 2);
     ok = save(main, folder, "main_large.png") && ok;
     main.resize(main.width() * 2 / 3, main.height() * 2 / 3);
+    ok = helpShots(program, folder) && ok;
     ok = reviewShot(program, main, folder) && ok;
 
     ok = setupShots(folder) && ok;
