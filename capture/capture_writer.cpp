@@ -73,17 +73,14 @@ void WriteFlush(Program& program, int i) {
     const std::string& text = main.txtCommunication[i]->Text();
     const bool mdb = s.SavingMode == 1;
     if (s.MonitorChoice == 2) {
-        if (i == 1) {
-            store->PortText1 = text;
-            if (mdb && store->PortText2.empty()) store->PortText2 = " ";
-            if (main.txtCommunication[3]->Text().empty()) store->PortText2 = " ";
-        } else if (i == 3) {
-            store->PortText2 = text;
-            if (mdb && store->PortText1.empty()) store->PortText1 = " ";
-            if (main.txtCommunication[1]->Text().empty()) store->PortText1 = " ";
-        } else {
-            return;
-        }
+        // Pane 1 fills Port 1's column, pane 3 Port 2's. The other column takes
+        // a blank when its pane is empty, and in a database when never given.
+        if (i != 1 && i != 3) return;
+        std::string& column = i == 1 ? store->PortText1 : store->PortText2;
+        std::string& other = i == 1 ? store->PortText2 : store->PortText1;
+        column = text;
+        if ((mdb && other.empty()) || main.txtCommunication[4 - i]->Text().empty())
+            other.assign(1, ' ');
     } else if (s.MonitorChoice == 0 && i == monitoredPane(0)) {
         store->PortText1 = text;
     } else if (s.MonitorChoice == 1 && i == monitoredPane(1)) {
