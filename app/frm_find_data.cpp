@@ -20,8 +20,8 @@ FrmFindData::FrmFindData() : Form("frmFindData") {
         txtFound[i] = place(add<TextBox>(frame, "txtFound", i), 120, 540, 4335, 285);
         txtFound[i]->MultiLine = false;
     }
-    cmdOK = addButton(*this, "cmdOK", "OK", "ok.png", 1080, 2160);
-    cmdCancel = addButton(*this, "cmdCancel", "Cancel", "cancel.png", 2520, 2160);
+    cmdOK = addButton(*this, "cmdOK", "ok.png", 1080, 2160);
+    cmdCancel = addButton(*this, "cmdCancel", "cancel.png", 2520, 2160);
 }
 
 }  // namespace tvl

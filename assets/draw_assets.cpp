@@ -464,7 +464,7 @@ void drawPortIcons() {
     port("port2.png", 2);
 }
 
-// The Setup dialog's picture buttons: a mark and a word on a raised face.
+// The dialogs' picture buttons: a mark and a word on a raised face.
 void drawDialogButtons() {
     auto button = [](const char* name, int w, int h, const char* word,
                      const std::function<void(QPainter&, const QRectF&)>& mark) {
@@ -488,18 +488,23 @@ void drawDialogButtons() {
         p.end();
         save(image, name);
     };
-    button("setup_ok.png", 97, 41, "OK", [](QPainter& p, const QRectF& r) {
+    const auto tick = [](QPainter& p, const QRectF& r) {
         p.setPen(QPen(QColor(0x2e, 0x8b, 0x3a), r.width() * 0.18, Qt::SolidLine, Qt::RoundCap,
                       Qt::RoundJoin));
         p.drawPolyline(QPolygonF({QPointF(r.left(), r.center().y()),
                                   QPointF(r.left() + r.width() * 0.4, r.bottom()),
                                   QPointF(r.right(), r.top())}));
-    });
-    button("setup_cancel.png", 97, 41, "Cancel", [](QPainter& p, const QRectF& r) {
+    };
+    const auto cross = [](QPainter& p, const QRectF& r) {
         p.setPen(QPen(QColor(0xb8, 0x2b, 0x2b), r.width() * 0.18, Qt::SolidLine, Qt::RoundCap));
         p.drawLine(r.topLeft(), r.bottomRight());
         p.drawLine(r.topRight(), r.bottomLeft());
-    });
+    };
+    button("setup_ok.png", 97, 41, "OK", tick);
+    button("setup_cancel.png", 97, 41, "Cancel", cross);
+    // The conversion and watch dialogs' smaller buttons.
+    button("ok.png", 81, 27, "OK", tick);
+    button("cancel.png", 81, 27, "Cancel", cross);
     button("setup_default.png", 80, 33, "Default", [](QPainter& p, const QRectF& r) {
         p.setPen(QPen(teal.darker(130), r.width() * 0.16, Qt::SolidLine, Qt::RoundCap));
         p.setBrush(Qt::NoBrush);

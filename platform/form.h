@@ -98,11 +98,10 @@ inline Label* addLabel(Form& form, Control* container, const char* name, int ind
     return label;
 }
 
-// Makes a command button with its caption and picture, placed in twips.
-inline CommandButton* addButton(Form& form, const char* name, const std::string& caption,
-                                const std::string& picture, float left, float top) {
+// Makes a picture button, its picture showing its word, placed in twips.
+inline CommandButton* addButton(Form& form, const char* name, const std::string& picture,
+                                float left, float top) {
     CommandButton* button = place(form.add<CommandButton>(nullptr, name), left, top, 1215, 405);
-    button->Caption = caption;
     button->Picture = picture;
     return button;
 }

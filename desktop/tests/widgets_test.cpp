@@ -317,7 +317,15 @@ int overflow(QWidget& w) {
     return 0;
 }
 
-TEST(QtView, NoCaptionLabelOrBoxTextIsWiderThanItsWidgetAtBaseAndDoubleSize) {
+// The picture files a control names.
+std::vector<std::string> picturesOf(const Control& c) {
+    if (auto* b = dynamic_cast<const CommandButton*>(&c)) return {b->Picture};
+    if (auto* i = dynamic_cast<const Image*>(&c)) return {i->Picture};
+    if (auto* t = dynamic_cast<const CheckBox*>(&c)) return {t->Picture, t->DownPicture};
+    return {};
+}
+
+TEST(QtView, NoCaptionLabelOrBoxTextIsWiderThanItsWidgetAndEveryPictureIsThere) {
     Window w;
     w.start();
     Program& p = *w.app.program;
@@ -333,6 +341,10 @@ TEST(QtView, NoCaptionLabelOrBoxTextIsWiderThanItsWidgetAtBaseAndDoubleSize) {
     for (Form* form : std::initializer_list<Form*>{p.FrmMain.get(), p.frmSetup.get(),
                                                    p.frmHostAction.get(), p.frmFindData.get()}) {
         FormView& v = *w.app.desktop.view(*form);
+        for (const auto& c : form->controls())
+            for (const std::string& file : picturesOf(*c))
+                EXPECT_TRUE(file.empty() || !QPixmap(v.pictureFile(file)).isNull())
+                    << form->name() << "." << c->key() << ": " << file;
         for (int scale : {1, 2}) {
             v.resize(v.size() * scale);
             for (const auto& c : form->controls()) {
