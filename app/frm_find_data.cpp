@@ -20,8 +20,8 @@ FrmFindData::FrmFindData() : Form("frmFindData") {
         txtFound[i] = place(add<TextBox>(frame, "txtFound", i), 120, 540, 4335, 285);
         txtFound[i]->MultiLine = false;
     }
-    cmdOK = addButton(*this, "cmdOK", "ok.png", 1080, 2160);
-    cmdCancel = addButton(*this, "cmdCancel", "cancel.png", 2520, 2160);
+    cmdOK = addButton(*this, "cmdOK", "ok.png", "Watch for these texts", 1080, 2160);
+    cmdCancel = addButton(*this, "cmdCancel", "cancel.png", "Switch both watches off", 2520, 2160);
 }
 
 }  // namespace tvl

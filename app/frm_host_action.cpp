@@ -63,8 +63,8 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
                            "A row with a Converted Value needs a Present Value. "
                            "A value holds at most 255 characters.",
                            120, 4920, 6960, 435);
-    cmdOk = addButton(*this, "cmdOk", "ok.png", 2280, 5520);
-    cmdCancel = addButton(*this, "cmdCancel", "cancel.png", 3720, 5520);
+    cmdOk = addButton(*this, "cmdOk", "ok.png", "Store the rows", 2280, 5520);
+    cmdCancel = addButton(*this, "cmdCancel", "cancel.png", "Close without storing", 3720, 5520);
 }
 
 }  // namespace tvl
