@@ -45,19 +45,15 @@ void check(bool good, const char* what) {
     ok = ok && good;
 }
 
-void save(const QPixmap& shot, const char* name) {
-    const QString file = folder.filePath(QString::fromLatin1(name));
-    if (shot.isNull() || !shot.save(file)) {
-        std::fprintf(stderr, "cannot write %s\n", qPrintable(file));
-        ok = false;
-    }
-    std::printf("%s %dx%d\n", qPrintable(file), shot.width(), shot.height());
-}
-
-// Lets the window settle first.
-void save(QWidget& window, const char* name) {
+// Writes the window, or the area of the screen given, once the window has settled.
+void save(QWidget& window, const char* name, const QRect& area = {}) {
     QTest::qWait(100);
-    save(window.grab(), name);
+    const QPixmap shot = area.isNull() ? window.grab()
+                                       : QGuiApplication::primaryScreen()->grabWindow(
+                                             0, area.x(), area.y(), area.width(), area.height());
+    const QString file = folder.filePath(QString::fromLatin1(name));
+    check(!shot.isNull() && shot.save(file), "cannot write a picture");
+    std::printf("%s %dx%d\n", qPrintable(file), shot.width(), shot.height());
 }
 
 // Hands the modal window that comes up within 5 s to `answer`, and again on
@@ -76,21 +72,6 @@ void whenModal(const char* what, std::function<bool(QWidget&)> answer) {
         poll->deleteLater();
     });
     poll->start(50);
-}
-
-// The Setup dialog with its list of this computer's serial devices open: the
-// screen under the dialog and the list, as the user sees them.
-void saveDeviceList(QWidget& setup) {
-    auto* list = setup.findChild<QComboBox*>(QStringLiteral("cboDevices"));
-    check(list, "Setup has no device list");
-    if (!list) return;
-    list->showPopup();
-    QTest::qWait(300);
-    const QRect area = setup.frameGeometry().united(list->view()->window()->frameGeometry());
-    save(QGuiApplication::primaryScreen()->grabWindow(0, area.x(), area.y(), area.width(),
-                                                      area.height()),
-         "setup_devices.png");
-    list->hidePopup();
 }
 
 void windowShots(QtProgram& app, const std::string& scratch) {
@@ -118,7 +99,16 @@ void windowShots(QtProgram& app, const std::string& scratch) {
     run([&] { mnuSetup_Click(p); });
     QWidget& setup = *app.desktop.view(*p.frmSetup);
     save(setup, "setup.png");
-    saveDeviceList(setup);
+    // Its list of this computer's serial devices open: the screen under the dialog and the list.
+    auto* list = setup.findChild<QComboBox*>(QStringLiteral("cboDevices"));
+    check(list, "Setup has no device list");
+    if (list) {
+        list->showPopup();
+        QTest::qWait(200);
+        save(setup, "setup_devices.png",
+             setup.frameGeometry().united(list->view()->window()->frameGeometry()));
+        list->hidePopup();
+    }
     auto ports = [&](const char* port1, const char* port2) {
         run([&] {
             p.frmSetup->txtComPort[0]->setText(port1);
@@ -133,9 +123,8 @@ void windowShots(QtProgram& app, const std::string& scratch) {
     whenModal("no message box for the missing ports", [](QWidget& box) {
         save(box, "setup_failure.png");
         auto* message = qobject_cast<QMessageBox*>(&box);
-        QAbstractButton* close = message ? message->button(QMessageBox::Ok) : nullptr;
-        if (close)
-            close->click();
+        if (QAbstractButton* ok = message ? message->button(QMessageBox::Ok) : nullptr)
+            ok->click();
         else
             box.close();
         return true;

@@ -8,17 +8,7 @@
 namespace tvl::review_test {
 namespace {
 
-// A review of five entries: 2 is the head, 3..5 the data records.
-struct FiveEntries : ReviewRig {
-    FiveEntries() {
-        open(recordRun("five.tvl", {"head", "HEAD"},
-                       {{"one", "uno"}, {"two", "dos"}, {"three", "tres"}}));
-    }
-    int at() const { return program->state.RecordIndex; }
-    std::string shown() { return form().txtPort1->Text() + "|" + form().txtPort2->Text(); }
-};
-
-TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumn) {
+TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumnAndAMissChangesNothing) {
     ReviewRig r;
     r.open(r.recordRun(
         "find.tvl", {"head x", "ABC"},
@@ -31,39 +21,38 @@ TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumn) {
     } finds[] = {{"abc", 4, f.txtPort2}, {"zz", 6, f.txtPort1},  {"ABC", 5, f.txtPort2},
                  {"Abc", 5, f.txtPort1}, {"abc", 4, f.txtPort2}, {"head", 2, f.txtPort1}};
     for (const auto& find : finds) {
-        r.platform.inputs = {find.text};
+        r.platform.input = find.text;
         mnuFind_Click(*r.program);
         EXPECT_EQ(r.state().RecordIndex, find.entry) << find.text;
         EXPECT_EQ(f.focus, find.focus) << find.text;
         EXPECT_EQ(f.txtPort1->Text(), r.state().RecordPort1[find.entry]);
     }
+    EXPECT_EQ(r.platform.asked,
+              "Tarvoline Find data: Please enter data:\rNote: This is a case sesitive.");
+    EXPECT_TRUE(r.platform.messages.empty());
     mnuForward_Click(*r.program);  // the ring goes on from the head
     EXPECT_EQ(r.state().RecordIndex, 3);
-    EXPECT_EQ(r.platform.prompts[0], "Please enter data:\rNote: This is a case sesitive.");
-    EXPECT_EQ(r.platform.titles[0], "Tarvoline Find data");
-    EXPECT_TRUE(r.platform.messages.empty());
-}
 
-TEST(ReviewFind, AHitOrAMissLeavesTheEntriesAsTheyWere) {
-    FiveEntries r;
-    mnuForward_Click(*r.program);
-    r.form().txtPort1->setText("unsaved edit");
-    for (const char* text : {"ONE", "threethree"}) {  // case counts; longer than every column
-        r.platform.inputs = {text};
+    // A miss shows its message and leaves the panes as they were; a hit shows
+    // its entry without writing the panes back.
+    f.txtPort1->setText("unsaved edit");
+    for (const char* text : {"ZZZ", "abc herenothing"}) {  // case counts; no text spans columns
+        r.platform.input = text;
         mnuFind_Click(*r.program);
         EXPECT_EQ(r.platform.messages.back(),
                   std::string("Tarvoline did not found the data.: Sorry but the ") + text +
                       " is not found!");
-        EXPECT_EQ(r.shown(), "unsaved edit|dos");
+        EXPECT_EQ(f.txtPort1->Text() + "|" + f.txtPort2->Text(), "unsaved edit|nothing");
     }
-    r.platform.inputs = {"three"};
-    mnuFind_Click(*r.program);  // a hit shows its entry without writing the panes back
-    EXPECT_EQ(r.at(), 5);
-    EXPECT_EQ(r.state().RecordPort1[4], "two");
+    r.platform.input = "upper";
+    mnuFind_Click(*r.program);
+    EXPECT_EQ(r.state().RecordIndex, 5);
+    EXPECT_EQ(r.state().RecordPort1[3], "abc here");
 
     // All columns empty: the empty text (a cancelled input box) hits nothing.
     for (auto* column : {&r.state().RecordPort1, &r.state().RecordPort2})
         for (auto& text : *column) text.clear();
+    r.platform.input.clear();
     mnuFind_Click(*r.program);
     EXPECT_EQ(r.platform.messages.back(),
               "Tarvoline did not found the data.: Sorry but the  is not found!");
