@@ -1,6 +1,6 @@
 // The Qt view of the windows under the user's keys and mouse: a widget per
-// control under its name, the scaled places in pixels, and events that reach
-// the model and come back.
+// control under its name, the scaled places in pixels, events that reach the
+// model and come back, and the help window at its topics.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -10,8 +10,11 @@
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QScreen>
+#include <QScrollBar>
 #include <QStyle>
 #include <QStyleOptionFrame>
+#include <QTextBlock>
+#include <QTextBrowser>
 #include <QTest>
 #include <QToolButton>
 #include <cmath>
@@ -255,10 +258,27 @@ TEST(QtView, DialogsAnswerKeysClicksAndTheirCloseBoxesAsOnTheDesktop) {
     }
     EXPECT_EQ(p.state.WatchArmed[0], 1);  // a close is no Cancel
     EXPECT_EQ(p.state.WatchString[0], "");
-    w.model([&] { p.platform.ShowHelp("TARVOLINE.hlp", 3, 0); });
-    ASSERT_NE(w.app.desktop.helpWindow(), nullptr);
-    w.app.desktop.helpWindow()->close();
-    EXPECT_FALSE(w.app.desktop.helpWindow() && w.app.desktop.helpWindow()->isVisible());
+
+    // Help: the file beside the program at its contents, then the same window
+    // at a context's topic (as a message box's Help button asks), then back.
+    const auto top = [&] {
+        QTextBrowser& b = *w.app.desktop.helpWindow()->browser();
+        return std::pair(b.verticalScrollBar()->value(),
+                         b.cursorForPosition(QPoint(4, 4)).block().text());
+    };
+    w.model([&] { w.form().mnuHelp->Click(); });
+    HelpWindow* help = w.app.desktop.helpWindow();
+    ASSERT_TRUE(help && help->isVisible());
+    EXPECT_TRUE(help->browser()->toPlainText().contains(QStringLiteral("Transparent mode")));
+    EXPECT_EQ(top(), std::pair(0, QStringLiteral("Tarvoline Help")));
+    w.model([&] { p.platform.ShowHelp("TARVOLINE.hlp", 1, 17); });
+    EXPECT_EQ(w.app.desktop.helpWindow(), help) << "a second help window";
+    EXPECT_GT(top().first, 0);
+    EXPECT_EQ(top().second, QStringLiteral("A port won't open"));
+    w.model([&] { w.form().mnuHelp->Click(); });
+    EXPECT_EQ(top().first, 0);
+    help->close();
+    EXPECT_FALSE(help->isVisible());
 
     // The main window's close box runs Exit.
     w.view->close();

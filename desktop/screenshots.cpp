@@ -1,9 +1,10 @@
-// Renders the program's windows to PNG files in the folder given, on a real X
-// server (run under xvfb-run): the splash, the main window (at rest, in a run,
-// larger, in review), its popup menu, the Host-mode dialogs, and the Setup
-// dialog (its device list, real and virtual ports, its port failure message).
-// With "help" after the folder: the help window at its contents and at a
-// context topic instead, failing when it stands at the wrong place of the file.
+// tarvoline-screenshots FOLDER [help]: draws the program's windows to PNG
+// files in FOLDER, on a real X server (run under xvfb-run): the splash, the
+// main window (at rest, in a run, larger, in review), its popup menu, the
+// Host-mode dialogs, and the Setup dialog (its device list, real and virtual
+// ports, its port failure message). With "help": the help window at its
+// contents and at a context topic instead. It exits 1 when a window it waits
+// for never comes up.
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QApplication>
@@ -13,11 +14,8 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QScreen>
-#include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextBlock>
-#include <QTextBrowser>
 #include <QTimer>
 #include <cstdio>
 #include <functional>
@@ -191,37 +189,17 @@ void windowShots(QtProgram& app, const std::string& scratch) {
     save(main, "review.png");
 }
 
-// The first line shown at the top of the help browser.
-QString topLine(const HelpWindow& help) {
-    return help.browser()->cursorForPosition(QPoint(4, 4)).block().text();
-}
-
 void helpShots(QtProgram& app) {
     FrmMain& f = *app.program->FrmMain;
-    // The toolbar's Help button (7, after two separators): the help file
-    // beside the program, at its contents.
+    // The toolbar's Help button (7, after two separators), then context 17 as
+    // the message box's Help button asks for it.
     app.desktop.dispatch([&] { f.tbrTarvoline->ButtonClick(f.tbrTarvoline->Buttons(7)); });
     HelpWindow* help = app.desktop.helpWindow();
     check(help && help->isVisible(), "Help didn't open the window");
     if (!help) return;
-    QTest::qWait(100);
-    const QScrollBar& scroll = *help->browser()->verticalScrollBar();
-    check(help->browser()->toPlainText().contains(QStringLiteral("Transparent mode")),
-          "the help file wasn't found beside the program");
-    check(scroll.value() == 0 && topLine(*help) == "Tarvoline Help", "not at the contents");
     save(*help, "help_contents.png");
-
-    // Context 17, as the message box's Help button asks for it: the same window, at the topic.
     app.desktop.ShowHelp("TARVOLINE.hlp", 1, 17);
-    QTest::qWait(100);
-    check(app.desktop.helpWindow() == help, "a second help window came up");
-    check(scroll.value() > 0 && topLine(*help) == "A port won't open", "not at context 17");
     save(*help, "help_context17.png");
-
-    // And back to the contents from the menu entry.
-    app.desktop.dispatch([&] { f.mnuHelp->Click(); });
-    QTest::qWait(50);
-    check(scroll.value() == 0, "the menu entry didn't return to the contents");
 }
 
 }  // namespace
