@@ -2,8 +2,9 @@
 # Line, function and branch coverage of the program's code by the whole test
 # suite: a Debug build with --coverage (in build-coverage/, or the folder
 # given), every test, then gcovr (Debian package gcovr) over every file but
-# those under tests/ and bench/, and the picture and sound generators of
-# assets/, which the build runs and no test can.
+# those under tests/ and bench/, the picture and sound generators of assets/,
+# which the build runs and no test can, and desktop/screenshots.cpp, which
+# draws the windows for people to look at (cmake --build --target screenshots).
 set -e
 cd "$(dirname "$0")/.."
 build=${1:-build-coverage}
@@ -14,5 +15,6 @@ find "$build" -name '*.gcda' -delete
 status=0  # a failing test still leaves its coverage; its status is the script's
 ctest --test-dir "$build" --output-on-failure || status=$?
 gcovr --root . --object-directory "$build" --exclude '(.*/)?tests/' --exclude 'bench/' \
-  --exclude 'assets/' --exclude "$build/" --print-summary --txt "$build/coverage.txt"
+  --exclude 'assets/' --exclude 'desktop/screenshots.cpp' --exclude "$build/" \
+  --print-summary --txt "$build/coverage.txt"
 exit $status
