@@ -2,8 +2,6 @@
 // as a user does: what each client writes reaches the other once and in
 // order, both ways at once, with keys typed in among the traffic.
 #include <fcntl.h>
-#include <poll.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -20,16 +18,12 @@
 namespace tvl::test {
 namespace {
 
-// A program at the other end of a virtual port: writes its bytes, reads what comes.
+// A program at the other end of a virtual port, on the terminal as the port
+// leaves it: writes its bytes, reads what comes.
 class Client {
 public:
-    explicit Client(const std::string& path) {
-        fd_ = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
-        termios t{};
-        tcgetattr(fd_, &t);
-        cfmakeraw(&t);
-        tcsetattr(fd_, TCSANOW, &t);
-    }
+    explicit Client(const std::string& path)
+        : fd_(::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK)) {}
     ~Client() {
         if (writer_.joinable()) writer_.join();
         if (fd_ >= 0) ::close(fd_);
@@ -38,11 +32,7 @@ public:
     void send(std::string bytes) {
         writer_ = std::thread([this, bytes = std::move(bytes)] { writeAll(fd_, bytes, 60s); });
     }
-    // Takes what has arrived, without waiting.
-    void collect(std::string& into) {
-        char buffer[65536];
-        for (ssize_t n; (n = ::read(fd_, buffer, sizeof buffer)) > 0;) into.append(buffer, n);
-    }
+    void collect(std::string& into) { test::collect(fd_, into); }
 
 private:
     int fd_ = -1;

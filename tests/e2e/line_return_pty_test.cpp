@@ -16,12 +16,6 @@
 namespace tvl::test {
 namespace {
 
-// Takes what has arrived on a non-blocking fd, without waiting.
-void collect(int fd, std::string& into) {
-    char chunk[65536];
-    for (ssize_t n; (n = ::read(fd, chunk, sizeof chunk)) > 0;) into.append(chunk, n);
-}
-
 // Port 1 is number 5, <folder>/dev/ttyS4; Port 2 is virtual port 902.
 struct LostLineRun {
     LostLineRun() {

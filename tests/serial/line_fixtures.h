@@ -102,6 +102,12 @@ inline std::string readSome(int fd, std::size_t count, std::chrono::milliseconds
     return got;
 }
 
+// Takes what has arrived on a non-blocking fd, without waiting.
+inline void collect(int fd, std::string& into) {
+    char chunk[65536];
+    for (ssize_t n; (n = ::read(fd, chunk, sizeof chunk)) > 0;) into.append(chunk, n);
+}
+
 // Bytes that no shift, repeat or loss leaves unchanged.
 inline std::string noise(std::size_t size, unsigned seed) {
     std::mt19937 random(seed);

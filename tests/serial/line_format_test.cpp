@@ -4,7 +4,6 @@
 #include <termios.h>
 
 #include "components/serial/termios_line.h"
-#include "tests/serial/line_fixtures.h"
 
 namespace tvl::test {
 namespace {
@@ -85,32 +84,6 @@ TEST(TermiosFlags, ReadBackRefusesWhatTheDriverIgnored) {
     got = wanted;
     got.handshaking = comNone;
     EXPECT_NE(lineRefusal(wanted, got, false), "");
-}
-
-TEST(TermiosFlags, APseudoTerminalTakesAnySpeedAndComesOutRaw) {
-    PtyPair pty;
-    const int fd = ::open(pty.terminal().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ASSERT_GE(fd, 0);
-    EXPECT_TRUE(isPseudoTerminal(fd));
-    EXPECT_TRUE(isPseudoTerminal(pty.master()));
-
-    EXPECT_NO_THROW(applyLine(fd, parseLineSettings("123456,O,7,2", comRTS), true, "pty"));
-    // A pseudo-terminal's format is nominal; held to it, the read-back check refuses.
-    EXPECT_THROW(applyLine(fd, parseLineSettings("9600,E,7,1", comNone), false, "pty"),
-                 SerialError);
-
-    applyLine(fd, parseLineSettings("57600,N,8,1", comNone), true, "pty");
-    termios t{};
-    ASSERT_EQ(tcgetattr(fd, &t), 0);
-    EXPECT_EQ(t.c_lflag & (ICANON | ECHO | ISIG), 0u);
-    EXPECT_EQ(t.c_iflag & (ICRNL | IXON), 0u);
-    EXPECT_EQ(t.c_oflag & OPOST, 0u);
-    ::close(fd);
-
-    const int file = ::open((TempFolder() / "x").c_str(), O_RDWR | O_CREAT, 0600);
-    EXPECT_FALSE(isPseudoTerminal(file));
-    EXPECT_THROW(applyLine(file, LineSettings{}, false, "file"), SerialError);
-    if (file >= 0) ::close(file);
 }
 
 TEST(ModemLines, InputBitsMapToStatusAndEachChangeIsOneEventInOrder) {

@@ -41,7 +41,7 @@ struct Rig {
     int clockReads = 0;
 };
 
-TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlices) {
+TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlicesUntilAStop) {
     Rig r;
     TimerDriver d = r.driver();
     r.waiting = 1000;
@@ -60,6 +60,14 @@ TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlices) {
     r.tickCost = 5ms;
     d.runSlice();
     EXPECT_EQ(r.ticks, 1001);
+
+    // A watched text passes on the seventh tick of a slice: the batch ends there.
+    Rig stopping;
+    stopping.waiting = 100;
+    stopping.stopAt = 7;
+    EXPECT_EQ(stopping.driver().runSlice(), TimerDriver::Next::Stopped);
+    EXPECT_EQ(stopping.ticks, 7);
+    EXPECT_EQ(stopping.waiting, 93);
 }
 
 TEST(TimerDriver, IdleTimerTicksOncePerIntervalAndDisabledOneNotAtAll) {
@@ -81,16 +89,6 @@ TEST(TimerDriver, IdleTimerTicksOncePerIntervalAndDisabledOneNotAtAll) {
     EXPECT_TRUE(d.readable());
     EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);
     EXPECT_EQ(r.waiting, 0);
-}
-
-TEST(TimerDriver, StopInsideATickEndsTheBatch) {
-    Rig r;
-    TimerDriver d = r.driver();
-    r.waiting = 100;
-    r.stopAt = 7;  // a watched text passes on the seventh tick
-    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Stopped);
-    EXPECT_EQ(r.ticks, 7);
-    EXPECT_EQ(r.waiting, 93);
 }
 
 TEST(TimerDriver, FastTicksReadTheClockSeldomYetKeepTheSliceWhenTheyTurnSlow) {
