@@ -2,7 +2,6 @@
 // /opt/tarvoline, with the steps given to its first sound player.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 

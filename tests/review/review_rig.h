@@ -3,6 +3,7 @@
 // program's own runs.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>

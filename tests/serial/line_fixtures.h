@@ -9,12 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
-#include <filesystem>
-#include <functional>
-#include <mutex>
 #include <random>
 #include <string>
 #include <string_view>

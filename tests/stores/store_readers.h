@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/stores/store_test_util.h"
