@@ -60,6 +60,17 @@ TEST(LayoutPass, PanelsScaleWithTheWindowAndTheRestMovesOrStays) {
     }
     // The two pictures of a signal stand on the same spot.
     for (int s = 0; s < 6; ++s) EXPECT_EQ(f.imgStatus[s]->Left, f.imgStatus[s + 6]->Left);
+    // In review the Receive frames stand higher and taller, the review panes
+    // fill them, and both scale with the window.
+    f.tbrTarvoline->Visible = false;
+    for (float k : {1.0f, 2.0f}) {
+        resize(f, 9480 * k, 7245 * k);
+        EXPECT_NEAR(f.fraTxRx[3]->Top, 400 * k, 0.01);
+        EXPECT_NEAR(f.fraTxRx[3]->Height, 5400 * k, 0.01);
+        EXPECT_NEAR(f.txtPort2->Height, 4935 * k, 0.01);
+        EXPECT_NEAR(f.txtPort1->Width, f.txtPort2->Width, 0.01);
+    }
+    f.tbrTarvoline->Visible = true;
 
     // Before the window is shown each extent is raised to its base size alone.
     f.Visible = false;
