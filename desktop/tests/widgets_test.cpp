@@ -3,20 +3,8 @@
 // model and come back, and the help window at its topics.
 #include <gtest/gtest.h>
 
-#include <QApplication>
-#include <QComboBox>
-#include <QGuiApplication>
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QRadioButton>
-#include <QScreen>
-#include <QScrollBar>
-#include <QStyle>
-#include <QStyleOptionFrame>
-#include <QTextBlock>
-#include <QTextBrowser>
-#include <QTest>
-#include <QToolButton>
+#include <QtTest>
+#include <QtWidgets>
 #include <cmath>
 
 #include "app/frm_find_data.h"

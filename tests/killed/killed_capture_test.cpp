@@ -98,8 +98,8 @@ std::string traffic(std::mt19937& random, std::size_t n) {
 
     mnuSetup_Click(program);
     FrmSetup& setup = *program.frmSetup;
-    setup.optMonitor[2]->choose();            // Monitor Both
-    setup.optSaving[3]->choose();             // Save TVL
+    setup.optMonitor[2]->choose();  // Monitor Both
+    setup.optSaving[3]->choose();   // Save TVL
     setup.txtComPort[0]->setText("1");
     setup.txtComPort[1]->setText("2");
     platform.saveAnswer = file;

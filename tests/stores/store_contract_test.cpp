@@ -45,12 +45,11 @@ struct Subject {
     virtual ~Subject() = default;
 };
 
-// Opened and closed for every record, as KelTVL and KelMDB are.
-template <class Store>
-void openAppendClose(Store& store, const std::function<void()>& open,
-                     const std::function<void()>& append) {
+// Opened and closed around every record, as KelTVL and KelMDB are.
+template <class Store, class Append>
+void openAppendClose(Store& store, Append append) {
     try {
-        open();
+        store.OpenStore();
         append();
     } catch (const StoreError&) {
         store.CloseStore();
@@ -65,12 +64,10 @@ struct Tvl : Subject<KelTVLFile> {
     static constexpr bool kCreatesWhole = true;  // a new file replaces the old only once whole
     void create() override {
         store.PortText1 = store.PortText2 = "";
-        openAppendClose(
-            store, [&] { store.OpenStore(); }, [&] { store.AppendRecord(1); });
+        openAppendClose(store, [&] { store.AppendRecord(1); });
     }
     void appendRecord() override {
-        openAppendClose(
-            store, [&] { store.OpenStore(); }, [&] { store.AppendRecord(0); });
+        openAppendClose(store, [&] { store.AppendRecord(0); });
     }
     static std::vector<Reader> readers() {
         return {{"tvl", true, [](const std::string& path, std::string&) {
@@ -90,8 +87,7 @@ struct Mdb : Subject<KelMDBDatabase> {
         store.CloseStore();
     }
     void appendRecord() override {
-        openAppendClose(
-            store, [&] { store.OpenStore(); }, [&] { store.AppendRecord(); });
+        openAppendClose(store, [&] { store.AppendRecord(); });
     }
     static std::vector<Reader> readers() {
         return {{"mdb-export", false,

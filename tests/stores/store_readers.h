@@ -161,36 +161,32 @@ inline MdbView readMdbWithMdbReader(const std::string& path, std::string& error)
     return v;
 }
 
-// mdb-export's CSV, texts quoted with doubled quotes, any byte inside them.
-inline std::vector<std::vector<std::string>> parseCsv(const std::string& s) {
-    std::vector<std::vector<std::string>> rows;
-    std::string field;
-    bool quoted = false, rowOpen = false;
-    for (std::size_t i = 0; i < s.size(); ++i) {
-        const char c = s[i];
-        if (quoted && c == '"' && i + 1 < s.size() && s[i + 1] == '"')
-            field += c, ++i;
-        else if (c == '"')
-            quoted = !quoted;
-        else if (quoted || (c != ',' && c != '\n'))
-            field += c;
-        if (!rowOpen) rows.emplace_back(), rowOpen = true;
-        if (!quoted && (c == ',' || c == '\n')) {
-            rows.back().push_back(utf8ToLatin1(field.c_str()));
-            field.clear();
-            rowOpen = c != '\n';
-        }
-    }
-    return rows;
-}
-
-// The header line, then the rows, as mdb-export gives table Capture.
+// The header line, then the rows, as mdb-export gives table Capture: a line a
+// row, a tab between fields, and CR, LF, tab and backslash escaped as in C.
 inline std::vector<std::vector<std::string>> readMdbWithMdbExport(const std::string& path,
                                                                   std::string& error) {
     bool ok = false;
-    const std::string out = runCommand("mdb-export '" + path + "' Capture 2>/dev/null", ok);
+    std::istringstream out(
+        runCommand("mdb-export -e -Q -d '\\t' '" + path + "' Capture 2>/dev/null", ok));
     if (!ok) error = "mdb-export failed on " + path;
-    return parseCsv(out);
+    std::vector<std::vector<std::string>> rows;
+    for (std::string line; std::getline(out, line);) {
+        std::vector<std::string>& row = rows.emplace_back(1);
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            const char c = line[i];
+            if (c == '\t')
+                row.emplace_back();
+            else if (c != '\\')
+                row.back() += c;
+            else if (++i < line.size())  // an escape: \r, \t, \n or a backslash
+                row.back() += line[i] == 'r'   ? '\r'
+                              : line[i] == 't' ? '\t'
+                              : line[i] == 'n' ? '\n'
+                                               : '\\';
+        }
+        for (std::string& field : row) field = utf8ToLatin1(field.c_str());
+    }
+    return rows;
 }
 
 }  // namespace tvl::testing
