@@ -100,11 +100,16 @@ std::vector<Record> recordsOf(const std::string& path, const Record& titles) {
 
 TEST(CaptureWriter, OnePortRunsCaptureThatPortsTrafficInItsOwnColumnInEveryStore) {
     for (int monitor : {0, 1}) {
-        for (const auto& [name, saving] :
-             {std::pair{"run.mdb", 1}, {"run.xls", 2}, {"run.tvl", 3}}) {
+        for (const auto& [name, saving, filter] :
+             {std::tuple{"run.mdb", 1, "MS Access (*.mdb)|*.mdb"},
+              {"run.xls", 2, "MS Excel (*.xls)|*.xls"},
+              {"run.tvl", 3, "Kelmar Tarvoline (*.tvl)|"}}) {
             SCOPED_TRACE(std::string(name) + ", Monitor Com " + std::to_string(monitor + 1));
             CaptureRun run;
             run.startRun(monitor, saving, name);
+            EXPECT_EQ(run.platform.asked,
+                      std::vector<std::string>{"save in " + run.platform.ProgramFolder() + ": " +
+                                               filter});
             (monitor == 0 ? run.line1 : run.line2).feed(std::string(200, 'a') + "bcd");
             run.pump();
             mnuStartStop_Click(*run.program);  // Stop writes the rest and empties the panes

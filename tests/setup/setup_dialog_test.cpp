@@ -1,63 +1,22 @@
-// The Setup dialog beyond what a scenario sees: the file dialog's folder and
-// filter, the calls that make each kind of store, the layout of the window,
-// and how a port box's text becomes a number.
-#include <filesystem>
-#include <string>
-#include <vector>
-
+// The Setup dialog beyond what a scenario sees: the layout of the window, how
+// a port box's text becomes a number, and what the label beside it says.
 #include <gtest/gtest.h>
 
-#include "app/frm_main.h"
-#include "app/program.h"
-#include "components/stores/stores.h"
+#include "app/frm_setup.h"
 #include "platform/quiet_platform.h"
 #include "setup/setup.h"
-#include "tests/stores/store_test_util.h"
 #include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
 
-using Calls = std::vector<std::string>;
-
 struct SetupRun : testing::ProgramOnLines<QuietPlatform> {
-    SetupRun() : ProgramOnLines("/opt/tarvoline") {
-        ProgramParts parts;
-        parts.makeTVL = makeKelTVL;
-        parts.makeMDB = makeKelMDB;
-        parts.makeXLS = makeKelXLS;
-        make(std::move(parts));
+    SetupRun() {
+        make();
         start().mnuSetup->Click();
     }
     FrmSetup& dialog() { return *program->frmSetup; }
-    void ok(int saving, const std::string& answer) {
-        platform.saveAnswer = answer;
-        dialog().optSaving[saving]->choose();
-        dialog().cmdOK->Click();
-        program->FrmMain->mnuSetup->Click();
-    }
 };
-
-// Each saving mode asks for its kind of file in the program's folder and
-// makes its store there, the path split at its last "/".
-TEST(SetupDialog, EachSavingModeAsksForItsKindOfFileAndMakesItsStore) {
-    testing::ScratchFolder dir;
-    SetupRun run;
-    run.dialog().optMonitor[2]->choose();
-    run.ok(1, dir.file("line.mdb"));
-    run.ok(2, dir.file("line.xls"));
-    std::filesystem::create_directory(dir.file("caps.d"));
-    run.ok(3, dir.file("caps.d/line"));
-    run.ok(0, "unused");
-    EXPECT_EQ(run.platform.asked, (Calls{"save in /opt/tarvoline: MS Access (*.mdb)|*.mdb",
-                                         "save in /opt/tarvoline: MS Excel (*.xls)|*.xls",
-                                         "save in /opt/tarvoline: Kelmar Tarvoline (*.tvl)|"}));
-    EXPECT_TRUE(run.platform.messages.empty());
-    for (const char* file : {"line.mdb", "line.xls", "caps.d/line.tvl"})
-        EXPECT_GT(std::filesystem::file_size(dir.file(file)), 0u) << file;
-    EXPECT_EQ(run.program->KelTVL->StoreFolder, dir.file("caps.d/"));
-    EXPECT_EQ(run.program->KelTVL->StoreName, "line");
-}
 
 // Every control lies inside its container, and no two controls of one
 // container overlap.
@@ -80,17 +39,6 @@ TEST(SetupDialog, LayoutFitsTheClientAreaWithoutOverlaps) {
             EXPECT_TRUE(apart) << c->key() << " overlaps " << o->key();
         }
     }
-    // The option groups stand in one column, in order; the commands under the settings.
-    const Frame* column[] = {d.fraMode, d.fraMonitor, d.fraSaving, d.fraDisplay};
-    for (int i = 1; i < 4; ++i) EXPECT_LT(column[i - 1]->Top, column[i]->Top);
-    EXPECT_GE(d.cmdOK->Top, bottom(*d.fraSettings));
-    EXPECT_GE(d.cmdCancel->Top, bottom(*d.fraSettings));
-    // Default stands at the foot of the settings, beside the device list.
-    for (const auto& c : d.controls()) {
-        if (c->container() == d.fraSettings && c.get() != d.cmdDefault && c.get() != d.cboDevices) {
-            EXPECT_LE(bottom(*c), d.cmdDefault->Top) << c->key();
-        }
-    }
 }
 
 TEST(SetupDialog, PortTextGivesItsValueRoundedDown) {
@@ -104,6 +52,45 @@ TEST(SetupDialog, PortTextGivesItsValueRoundedDown) {
     for (const char* text :
          {"", "  ", "COM3", "3a", "3 4", "0x10", "nan", "inf", "-", "+", "++3", "+-3", "1e12"})
         EXPECT_FALSE(portNumberOf(text).has_value()) << '"' << text << '"';
+}
+
+// Beside each port box, the Setup dialog says whether the number's device is
+// there for this program, and after a refused OK, why the system refused it.
+TEST(SetupPortLabel, SaysWhetherTheDeviceIsThereAndWhyOkWasRefused) {
+    SetupRun run;
+    run.lines.busy.insert(12);
+    run.lines.denied.insert(13);
+    run.line2.hangUp();  // Port 2's adapter is unplugged
+    FrmSetup& setup = run.dialog();
+    setup.optMode[1]->choose();  // Host mode: both ports open
+    Label& label = *setup.lblComPort[1];
+
+    const struct {
+        const char* number;
+        const char* label;    // as typed
+        const char* afterOk;  // after OK with this number
+    } cases[] = {
+        {"5", "simulated line 5 (missing)", "simulated line 5: no such device"},
+        {"12", "simulated line 12 (busy)", "port 12 is used by another program"},
+        {"13", "simulated line 13 (not permitted)", "simulated line 13: permission denied"},
+    };
+    for (const auto& c : cases) {
+        setup.txtComPort[1]->setText(c.number);
+        EXPECT_EQ(label.Caption, c.label);
+        setup.cmdOK->Click();
+        EXPECT_EQ(label.Caption, c.afterOk);
+        EXPECT_EQ(*setup.lblComPort[0]->Caption.rbegin(), ')') << "Port 1's label keeps its state";
+    }
+    ASSERT_EQ(run.platform.messages.size(), 3u);
+    EXPECT_EQ(run.platform.messages[0],
+              "Tarvoline: Open Fail on Port, Maybe the port is currently used by another program!");
+
+    run.line2.plug();
+    setup.txtComPort[1]->setText("5");
+    EXPECT_EQ(label.Caption, "simulated line 5 (present)");
+    setup.cmdOK->Click();
+    EXPECT_EQ(run.platform.messages.size(), 3u);
+    EXPECT_TRUE(run.program->mscComControl2.PortOpen());
 }
 
 }  // namespace
