@@ -5,24 +5,6 @@
 namespace tvl {
 namespace {
 
-TEST(ControlModel, TextPutRunsChangeBeforeReturningAndNestsForItsOwnRewrite) {
-    Form form("frmTest");
-    TextBox* box = form.add<TextBox>(nullptr, "txtBox", 0);
-    std::vector<std::string> seen;
-    box->Change = [&] {
-        seen.push_back(box->Text());
-        if (box->Text() == "a") box->setText("<a>");  // a rewrite inside the handler
-    };
-    box->setText("a");
-    EXPECT_EQ(seen, (std::vector<std::string>{"a", "<a>"}));
-    EXPECT_EQ(box->Text(), "<a>");
-    box->append('\0');  // a NUL byte is a character like any other
-    EXPECT_EQ(box->Text(), std::string("<a>\0", 4));
-    box->replaceEnd(1, "<0>");
-    EXPECT_EQ(box->Text(), "<a><0>");
-    EXPECT_EQ(seen.size(), 4u);
-}
-
 TEST(ControlModel, TypedKeysRunKeyPressThenEditAtTheCaret) {
     Form form("frmTest");
     TextBox* box = form.add<TextBox>(nullptr, "txtBox");

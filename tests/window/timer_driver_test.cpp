@@ -60,6 +60,19 @@ TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlicesUntilAStop) {
     r.tickCost = 5ms;
     d.runSlice();
     EXPECT_EQ(r.ticks, 1001);
+    // Nothing waits: still one tick, so the handler's own rules run at the
+    // nominal rate. A stopped timer ticks not at all and the port is not
+    // watched: the bytes wait there until the next Start.
+    r.waiting = 0;
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);
+    EXPECT_EQ(r.ticks, 1002);
+    EXPECT_TRUE(d.readable());
+    r.timer->Enabled = false;
+    r.waiting = 5;
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Stopped);
+    EXPECT_EQ(r.ticks, 1002);
+    EXPECT_EQ(r.waiting, 5);
+    EXPECT_FALSE(d.readable());
 
     // A watched text passes on the seventh tick of a slice: the batch ends there.
     Rig stopping;
@@ -68,27 +81,6 @@ TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlicesUntilAStop) {
     EXPECT_EQ(stopping.driver().runSlice(), TimerDriver::Next::Stopped);
     EXPECT_EQ(stopping.ticks, 7);
     EXPECT_EQ(stopping.waiting, 93);
-}
-
-TEST(TimerDriver, IdleTimerTicksOncePerIntervalAndDisabledOneNotAtAll) {
-    Rig r;
-    TimerDriver d = r.driver();
-    // Nothing waits: still one tick, the handler's own rules run at the nominal rate.
-    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);
-    EXPECT_EQ(r.ticks, 1);
-    EXPECT_TRUE(d.readable());
-
-    r.timer->Enabled = false;
-    r.waiting = 5;
-    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Stopped);
-    EXPECT_EQ(r.ticks, 1);
-    EXPECT_FALSE(d.readable());
-    EXPECT_EQ(r.waiting, 5);  // bytes wait in the port until the next Start
-
-    r.timer->Enabled = true;
-    EXPECT_TRUE(d.readable());
-    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);
-    EXPECT_EQ(r.waiting, 0);
 }
 
 TEST(TimerDriver, FastTicksReadTheClockSeldomYetKeepTheSliceWhenTheyTurnSlow) {
