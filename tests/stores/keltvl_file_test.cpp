@@ -187,14 +187,5 @@ TEST(KelTVLFile, RecordTimesReadAsUtcWithMicroseconds) {
     for (const auto& [time, text] : table) EXPECT_EQ(FormatRecordTime(time), text);
 }
 
-TEST(KelTVLFile, Crc32IsTheStandardOneWhereverTheInputIsSplit) {
-    EXPECT_EQ(Crc32("123456789"), 0xCBF43926u);
-    const std::string text = allBytes() + allBytes(3);
-    for (std::size_t cut : {0u, 1u, 7u, 8u, 9u, 300u})
-        EXPECT_EQ(
-            Crc32(std::string_view(text).substr(cut), Crc32(std::string_view(text).substr(0, cut))),
-            Crc32(text));
-}
-
 }  // namespace
 }  // namespace tvl::testing
