@@ -1,5 +1,5 @@
-// Leaving a review: writing the capture back, whole at every moment and with
-// every record's time.
+// Opening a run's capture and leaving the review: the capture written back,
+// whole at every moment and with every record's time.
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,30 +15,48 @@
 namespace tvl::review_test {
 namespace {
 
-TEST(ReviewSave, WritesTheEntriesAsTheyStandNotThePanesAndStaysInTheReview) {
+// A run's capture opened with the monitor running on behind the review, then
+// saved back.
+TEST(ReviewSave, WritesTheEntriesOfARunsCaptureAsTheyStandNotThePanes) {
     ReviewRig r;
-    const std::string path =
-        r.recordRun("cap.tvl", {"head 1", "head 2"}, {{"one", "uno"}, {"two", "dos"}});
-    r.open(path);
+    const std::string path = r.recordRun("cap.tvl", {"head 1", "head 2"},
+                                         {{"one", "uno"}, {"", "only b"}, {"three", ""}});
     Program& p = *r.program;
-    r.form().txtPort1->setText("one edited");
-    mnuForward_Click(p);                       // keeps the edit of entry 3
-    r.form().txtPort2->setText("dos edited");  // no step follows: not saved
-    r.form().mnuSaveExit->Click();
+    mnuStartStop_Click(p);
+    r.open(path);
+    EXPECT_EQ(r.platform.asked.at(0), "open in " + r.platform.ProgramFolder() +
+                                          ": Kelmar Tarvoline (*.tvl)|*.tvl|All Files (*.*)|*.*");
+    EXPECT_EQ(r.state().RecordPort1,
+              (std::vector<std::string>{"", "", "head 1", "one", " ", "three"}));
+    EXPECT_EQ(r.state().RecordPort2,
+              (std::vector<std::string>{"", "", "head 2", "uno", "only b", " "}));
+    // The store names the reviewed file: the chosen name less its last 4 characters.
+    EXPECT_EQ(p.KelTVL->StoreFolder, r.folder());
+    EXPECT_EQ(p.KelTVL->StoreName, "cap");
+    // The run goes on under the review: the hidden panes fill.
+    r.line1.feed("later");
+    r.pump();
+    EXPECT_EQ(r.form().txtCommunication[0]->Text(), "later");
+    EXPECT_EQ(r.form().txtPort1->Text(), "one");
 
+    r.form().txtPort1->setText("one edited");
+    mnuForward_Click(p);                          // keeps the edit of entry 3
+    r.form().txtPort2->setText("only b edited");  // no step follows: not saved
+    r.form().mnuSaveExit->Click();
     const testing::TvlCapture saved = readTvl(path);
     EXPECT_EQ(saved.titles, Record("Port1 (DTE1): ", "Port2 (DTE2/DCE): "));
     EXPECT_EQ(saved.head, Record());  // the head is replaced by the empty entry 1
-    EXPECT_EQ(saved.records, (std::vector<Record>{{"one edited", "uno"}, {"two", "dos"}}));
+    EXPECT_EQ(saved.records,
+              (std::vector<Record>{{"one edited", "uno"}, {" ", "only b"}, {"three", " "}}));
     // Nothing is left beside the file, and the review stays as it was.
     EXPECT_EQ(std::distance(fs::directory_iterator(r.folder()), {}), 1);
     EXPECT_TRUE(r.form().tbrFileAccess->Visible);
-    EXPECT_EQ(r.form().txtPort2->Text(), "dos edited");
+    EXPECT_EQ(r.form().txtPort2->Text(), "only b edited");
 
     // The command can be given again, and picks up what a step wrote back since.
     mnuBack_Click(p);
     mnuSaveExit_Click(p);
-    EXPECT_EQ(readTvl(path).records[1], Record("two", "dos edited"));
+    EXPECT_EQ(readTvl(path).records[1], Record(" ", "only b edited"));
     EXPECT_TRUE(r.platform.messages.empty());
 }
 
