@@ -131,7 +131,7 @@ inline std::vector<Record> xlsRecords(const XlsBook& book, const Record& titles,
     return out;
 }
 
-// What the JavaScript mdb-reader sees (tests/mdb/mdb_reader_dump.js).
+// What the JavaScript mdb-reader sees (tests/mdb/node/mdb_reader_dump.js).
 struct MdbView {
     std::vector<std::string> tables, system, columns;
     long rowCount = -1;
@@ -142,7 +142,7 @@ inline MdbView readMdbWithMdbReader(const std::string& path, std::string& error)
     MdbView v;
     bool ok = false;
     const std::string out = runCommand(
-        "node " TVL_SOURCE_DIR "/tests/mdb/mdb_reader_dump.js '" + path + "' Capture 2>&1", ok);
+        "node " TVL_SOURCE_DIR "/tests/mdb/node/mdb_reader_dump.js '" + path + "' Capture 2>&1", ok);
     if (!ok) return error = "mdb-reader: " + out.substr(0, 2000), v;
     std::istringstream in(out);
     for (std::string line; std::getline(in, line);) {
