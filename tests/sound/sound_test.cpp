@@ -110,7 +110,7 @@ protected:
     std::unique_ptr<SoundOutput> out = makeWaveOutput("tarvoline-no-such-device");
 };
 
-TEST_F(WaveOutput, AWaitedPlayTakesTheSoundsLengthAndAnUnwaitedOneDoesNot) {
+TEST_F(WaveOutput, AWaitedPlayTakesTheSoundsLengthAndCloseANewSoundOrTheEndCutItShort) {
     ASSERT_TRUE(out->open(soundFile(300)));
     const auto waited = timed([&] { out->play(true); });
     EXPECT_GE(waited, milliseconds(290));
@@ -118,9 +118,7 @@ TEST_F(WaveOutput, AWaitedPlayTakesTheSoundsLengthAndAnUnwaitedOneDoesNot) {
     EXPECT_LT(timed([&] { out->play(false); }), milliseconds(150));
     EXPECT_GE(timed([&] { out->play(true); }), milliseconds(290))
         << "the file stays open until Close";
-}
-
-TEST_F(WaveOutput, CloseANewSoundOrTheEndCutShortTheOneGoing) {
+    // Close, a new sound or the end cut short the one going.
     ASSERT_TRUE(out->open(soundFile(1500)));
     out->play(false);
     EXPECT_LT(timed([&] { out->close(); }), milliseconds(500));
