@@ -146,6 +146,9 @@ TEST(QtView, ToolbarClicksAndTheRightButtonReachTheModel) {
     EXPECT_EQ(w.widget("tbrFileAccess")->geometry().top(), 0);
     EXPECT_EQ(release(&v), Menus{"mnuFileAccess"});
     EXPECT_EQ(release(viewport("txtPort1")), Menus{"mnuFileAccess"});
+    // Only the monitor toolbar's showing decides.
+    w.model([&] { w.form().tbrTarvoline->Visible = true; });
+    EXPECT_EQ(release(&v), Menus{"mnuMenu"});
 }
 
 TEST(QtView, PanesSendTheUsersKeysAndShowTheLinesBytesThroughTheEventLoop) {
