@@ -14,18 +14,17 @@ TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumnAndAMissC
         "find.tvl", {"head x", "ABC"},
         {{"abc here", "nothing"}, {"zzz", "abc also"}, {"Abc upper", "ABC"}, {"zzz end", "none"}}));
     FrmMain& f = r.form();
-    const struct {
-        const char* text;
-        int entry;
-        TextBox* focus;
-    } finds[] = {{"abc", 4, f.txtPort2}, {"zz", 6, f.txtPort1},  {"ABC", 5, f.txtPort2},
-                 {"Abc", 5, f.txtPort1}, {"abc", 4, f.txtPort2}, {"head", 2, f.txtPort1}};
-    for (const auto& find : finds) {
-        r.platform.inputs = {find.text};
+    for (const auto& [text, entry, focus] : {std::tuple{"abc", 4, f.txtPort2},
+                                             {"zz", 6, f.txtPort1},
+                                             {"ABC", 5, f.txtPort2},
+                                             {"Abc", 5, f.txtPort1},
+                                             {"abc", 4, f.txtPort2},
+                                             {"head", 2, f.txtPort1}}) {
+        r.platform.inputs = {text};
         mnuFind_Click(*r.program);
-        EXPECT_EQ(r.state().RecordIndex, find.entry) << find.text;
-        EXPECT_EQ(f.focus, find.focus) << find.text;
-        EXPECT_EQ(f.txtPort1->Text(), r.state().RecordPort1[find.entry]);
+        EXPECT_EQ(r.state().RecordIndex, entry) << text;
+        EXPECT_EQ(f.focus, focus) << text;
+        EXPECT_EQ(f.txtPort1->Text(), r.state().RecordPort1[entry]);
     }
     EXPECT_EQ(r.platform.asked.back(),
               "Tarvoline Find data: Please enter data:\rNote: This is a case sesitive.");

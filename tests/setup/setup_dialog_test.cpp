@@ -65,20 +65,15 @@ TEST(SetupPortLabel, SaysWhetherTheDeviceIsThereAndWhyOkWasRefused) {
     setup.optMode[1]->choose();  // Host mode: both ports open
     Label& label = *setup.lblComPort[1];
 
-    const struct {
-        const char* number;
-        const char* label;    // as typed
-        const char* afterOk;  // after OK with this number
-    } cases[] = {
-        {"5", "simulated line 5 (missing)", "simulated line 5: no such device"},
-        {"12", "simulated line 12 (busy)", "port 12 is used by another program"},
-        {"13", "simulated line 13 (not permitted)", "simulated line 13: permission denied"},
-    };
-    for (const auto& c : cases) {
-        setup.txtComPort[1]->setText(c.number);
-        EXPECT_EQ(label.Caption, c.label);
+    // The number, the label as it is typed, and the label after OK with it.
+    for (const auto& [number, typed, afterOk] :
+         {std::tuple{"5", "simulated line 5 (missing)", "simulated line 5: no such device"},
+          {"12", "simulated line 12 (busy)", "port 12 is used by another program"},
+          {"13", "simulated line 13 (not permitted)", "simulated line 13: permission denied"}}) {
+        setup.txtComPort[1]->setText(number);
+        EXPECT_EQ(label.Caption, typed);
         setup.cmdOK->Click();
-        EXPECT_EQ(label.Caption, c.afterOk);
+        EXPECT_EQ(label.Caption, afterOk);
         EXPECT_EQ(*setup.lblComPort[0]->Caption.rbegin(), ')') << "Port 1's label keeps its state";
     }
     ASSERT_EQ(run.platform.messages.size(), 3u);

@@ -68,20 +68,18 @@ TEST(WaveFile, MalformedFilesAreRefused) {
 }
 
 TEST(ProgramSounds, EachIsAValidWaveOfItsLengthAudibleAndUnclipped) {
-    const struct {
-        const char* name;
-        int minMs, maxMs;
-    } sounds[] = {{"Kelmar.wav", 800, 1300}, {"button.wav", 10, 99}, {"loadform.wav", 250, 350}};
-    for (const auto& s : sounds) {
-        const auto wave = readWave(std::string(TVL_BINARY_DIR) + "/bin/" + s.name);
-        ASSERT_TRUE(wave) << s.name;
-        EXPECT_GE(wave->length().count() / 1000, s.minMs) << s.name;
-        EXPECT_LE(wave->length().count() / 1000, s.maxMs) << s.name;
+    for (const auto& [name, minMs, maxMs] : {std::tuple{"Kelmar.wav", 800, 1300},
+                                             {"button.wav", 10, 99},
+                                             {"loadform.wav", 250, 350}}) {
+        const auto wave = readWave(std::string(TVL_BINARY_DIR) + "/bin/" + name);
+        ASSERT_TRUE(wave) << name;
+        EXPECT_GE(wave->length().count() / 1000, minMs) << name;
+        EXPECT_LE(wave->length().count() / 1000, maxMs) << name;
         int peak = 0;
         for (std::int16_t v : wave->samples) peak = std::max(peak, std::abs(int(v)));
-        EXPECT_GT(peak, 32767 / 10) << s.name;  // it can be heard
-        EXPECT_LT(peak, 32767) << s.name;       // and isn't clipped
-        EXPECT_LT(std::abs(int(wave->samples.back())), 200) << s.name << " ends with a click";
+        EXPECT_GT(peak, 32767 / 10) << name;  // it can be heard
+        EXPECT_LT(peak, 32767) << name;       // and isn't clipped
+        EXPECT_LT(std::abs(int(wave->samples.back())), 200) << name << " ends with a click";
     }
 }
 

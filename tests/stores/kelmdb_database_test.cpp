@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -69,20 +70,17 @@ TEST(KelMDBDatabase, CatalogAndColumnsReadAsTheEnginesOwn) {
     EXPECT_EQ(v.tables, Names{"Capture"});
     EXPECT_EQ(v.columns, (Names{"Port1:text:510", "Rx data:text:510"}));
 
-    const struct {
-        std::string title1, title2, name1, name2;
-    } names[] = {
-        {"  a.b!c`d[e]f:g\t\x01 ", "R\xe9seau \xb5", "abcdefg", "R\xe9seau \xb5"},
-        {" :.: ", "", "Port1", "Port2"},
-        {"Line: ", "LINE", "Line", "LINE (2)"},
-        {std::string(63, 'q') + " y", "", std::string(63, 'q'),
-         "Port2"},  // cut at 64, blank trimmed
-        {std::string(70, 'q'), std::string(70, 'Q'), std::string(64, 'q'),
-         std::string(60, 'Q') + " (2)"},
-    };
-    for (const auto& n : names)
-        EXPECT_EQ(KelMDBDatabase::FieldNames(n.title1, n.title2), std::make_pair(n.name1, n.name2))
-            << n.name1;
+    // Two titles, and the field names they give.
+    for (const auto& [title1, title2, name1, name2] : std::vector<std::array<std::string, 4>>{
+             {"  a.b!c`d[e]f:g\t\x01 ", "R\xe9seau \xb5", "abcdefg", "R\xe9seau \xb5"},
+             {" :.: ", "", "Port1", "Port2"},
+             {"Line: ", "LINE", "Line", "LINE (2)"},
+             {std::string(63, 'q') + " y", "", std::string(63, 'q'),
+              "Port2"},  // cut at 64, trimmed
+             {std::string(70, 'q'), std::string(70, 'Q'), std::string(64, 'q'),
+              std::string(60, 'Q') + " (2)"}})
+        EXPECT_EQ(KelMDBDatabase::FieldNames(title1, title2), std::make_pair(name1, name2))
+            << name1;
 }
 
 // One Open/Append/Close per record, the table growing past its inline usage
