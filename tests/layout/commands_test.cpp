@@ -2,14 +2,29 @@
 // is through, the monitor's waiting for it and the review's not. And Exit.
 #include <gtest/gtest.h>
 
+#include "platform/quiet_platform.h"
 #include "shell/commands.h"
-#include "tests/layout/test_program.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
 
-using testing::TestProgram;
 using Steps = std::vector<std::string>;
+
+// The program in /opt/tarvoline, with the steps given to its first sound
+// player once the main window is up.
+struct TestProgram : testing::ProgramOnLines<QuietPlatform> {
+    TestProgram() : ProgramOnLines("/opt/tarvoline") {
+        make();
+        program->mciTarvoline.trace = [this](const std::string& step) { sound.push_back(step); };
+    }
+    FrmMain& start() {
+        FrmMain& main = ProgramOnLines::start();
+        sound.clear();
+        return main;
+    }
+    Steps sound;
+};
 
 TEST(Commands, ToolbarButtonsSoundTheirClickThenRunTheCommandOfTheirKey) {
     TestProgram t;

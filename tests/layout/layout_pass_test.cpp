@@ -8,7 +8,8 @@
 #include <string>
 
 #include "app/layout.h"
-#include "tests/layout/test_program.h"
+#include "platform/quiet_platform.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
@@ -46,7 +47,8 @@ void resize(FrmMain& f, float width, float height) {
 }
 
 TEST(LayoutPass, PanelsScaleWithTheWindowAndTheRestMovesOrStays) {
-    testing::TestProgram t;
+    testing::ProgramOnLines<QuietPlatform> t;
+    t.make();
     FrmMain& f = t.start();
     ASSERT_TRUE(f.Visible);
     ASSERT_EQ(f.Width, 9480);
@@ -84,7 +86,8 @@ TEST(LayoutPass, PanelsScaleWithTheWindowAndTheRestMovesOrStays) {
 }
 
 TEST(LayoutPass, AnErrorEndsThePassSilentlyLeavingWhatMoved) {
-    testing::TestProgram t;
+    testing::ProgramOnLines<QuietPlatform> t;
+    t.make();
     FrmMain& f = t.start();
     const Places base = places(f);
     ASSERT_TRUE(f.handler("Form_Resize"));
