@@ -1,13 +1,10 @@
 // A capture survives the program being killed (SIGKILL) in the middle of a
-// run: a child process builds the whole program on simulated lines, prepares
-// the store through the Setup dialog, starts the run and feeds both ports
-// without pause, so records are written at the pane limit one after another.
-// Around every store append it tells the parent, through a pipe, the record it
-// is about to append ('B') and that the append returned ('D'). The parent kills
-// it at a random moment and reads the file back: every record whose append
-// returned is there, in order and exact; beyond them only the record that was
-// being appended may be there (whole, or as one torn tail). (The workbook:
-// its test rebuilds every state a kill can leave.)
+// run. A child process runs the whole program on simulated lines, capturing
+// through Setup into a .tvl file while both ports are fed without pause, and
+// tells the parent through a pipe each record it begins ('B') and ends ('D')
+// appending. Killed at a random moment, its file must hold every record whose
+// append returned, in order and exact, and at most the one under way (whole or
+// as one torn tail). (The workbook's test rebuilds every state a kill leaves.)
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -207,8 +204,6 @@ Killed runAndKill(const std::string& file, unsigned seed, std::chrono::microseco
 // Kills a capture at fifteen moments: anywhere in the first 400 ms of the run;
 // a few microseconds into an append (where a write is most likely cut); a few
 // microseconds after one returned (where a write held back would be missed).
-// Each file reads: the appended records, then at most the one under way, whole
-// or as the one torn tail.
 TEST(KilledCapture, TvlKeepsEveryRecordAppendedBeforeTheKill) {
     testing::ScratchFolder folder;
     const unsigned seed = std::random_device{}();

@@ -91,11 +91,10 @@ TEST(DeviceClose, PutsBackTheLineSettingsItFound) {
     EXPECT_NE(settingsOfTerminal().c_lflag, found.c_lflag) << "the port runs raw";
     port.setPortOpen(false);
     const termios after = settingsOfTerminal();
-    EXPECT_EQ(after.c_iflag, found.c_iflag);
-    EXPECT_EQ(after.c_oflag, found.c_oflag);
-    EXPECT_EQ(after.c_cflag, found.c_cflag);
-    EXPECT_EQ(after.c_lflag, found.c_lflag);
-    EXPECT_EQ(cfgetospeed(&after), cfgetospeed(&found));
+    const auto flags = [](const termios& t) {
+        return std::tuple(t.c_iflag, t.c_oflag, t.c_cflag, t.c_lflag, cfgetospeed(&t));
+    };
+    EXPECT_EQ(flags(after), flags(found));
 }
 
 }  // namespace

@@ -52,11 +52,11 @@ TEST(TermiosFlags, FormatBitsMatchTheLine) {
         EXPECT_EQ(f.ospeed, 9600u);
         EXPECT_EQ(f.ispeed, 9600u);
 
+        const auto format = [](const LineSettings& l) {
+            return std::tuple(l.parity, l.dataBits, l.stopBits, l.handshaking);
+        };
         const LineSettings back = decodeLine(f);
-        EXPECT_EQ(back.parity, line.parity) << c.text;
-        EXPECT_EQ(back.dataBits, line.dataBits) << c.text;
-        EXPECT_EQ(back.stopBits, line.stopBits) << c.text;
-        EXPECT_EQ(back.handshaking, line.handshaking) << c.text;
+        EXPECT_EQ(format(back), format(line)) << c.text;
         EXPECT_EQ(lineRefusal(line, back, false), "") << c.text;
     }
 }

@@ -42,13 +42,9 @@ TEST(SetupDialog, LayoutFitsTheClientAreaWithoutOverlaps) {
 }
 
 TEST(SetupDialog, PortTextGivesItsValueRoundedDown) {
-    EXPECT_EQ(portNumberOf("3"), 3);
-    EXPECT_EQ(portNumberOf("3.7"), 3);
-    EXPECT_EQ(portNumberOf(" 12 "), 12);
-    EXPECT_EQ(portNumberOf("+4"), 4);
-    EXPECT_EQ(portNumberOf("1e2"), 100);
-    EXPECT_EQ(portNumberOf(".9"), 0);
-    EXPECT_EQ(portNumberOf("-0.5"), -1);
+    const std::pair<const char*, int> numbers[] = {
+        {"3", 3}, {"3.7", 3}, {" 12 ", 12}, {"+4", 4}, {"1e2", 100}, {".9", 0}, {"-0.5", -1}};
+    for (const auto& [text, number] : numbers) EXPECT_EQ(portNumberOf(text), number) << text;
     for (const char* text :
          {"", "  ", "COM3", "3a", "3 4", "0x10", "nan", "inf", "-", "+", "++3", "+-3", "1e12"})
         EXPECT_FALSE(portNumberOf(text).has_value()) << '"' << text << '"';
