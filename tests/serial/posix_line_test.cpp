@@ -94,57 +94,48 @@ TEST(VirtualPortLink, IsPublishedReplacedWhenStaleAndRemovedOnClose) {
     EXPECT_EQ(::access(link.c_str(), F_OK), 0);
 }
 
-// A device on the slave end of a pseudo-terminal: the test holds the master.
-struct DeviceOnPty {
-    DeviceOnPty() {
-        symlink(pty.terminal().c_str(), (folder / "ttyUSB0").c_str());
-        events.readable = [this] { ++readable; };
-        device = std::unique_ptr<PosixDevice>(static_cast<PosixDevice*>(
-            devices.open(100, LineSettings{}, true, true, events).release()));
-    }
+// A device on the slave end of a pseudo-terminal, whose master the test holds.
+TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndHoldsOutputNobodyReadsAtItsLimit) {
     HeadlessLoop ui;
     TempFolder folder;
     PtyPair pty;
+    symlink(pty.terminal().c_str(), (folder / "ttyUSB0").c_str());
     SystemDevices devices{ui.poster(), folder.path(), folder / "virtual"};
     DeviceEvents events;
     int readable = 0;
-    std::unique_ptr<PosixDevice> device;
-};
-
-TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndPostsOneCallAtATime) {
-    DeviceOnPty line;
-    EXPECT_EQ(line.device->modemStatus(), 0u) << "a pseudo-terminal has no modem lines";
+    events.readable = [&] { ++readable; };
+    const std::unique_ptr<PosixDevice> device(
+        static_cast<PosixDevice*>(devices.open(100, LineSettings{}, true, true, events).release()));
+    EXPECT_EQ(device->modemStatus(), 0u) << "a pseudo-terminal has no modem lines";
     // The UI runs nothing meanwhile. A pseudo-terminal buffers far less than
     // this, so the writer finishes only if the device keeps reading.
-    const std::string sent = noise(1 << 20, 7);
+    std::string sent = noise(1 << 20, 7);
     std::size_t written = 0;
     for (std::size_t at = 0; at < sent.size(); at += 509)
-        written += writeAll(line.pty.master(), std::string_view(sent).substr(at, 509));
+        written += writeAll(pty.master(), std::string_view(sent).substr(at, 509));
     ASSERT_EQ(written, sent.size());
-    ASSERT_TRUE(waitFor([&] { return line.device->inBufferCount() >= sent.size(); }));
-    EXPECT_EQ(line.ui.waiting(), 1u) << "readable posts were not coalesced";
-    line.ui.runPosted();
-    EXPECT_EQ(line.readable, 1);
+    ASSERT_TRUE(waitFor([&] { return device->inBufferCount() >= sent.size(); }));
+    EXPECT_EQ(ui.waiting(), 1u) << "readable posts were not coalesced";
+    ui.runPosted();
+    EXPECT_EQ(readable, 1);
     std::string got(sent.size() + 1, '\0');
-    got.resize(line.device->read(got.data(), got.size()));
+    got.resize(device->read(got.data(), got.size()));
     EXPECT_TRUE(got == sent);
-    writeAll(line.pty.master(), "more");  // the next arrival posts again
-    ASSERT_TRUE(line.ui.runUntil([&] { return line.readable == 2; }));
-}
+    writeAll(pty.master(), "more");  // the next arrival posts again
+    ASSERT_TRUE(ui.runUntil([&] { return readable == 2; }));
 
-TEST(LineThread, OutputNobodyReadsStopsGrowingAtTheLimitAndKeepsTheOldestBytes) {
-    DeviceOnPty line;
-    line.device->setOutputLimit(64 * 1024);
-    const std::string sent = noise(1 << 20, 3);
+    // Output nobody reads stops growing at the limit, keeping the oldest bytes.
+    device->setOutputLimit(64 * 1024);
+    sent = noise(1 << 20, 3);
     for (std::size_t at = 0; at < sent.size(); at += 4096)
-        line.device->write(std::string_view(sent).substr(at, 4096));
-    EXPECT_LE(line.device->outBufferCount(), 64u * 1024);
-    const std::uint64_t dropped = line.device->droppedOutput();
+        device->write(std::string_view(sent).substr(at, 4096));
+    EXPECT_LE(device->outBufferCount(), 64u * 1024);
+    const std::uint64_t dropped = device->droppedOutput();
     EXPECT_GT(dropped, 0u);
     // What was kept arrives once the far end reads, the oldest bytes first and
     // in order: at least a limit's worth before the first that was dropped.
     // (The line may take more later, so later bytes can follow a gap.)
-    const std::string got = readSome(line.pty.master(), sent.size() - dropped);
+    got = readSome(pty.master(), sent.size() - dropped);
     EXPECT_EQ(got.size() + dropped, sent.size());
     ASSERT_GE(got.size(), 64u * 1024);
     EXPECT_TRUE(got.compare(0, 64 * 1024, sent, 0, 64 * 1024) == 0) << "the oldest bytes were lost";
