@@ -73,24 +73,6 @@ TEST(KelXLSWorkbook, SheetsFillAndFollowOneAnother) {
     EXPECT_GT(std::filesystem::file_size(book.wb.path()), 110u * 128 * 512);
 }
 
-// The records a file left by a kill shows: a new sheet may have no rows yet,
-// and a titles row or a record on its way may show as empty cells.
-std::vector<Record> recordsAfterKill(const XlsBook& book, std::string& error) {
-    std::vector<Record> out;
-    for (std::size_t s = 0; s < book.sheets.size(); ++s) {
-        const XlsSheet& sheet = book.sheets[s];
-        if (sheet.empty()) continue;
-        if (sheet[0] != XlsRow{kTitles.first, kTitles.second}) {
-            if (s + 1 < book.sheets.size() || sheet != XlsSheet{{"", ""}})
-                error = "a sheet without titles";
-            continue;
-        }
-        for (std::size_t r = 1; r < sheet.size(); ++r)
-            out.emplace_back(sheet[r].at(0), sheet[r].at(1));
-    }
-    return out;
-}
-
 TEST(KelXLSWorkbook, AKillAtAnyPointLeavesEveryAppendedRowForFreeXLAndXlrd) {
     ScratchFolder dir;
     Book book(dir.folder(), "live.xls");
@@ -104,9 +86,9 @@ TEST(KelXLSWorkbook, AKillAtAnyPointLeavesEveryAppendedRowForFreeXLAndXlrd) {
             if (!freexl && states % xlrdEvery) continue;
             std::string error;
             const std::vector<Record> found =
-                recordsAfterKill(freexl ? readXlsWithFreeXL(dir.file("killed.xls"), error)
-                                        : readXlsWithXlrd(dir.file("killed.xls"), error),
-                                 error);
+                xlsRecords(freexl ? readXlsWithFreeXL(dir.file("killed.xls"), error)
+                                  : readXlsWithXlrd(dir.file("killed.xls"), error),
+                           kTitles, error);
             std::vector<Record> whole = book.records, blank = book.records;
             whole.push_back(underWay);
             blank.emplace_back();

@@ -113,11 +113,14 @@ inline XlsBook readXlsWithXlrd(const std::string& path, std::string& error) {
     return book;
 }
 
-// The records of a capture workbook: each sheet starts with the titles.
+// The records of a capture workbook: each sheet starts with the titles. A file
+// left by a kill may end in a sheet with no rows yet, or with only its titles
+// row, on its way, showing as empty cells.
 inline std::vector<Record> xlsRecords(const XlsBook& book, const Record& titles,
                                       std::string& error) {
     std::vector<Record> out;
     for (const XlsSheet& sheet : book.sheets) {
+        if (&sheet == &book.sheets.back() && (sheet.empty() || sheet == XlsSheet{{"", ""}})) break;
         for (std::size_t r = 0; r < sheet.size(); ++r) {
             if (sheet[r].size() != 2)
                 error = "a row of " + std::to_string(sheet[r].size()) + " cells";
@@ -142,7 +145,8 @@ inline MdbView readMdbWithMdbReader(const std::string& path, std::string& error)
     MdbView v;
     bool ok = false;
     const std::string out = runCommand(
-        "node " TVL_SOURCE_DIR "/tests/mdb/node/mdb_reader_dump.js '" + path + "' Capture 2>&1", ok);
+        "node " TVL_SOURCE_DIR "/tests/mdb/node/mdb_reader_dump.js '" + path + "' Capture 2>&1",
+        ok);
     if (!ok) return error = "mdb-reader: " + out.substr(0, 2000), v;
     std::istringstream in(out);
     for (std::string line; std::getline(in, line);) {
