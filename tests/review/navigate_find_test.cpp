@@ -14,12 +14,10 @@ TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumnAndAMissC
         "find.tvl", {"head x", "ABC"},
         {{"abc here", "nothing"}, {"zzz", "abc also"}, {"Abc upper", "ABC"}, {"zzz end", "none"}}));
     FrmMain& f = r.form();
-    for (const auto& [text, entry, focus] : {std::tuple{"abc", 4, f.txtPort2},
-                                             {"zz", 6, f.txtPort1},
-                                             {"ABC", 5, f.txtPort2},
-                                             {"Abc", 5, f.txtPort1},
-                                             {"abc", 4, f.txtPort2},
-                                             {"head", 2, f.txtPort1}}) {
+    const std::tuple<const char*, int, TextBox*> finds[] = {
+        {"abc", 4, f.txtPort2}, {"zz", 6, f.txtPort1},  {"ABC", 5, f.txtPort2},
+        {"Abc", 5, f.txtPort1}, {"abc", 4, f.txtPort2}, {"head", 2, f.txtPort1}};
+    for (const auto& [text, entry, focus] : finds) {
         r.platform.inputs = {text};
         mnuFind_Click(*r.program);
         EXPECT_EQ(r.state().RecordIndex, entry) << text;

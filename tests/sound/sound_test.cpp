@@ -23,7 +23,7 @@ WaveSound ramp(int channels, int rate, int frames) {
     return s;
 }
 
-TEST(WaveFile, ReadsBackWhatItWritesAndSkipsOtherChunks) {
+TEST(WaveFile, ReadsBackWhatItWritesSkipsOtherChunksAndRefusesMalformedFiles) {
     for (int channels : {1, 2}) {
         const auto back = parseWave(encodeWave(ramp(channels, 22050, 2205)));
         ASSERT_TRUE(back) << channels;
@@ -40,9 +40,8 @@ TEST(WaveFile, ReadsBackWhatItWritesAndSkipsOtherChunks) {
     ASSERT_TRUE(back);
     EXPECT_EQ(back->samples, ramp(1, 8000, 10).samples);
     EXPECT_FALSE(readWave("/nonexistent/tarvoline/button.wav"));
-}
 
-TEST(WaveFile, MalformedFilesAreRefused) {
+    // Malformed files are refused.
     const std::string good = encodeWave(ramp(2, 44100, 100));
     const auto with = [&](std::size_t at, std::string bytes) {
         return std::string(good).replace(at, bytes.size(), bytes);
@@ -68,9 +67,9 @@ TEST(WaveFile, MalformedFilesAreRefused) {
 }
 
 TEST(ProgramSounds, EachIsAValidWaveOfItsLengthAudibleAndUnclipped) {
-    for (const auto& [name, minMs, maxMs] : {std::tuple{"Kelmar.wav", 800, 1300},
-                                             {"button.wav", 10, 99},
-                                             {"loadform.wav", 250, 350}}) {
+    const std::tuple<const char*, int, int> sounds[] = {
+        {"Kelmar.wav", 800, 1300}, {"button.wav", 10, 99}, {"loadform.wav", 250, 350}};
+    for (const auto& [name, minMs, maxMs] : sounds) {
         const auto wave = readWave(std::string(TVL_BINARY_DIR) + "/bin/" + name);
         ASSERT_TRUE(wave) << name;
         EXPECT_GE(wave->length().count() / 1000, minMs) << name;
@@ -85,30 +84,20 @@ TEST(ProgramSounds, EachIsAValidWaveOfItsLengthAudibleAndUnclipped) {
 
 // The wave output on a machine with no sound device (a device name that names
 // none): it keeps the sound's time without making a sound.
-using std::chrono::milliseconds;
-
-class WaveOutput : public ::testing::Test {
-protected:
-    std::string soundFile(int ms) {
-        WaveSound s;
-        s.channels = 1;
-        s.sampleRate = 8000;
-        s.samples.assign(std::size_t(8 * ms), 1000);
+TEST(WaveOutput, AWaitedPlayTakesTheSoundsLengthAndCloseANewSoundOrTheEndCutItShort) {
+    using std::chrono::milliseconds;
+    testing::ScratchFolder dir;
+    const auto soundFile = [&](int ms) {
         const std::string path = dir.file(std::to_string(ms) + ".wav");
-        testing::writeFile(path, encodeWave(s));
+        testing::writeFile(path, encodeWave(ramp(1, 8000, 8 * ms)));
         return path;
-    }
-    template <class F>
-    static milliseconds timed(F f) {
+    };
+    const auto timed = [](auto f) {
         const auto start = std::chrono::steady_clock::now();
         f();
         return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
-    }
-    testing::ScratchFolder dir;
-    std::unique_ptr<SoundOutput> out = makeWaveOutput("tarvoline-no-such-device");
-};
-
-TEST_F(WaveOutput, AWaitedPlayTakesTheSoundsLengthAndCloseANewSoundOrTheEndCutItShort) {
+    };
+    auto out = makeWaveOutput("tarvoline-no-such-device");
     ASSERT_TRUE(out->open(soundFile(300)));
     const auto waited = timed([&] { out->play(true); });
     EXPECT_GE(waited, milliseconds(290));
