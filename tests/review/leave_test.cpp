@@ -170,6 +170,8 @@ TEST(ReviewTimes, TheEntryOnScreenShowsItsTimeAndSavingKeepsEveryTime) {
     EXPECT_EQ(shown.Caption, "No time recorded");
     mnuForward_Click(*r.program);
     EXPECT_EQ(shown.Caption, "Written 2000-02-29 00:00:00.000001 UTC");
+    mnuForward_Click(*r.program);
+    EXPECT_EQ(shown.Caption, "Written 1969-12-31 23:59:59.999999 UTC");
     r.platform.inputs = {"record 1"};
     mnuFind_Click(*r.program);  // the file's head record, entry 2
     EXPECT_EQ(shown.Caption, "Written 2024-11-24 05:20:00.000000 UTC");

@@ -165,15 +165,5 @@ TEST(KelTVLFile, RecordsCarryTheirTimeAndAnOlderCaptureReadsAndTakesAppends) {
     EXPECT_LE(*after.times[4], end);
 }
 
-TEST(KelTVLFile, RecordTimesReadAsUtcWithMicroseconds) {
-    const std::pair<std::int64_t, const char*> table[] = {
-        {0, "1970-01-01T00:00:00.000000Z"},
-        {-1, "1969-12-31T23:59:59.999999Z"},
-        {951782400000001, "2000-02-29T00:00:00.000001Z"},
-        {1732425630123456, "2024-11-24T05:20:30.123456Z"},
-    };
-    for (const auto& [time, text] : table) EXPECT_EQ(FormatRecordTime(time), text);
-}
-
 }  // namespace
 }  // namespace tvl::testing
