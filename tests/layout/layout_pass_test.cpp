@@ -46,7 +46,7 @@ void resize(FrmMain& f, float width, float height) {
     f.Resize();
 }
 
-TEST(LayoutPass, PanelsScaleWithTheWindowAndTheRestMovesOrStays) {
+TEST(LayoutPass, PanelsScaleWithTheWindowTheRestMovesOrStaysAndAnErrorEndsThePass) {
     testing::ProgramOnLines<QuietPlatform> t;
     t.make();
     FrmMain& f = t.start();
@@ -83,28 +83,17 @@ TEST(LayoutPass, PanelsScaleWithTheWindowAndTheRestMovesOrStays) {
         EXPECT_EQ(f.Width, floorW);
         EXPECT_EQ(f.Height, floorH);
     }
-}
 
-TEST(LayoutPass, AnErrorEndsThePassSilentlyLeavingWhatMoved) {
-    testing::ProgramOnLines<QuietPlatform> t;
-    t.make();
-    FrmMain& f = t.start();
-    const Places base = places(f);
-    ASSERT_TRUE(f.handler("Form_Resize"));
-
-    // A window of negative width: the first group gets its Left and Top,
-    // then its Width is refused and nothing after it moves.
-    f.Width = -948;
-    f.Height = 2 * 7245;
-    EXPECT_NO_THROW((*f.handler("Form_Resize"))({}));
+    // A window of negative width: the first group gets its Left and Top, then
+    // its Width is refused, silently, and nothing after it moves.
+    f.Visible = true;
+    EXPECT_NO_THROW(resize(f, -948, 2 * 7245));
     EXPECT_NEAR(f.fraComMonitor[0]->Left, -24, 0.01);
     EXPECT_NEAR(f.fraComMonitor[0]->Top, 1680, 0.01);
     EXPECT_EQ(f.fraComMonitor[0]->Width, 4335);
     EXPECT_EQ(f.fraComMonitor[1]->Left, 4920);
     EXPECT_EQ(f.lblUART[0]->Left, 1200);
-
-    // The next resize runs a whole new pass.
-    resize(f, 9480, 7245);
+    resize(f, 9480, 7245);  // a whole new pass
     expectScaled(f, base, 1);
 }
 
