@@ -341,8 +341,17 @@ TEST(QtView, NoCaptionLabelOrBoxTextIsWiderThanItsWidgetAndEveryPictureIsThere) 
                 QWidget* widget = v.widgetOf(c.get());
                 // Deliberate: a long device path shows its middle elided, whole in its tooltip.
                 if (!widget || c->key().rfind("lblComPort(", 0) == 0) continue;
-                EXPECT_LE(overflow(*widget), 0)
-                    << form->name() << "." << c->key() << " at " << scale << "x";
+                const std::string where =
+                    form->name() + "." + c->key() + " at " + std::to_string(scale) + "x";
+                EXPECT_LE(overflow(*widget), 0) << where;
+                // Setup's controls lie inside their containers and apart from one another.
+                if (form != setupOf(p)) continue;
+                EXPECT_TRUE(widget->parentWidget()->rect().contains(widget->geometry())) << where;
+                for (QWidget* other :
+                     widget->parentWidget()->findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+                    EXPECT_TRUE(other == widget ||
+                                !other->geometry().intersects(widget->geometry()))
+                        << where << " overlaps " << other->objectName().toStdString();
             }
         }
     }

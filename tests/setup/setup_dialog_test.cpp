@@ -1,5 +1,5 @@
-// The Setup dialog beyond what a scenario sees: the layout of the window, how
-// a port box's text becomes a number, and what the label beside it says.
+// The Setup dialog beyond what a scenario sees: how a port box's text becomes
+// a number, and what the label beside it says. (Its layout: the widget tests.)
 #include <gtest/gtest.h>
 
 #include "app/frm_setup.h"
@@ -17,29 +17,6 @@ struct SetupRun : testing::ProgramOnLines<QuietPlatform> {
     }
     FrmSetup& dialog() { return *program->frmSetup; }
 };
-
-// Every control lies inside its container, and no two controls of one
-// container overlap.
-TEST(SetupDialog, LayoutFitsTheClientAreaWithoutOverlaps) {
-    SetupRun run;
-    const FrmSetup& d = run.dialog();
-    auto right = [](const Control& c) { return c.Left + c.Width; };
-    auto bottom = [](const Control& c) { return c.Top + c.Height; };
-    for (const auto& c : d.controls()) {
-        const float width = c->container() ? c->container()->Width : d.ScaleWidth;
-        const float height = c->container() ? c->container()->Height : d.ScaleHeight;
-        EXPECT_GE(c->Left, 0) << c->key();
-        EXPECT_GE(c->Top, 0) << c->key();
-        EXPECT_LE(right(*c), width) << c->key();
-        EXPECT_LE(bottom(*c), height) << c->key();
-        for (const auto& o : d.controls()) {
-            if (o.get() <= c.get() || o->container() != c->container()) continue;
-            const bool apart = right(*c) <= o->Left || right(*o) <= c->Left ||
-                               bottom(*c) <= o->Top || bottom(*o) <= c->Top;
-            EXPECT_TRUE(apart) << c->key() << " overlaps " << o->key();
-        }
-    }
-}
 
 TEST(SetupDialog, PortTextGivesItsValueRoundedDown) {
     const std::pair<const char*, int> numbers[] = {
