@@ -25,11 +25,9 @@ namespace {
 namespace fs = std::filesystem;
 using testing::Record;
 
-// The program with every store, its capture made in a folder of its own.
-struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
-    testing::ScratchFolder scratch;
-    fs::path folder = scratch.path();
-
+// The program with every store, its capture made in a folder of its own. The
+// folder is the first base: it is removed only once the program is gone.
+struct CaptureRun : testing::ScratchFolder, testing::ProgramOnLines<QuietPlatform> {
     CaptureRun() {
         ProgramParts parts;
         parts.makeTVL = makeKelTVL;
@@ -38,13 +36,12 @@ struct CaptureRun : testing::ProgramOnLines<QuietPlatform> {
         make(std::move(parts));
         start();
     }
-    ~CaptureRun() { program.reset(); }  // before its folder goes
     // Setup OK with this monitor choice and saving mode, into `name`; then Start.
     void startRun(int monitor, int saving, const std::string& name) {
         mnuSetup_Click(*program);
         program->frmSetup->optMonitor[monitor]->choose();
         program->frmSetup->optSaving[saving]->choose();
-        platform.saveAnswer = (folder / name).string();
+        platform.saveAnswer = file(name);
         program->frmSetup->cmdOK->Click();
         ASSERT_EQ(platform.messages, std::vector<std::string>{});
         mnuStartStop_Click(*program);
@@ -57,11 +54,11 @@ TEST(CaptureWriter, AStoreFailingDuringARunStopsItWithAMessageAndKeepsEarlierRec
     run.line2.feed(std::string(200, 'k'));
     run.pump();
     // The capture's folder becomes unwritable in the middle of the run.
-    const fs::path file = run.folder / "run.tvl";
-    const fs::path kept = run.folder.string() + "-kept.tvl";
+    const fs::path file = run / "run.tvl";
+    const fs::path kept = run.path() + "-kept.tvl";
     fs::copy_file(file, kept, fs::copy_options::overwrite_existing);
-    fs::remove_all(run.folder);
-    std::ofstream(run.folder.string()) << "now a plain file";  // no folder can be made there
+    fs::remove_all(run.path());
+    std::ofstream(run.path()) << "now a plain file";  // no folder can be made there
 
     run.line2.feed(std::string(230, 'm'));
     run.pump();
@@ -73,8 +70,8 @@ TEST(CaptureWriter, AStoreFailingDuringARunStopsItWithAMessageAndKeepsEarlierRec
     // The bytes after the failure still wait in the port: nothing was read past it.
     EXPECT_GT(run.program->mscComControl2.InBufferCount(), 0);
 
-    fs::remove(run.folder);
-    fs::create_directories(run.folder);
+    fs::remove(run.path());
+    fs::create_directories(run.path());
     fs::rename(kept, file);
     EXPECT_EQ(testing::readTvl(file).records, (std::vector<Record>{{std::string(200, 'k'), " "}}));
 }
@@ -120,7 +117,7 @@ TEST(CaptureWriter, OnePortRunsCaptureThatPortsTrafficInItsOwnColumnInEveryStore
             // A port not monitored has no title: no OK gave it one.
             const Record titles =
                 monitor == 0 ? Record("Port1 (DTE1): ", "") : Record("", "Port2 (DTE2/DCE): ");
-            for (const Record& r : recordsOf((run.folder / name).string(), titles))
+            for (const Record& r : recordsOf(run / name, titles))
                 column.push_back(monitor == 0 ? r.first : r.second);
             EXPECT_EQ(column, (std::vector<std::string>{std::string(200, 'a'), "bcd"}));
         }
@@ -139,7 +136,7 @@ TEST(CaptureWriter, ADatabaseGetsABlankForAColumnNeverGiven) {
     run.line1.feed("yz\r");
     run.pump();
     mnuStartStop_Click(*run.program);
-    EXPECT_EQ(recordsOf((run.folder / "run.mdb").string(), {}),
+    EXPECT_EQ(recordsOf(run / "run.mdb", {}),
               (std::vector<Record>{{std::string(200, 'a'), " "}, {"\xE9", "xyz<CR>"}}));
 }
 
