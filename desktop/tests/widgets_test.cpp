@@ -78,8 +78,7 @@ TEST(QtView, SplashGivesWayToAMainWindowOfNamedWidgetsOnScaledPixels) {
     QTest::mouseClick(image, Qt::LeftButton);
     EXPECT_EQ(w.p.frmSplash, nullptr);
     ASSERT_NE(w.p.FrmMain, nullptr);
-    FormView& v = *w.app.desktop.view(w.form());
-    w.view = &v;
+    FormView& v = *(w.view = w.app.desktop.view(w.form()));
     EXPECT_TRUE(v.isVisible());
 
     for (const auto& c : w.form().controls()) w.widget<QObject>(c->key().c_str());

@@ -1,8 +1,7 @@
 // The desktop's batched ticks give exactly what one tick at a time gives: two
 // programs fed the same random bytes, one ticked singly, the other in batches
-// of random size, show, count, send and capture the same after every slice of
-// ticks. Transparent and Host mode (rows that hold bytes back), ASCII and
-// hexadecimal, and watches that stop the run in the middle of a burst.
+// of random size, show, count, send and capture the same after every slice, in
+// either mode and display form, with watches that stop a run mid-burst.
 #include <gtest/gtest.h>
 
 #include <algorithm>

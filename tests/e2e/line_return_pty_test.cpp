@@ -1,8 +1,6 @@
 // A run in Host mode whose Port 1 is a device node that goes away and comes
-// back: the node is a link to a pseudo-terminal's terminal end, the test holds
-// the other end as the device. Closing it hangs the line up as an unplugged
-// adapter does; a new pseudo-terminal behind the same link is the adapter
-// plugged back in.
+// back: a link to a pseudo-terminal whose other end the test holds. Closing
+// that end unplugs the adapter; a new pseudo-terminal behind the link plugs it in.
 #include <unistd.h>
 
 #include <gtest/gtest.h>

@@ -37,8 +37,6 @@ namespace {
 using testing::Record;
 const Record kTitles{"Port1 (DTE1): ", "Port2 (DTE2/DCE): "};
 
-// ---------------------------------------------------------------- the child
-
 // One line per write(), at most PIPE_BUF bytes, so a kill never leaves half a
 // message in the pipe: its kind, then each text in hex ("-" when empty).
 void report(int fd, char kind, const std::string& a = {}, const std::string& b = {}) {
@@ -70,17 +68,13 @@ std::string traffic(std::mt19937& random, std::size_t n) {
     std::string out;
     while (out.size() < n) {
         const unsigned pick = random() % 40;
-        if (pick == 0)
-            out += "\r\n";
-        else if (pick == 1)
-            out.push_back(char(1 + random() % 255));
-        else
-            out.push_back(char('!' + random() % 94));
+        if (pick == 0) out += "\r\n";
+        if (pick > 0) out.push_back(char(pick == 1 ? 1 + random() % 255 : '!' + random() % 94));
     }
     return out;
 }
 
-// Runs in the child: never returns.
+// The child: never returns.
 [[noreturn]] void capturingChild(int fd, const std::string& file, unsigned seed) {
     testing::ProgramOnLines<QuietPlatform> run;
     ProgramParts parts;
@@ -114,8 +108,6 @@ std::string traffic(std::mt19937& random, std::size_t n) {
             fail("the run stopped");
     }
 }
-
-// --------------------------------------------------------------- the parent
 
 struct Killed {
     std::vector<Record> appended;   // appends that returned, in order

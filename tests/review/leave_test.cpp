@@ -89,6 +89,7 @@ TEST(ReviewSave, AFailedSaveNamesTheFileAndLosesNothing) {
 // A save killed at any moment leaves the capture either as it was or as saved,
 // each byte for byte, and the file always reads.
 TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
+    using namespace std::chrono;
     ReviewRig r;
     const std::string path = r.writeCapture("big.tvl", 3001, [](KelTVL& store, int i) {
         store.PortText1 = std::string(150, char('a' + i % 26));
@@ -109,7 +110,7 @@ TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
         }
         if (child < 0) return -1;
         if (us >= 0) {
-            std::this_thread::sleep_for(std::chrono::microseconds(us));
+            std::this_thread::sleep_for(microseconds(us));
             ::kill(child, SIGKILL);
         }
         int status = 0;
@@ -117,12 +118,10 @@ TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
         return status;
     };
     // One whole save, timed, gives the new content.
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = steady_clock::now();
     const int status = save(-1);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    const long took = std::chrono::duration_cast<std::chrono::microseconds>(
-                          std::chrono::steady_clock::now() - start)
-                          .count();
+    const long took = duration_cast<microseconds>(steady_clock::now() - start).count();
     const std::string newBytes = readFile(path);
     ASSERT_NE(newBytes, oldBytes);
 

@@ -1,6 +1,5 @@
-// A whole headless program for the review tests: a desktop that answers from
-// the test, simulated lines, and captures written by the store or by the
-// program's own runs.
+// A whole headless program for the review tests, on simulated lines, with
+// captures written by the store or by the program's own runs.
 #pragma once
 
 #include <filesystem>

@@ -1,6 +1,5 @@
-// Sound: wave files written, read and refused, the sounds the build makes,
-// and the wave output keeping a sound's time. (What each command gives the
-// output: tests/layout/commands_test and the scenarios.)
+// Wave files written, read and refused, the sounds the build makes, and the
+// wave output keeping a sound's time. (What each command plays: tests/layout.)
 #include <gtest/gtest.h>
 
 #include <chrono>

@@ -127,8 +127,7 @@ TEST(Jet4Catalog, IndexesAgreeWithTheRowsTheyPointTo) {
                 Bytes key;
                 for (std::uint16_t col : ix.columns) {
                     if (tdef_page == kMSysObjectsPage && col == 2) {
-                        // Name: the first variable column; its offset is the last entry before
-                        // var_len.
+                        // Name, the first variable column: its offsets end just before var_len.
                         const std::size_t mask = (get16(&row[0]) + 7) / 8;
                         const std::size_t end = row.size() - mask - 2;
                         const std::size_t nvar = get16(&row[end]);

@@ -1,6 +1,5 @@
 // The .tvl file beyond the store contract: a record torn by a crash, damaged
-// files, record times and older captures. (Reading: every test that reads a
-// capture back, with tests/stores/store_test_util.h's readTvl.)
+// files, record times and older captures. (Reading: every test, with readTvl.)
 #include "components/stores/keltvl_file.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,6 @@
 // A whole headless program on two simulated lines and a platform of the
 // test's choosing, for the tests and benchmarks that drive it as a user and
-// the desktop would.
-// Header only: tests/support builds no test program of its own.
+// the desktop would. (Header only: tests/support builds no test of its own.)
 #pragma once
 
 #include <memory>
@@ -21,8 +20,7 @@ struct ProgramOnLines {
     explicit ProgramOnLines(PlatformArgs&&... args)
         : platform(std::forward<PlatformArgs>(args)...) {}
 
-    // The program on this platform and these lines; `parts` may name stores
-    // and a sound output.
+    // The program on this platform and these lines; `parts` may name stores and sound.
     Program& make(ProgramParts parts = {}) {
         parts.platform = &platform;
         parts.line1 = &line1;
@@ -52,8 +50,7 @@ struct ProgramOnLines {
         while (timer.Enabled && bytesWaiting(*program)) timer.fire();
     }
 
-    // The same ticks as the desktop runs them: slices of the TimerDriver,
-    // many ticks at once.
+    // The ticks as the desktop runs them: the TimerDriver's slices, many at once.
     void pumpInSlices() {
         Timer& timer = *program->FrmMain->tmrTarvoline;
         TimerDriver driver(timer, [this] { return bytesWaiting(*program); });
