@@ -39,6 +39,7 @@ click FrmMain.mnuStartStop
 feed port2 "second run"
 drain
 click FrmMain.mnuStartStop
+print tvl "cap.tvl"
 '''
 # The records the run writes: the head, then each Stop's panes, Port 2's device first.
 TITLES = ["Port1 (DTE1): ", "Port2 (DTE2/DCE): "]
@@ -55,9 +56,11 @@ with tempfile.TemporaryDirectory() as folder:
     with open(os.path.join(folder, "make.scn"), "w") as f:
         f.write(SCENARIO)
     started = time.time()
-    subprocess.run([os.path.join(BIN, "tarvoline-scenario"), os.path.join(folder, "make.scn")],
-                   capture_output=True, check=True)
+    made = subprocess.run([os.path.join(BIN, "tarvoline-scenario"), os.path.join(folder, "make.scn")],
+                          capture_output=True, check=True)
     finished = time.time()
+    check(made.stdout.startswith(f'tvl "cap.tvl" = "{TITLES[0]}" "{TITLES[1]}" 4 [""'.encode()),
+          f"the runner prints the capture: {made.stdout!r}")
     code, out, err = export(capture)
     check(code == 0 and err == "", f"a whole capture exports cleanly ({code}, {err!r})")
     check(out.count(b"\r\n") >= len(RECORDS) + 1, "rows end with CR LF")

@@ -152,12 +152,7 @@ TEST(ReviewTimes, TheEntryOnScreenShowsItsTimeAndSavingKeepsEveryTime) {
     // Record 1 is the file's head; the third was written with no time; the
     // last two are the extremes a time can take.
     const std::vector<std::optional<std::int64_t>> times = {
-        1732425600000000,
-        1732425630123456,
-        std::nullopt,
-        951782400000001,
-        -1,
-        std::numeric_limits<std::int64_t>::max()};
+        1732425600000000, 1732425630123456, std::nullopt, 951782400000001, -1, INT64_MAX};
     r.open(r.writeCapture("cap.tvl", int(times.size()), [&](KelTVL& store, int i) {
         store.KeepPortTime = true;
         store.PortText1 = "record " + std::to_string(i + 1);
