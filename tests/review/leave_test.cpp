@@ -26,6 +26,7 @@ TEST(ReviewSave, WritesTheEntriesOfARunsCaptureAsTheyStandNotThePanes) {
     r.open(path);
     EXPECT_EQ(r.platform.asked.at(0), "open in " + r.platform.ProgramFolder() +
                                           ": Kelmar Tarvoline (*.tvl)|*.tvl|All Files (*.*)|*.*");
+    EXPECT_EQ(r.state().RecordCount, 5);
     EXPECT_EQ(r.state().RecordPort1,
               (std::vector<std::string>{"", "", "head 1", "one", " ", "three"}));
     EXPECT_EQ(r.state().RecordPort2,
@@ -34,6 +35,7 @@ TEST(ReviewSave, WritesTheEntriesOfARunsCaptureAsTheyStandNotThePanes) {
     EXPECT_EQ(p.KelTVL->StoreFolder, r.folder());
     EXPECT_EQ(p.KelTVL->StoreName, "cap");
     // The run goes on under the review: the hidden panes fill.
+    EXPECT_TRUE(r.form().tmrTarvoline->Enabled);
     r.line1.feed("later");
     r.pump();
     EXPECT_EQ(r.form().txtCommunication[0]->Text(), "later");
