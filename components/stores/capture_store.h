@@ -42,13 +42,11 @@ public:
 
 class KelTVL : public CaptureStore {
 public:
-    // StoreFolder + StoreName, with ".tvl" added when the name lacks it.
-    std::string FilePath() const {
-        const auto n = StoreName.size();
-        const bool has = n >= 4 && StoreName[n - 4] == '.' && (StoreName[n - 3] | 0x20) == 't' &&
-                         (StoreName[n - 2] | 0x20) == 'v' && (StoreName[n - 1] | 0x20) == 'l';
-        return StoreFolder + StoreName + (has ? "" : ".tvl");
-    }
+    // StoreFolder + StoreName, with ".tvl" added when the name lacks it
+    // (review gives the name less its extension). Where no "<name>.tvl" is
+    // there, a "<name>.TVL" (the extension in any case) is the capture, and
+    // stays the capture for this name while it is there.
+    std::string FilePath() const;
     virtual void OpenStore() = 0;
     // 1 starts a new file with the titles and the columns as its first record;
     // 0 appends the columns as the last record.
@@ -66,6 +64,9 @@ public:
     // AppendRecord stamps a record with the present time, or, while this is
     // set (a capture being saved back), with PortTime as it stands.
     bool KeepPortTime = false;
+
+private:
+    mutable std::string foundFor_, found_;  // the name the other-case file was found for
 };
 
 class KelMDB : public CaptureStore {
