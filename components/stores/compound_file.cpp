@@ -159,17 +159,28 @@ void AppendCompoundFile::create(const std::string& file, std::string_view stream
     if (fd_ >= 0) close();
     file_ = file;
     name_.assign(streamName.begin(), streamName.end());
-    fd_ = ::open(file.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    // Built beside the file and renamed over it once whole and synced: an old
+    // file of the same name stays as it was until then.
+    const std::string part = file + ".part";
+    fd_ = ::open(part.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd_ < 0) fail("cannot create", errno);
-    deferred_.watch(fd_, file);
-    written_ = initial.size();
-    layTail(std::max(sectorsFor(initial.size()) + kFirstSlack, kMinSectors));
-    pwriteAll(kSector, initial, "cannot write");
-    pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(), "cannot write");
-    syncFile();
-    pwriteAll(0, header(), "cannot write");
-    syncFile();
-    fileio::syncFolder(fileio::folderOf(file));
+    try {
+        deferred_.watch(fd_, file);
+        written_ = initial.size();
+        layTail(std::max(sectorsFor(initial.size()) + kFirstSlack, kMinSectors));
+        pwriteAll(kSector, initial, "cannot write");
+        pwriteAll(std::uint64_t(capacity_ + 1) * kSector, tailBytes(), "cannot write");
+        syncFile();
+        pwriteAll(0, header(), "cannot write");
+        syncFile();
+        if (const int err = fileio::replaceByRename(part, file)) fail("cannot replace the file", err);
+    } catch (const StoreError&) {
+        deferred_.watch(-1, {});
+        ::close(fd_);
+        fd_ = -1;
+        ::unlink(part.c_str());
+        throw;
+    }
 }
 
 void AppendCompoundFile::relocate(std::uint32_t needed) {

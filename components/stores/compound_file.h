@@ -32,8 +32,9 @@ public:
     AppendCompoundFile(const AppendCompoundFile&) = delete;
     AppendCompoundFile& operator=(const AppendCompoundFile&) = delete;
 
-    // Creates (replacing) `file` with one stream `streamName` holding `initial`
-    // and syncs it. Throws StoreError naming the file.
+    // Creates `file` with one stream `streamName` holding `initial`, synced.
+    // It replaces an old file of that name only once whole: on a failure the
+    // old file is as it was. Throws StoreError naming the file.
     void create(const std::string& file, std::string_view streamName, std::string_view initial);
     // Writes stream bytes at `offset`, in one system call: a kill cuts it only
     // at a page boundary. The capacity grows first when they pass its end.

@@ -1,5 +1,7 @@
 #include "components/stores/kelxls_workbook.h"
 
+#include <tuple>
+
 namespace tvl {
 namespace {
 
@@ -134,7 +136,7 @@ std::string globals(std::vector<std::uint64_t>& slotAt) {
 
 KelXLSWorkbook::~KelXLSWorkbook() {
     try {
-        file_.close();
+        if (file_) file_->close();
     } catch (const StoreError&) {
     }
 }
@@ -157,19 +159,40 @@ std::string KelXLSWorkbook::sheetStart(std::uint32_t index, std::uint64_t sheetA
     return s;
 }
 
+// The new workbook, titles included, is built whole beside an old file of
+// the same name before it replaces it; until then the capture before this one
+// goes on, its file and its state untouched.
 void KelXLSWorkbook::CreateStore() {
-    if (file_.isOpen()) CloseStore();
+    const auto kept = std::tuple(sheets_, rows_, eofAt_, dimensionsAt_);
     std::string stream = globals(slotAt_);
     const std::uint64_t sheetAt = stream.size();
     std::string bs;
     record(bs, kBoundsheet, boundsheet(0, std::uint32_t(sheetAt)));
     stream.replace(slotAt_[0], bs.size(), bs);
-    stream += sheetStart(0, sheetAt) + kEndMark;
-    file_.create(path(), "Workbook", stream);
+    stream += sheetStart(0, sheetAt);
     sheets_ = 1;
     rows_ = 0;
-    appendRow(PortTitle1, PortTitle2);
-    file_.sync();
+    const std::string titles = rowAtEof(PortTitle1, PortTitle2);
+    stream.replace(eofAt_, std::string::npos, titles);
+    stream.replace(dimensionsAt_ + 4, 4, Bytes().u32(1).s);
+    auto file = std::make_unique<AppendCompoundFile>();
+    file->beforeWrite = watch_;
+    try {
+        file->create(path(), "Workbook", stream);
+    } catch (const StoreError&) {
+        std::tie(sheets_, rows_, eofAt_, dimensionsAt_) = kept;
+        throw;
+    }
+    rows_ = 1;
+    eofAt_ += titles.size() - 8;
+    // The capture before ends here. Its file is a whole workbook whatever its
+    // close does (which gives back spare room and syncs what the background
+    // sync has not yet).
+    if (file_) try {
+            file_->close();
+        } catch (const StoreError&) {
+        }
+    file_ = std::move(file);
 }
 
 // Every change below follows one rule: bytes go first where no reader looks
@@ -189,18 +212,18 @@ void KelXLSWorkbook::addSheet() {
     const std::string sheet = sheetStart(sheets_, sheetAt) + kEndMark;
     bool shown = false;
     try {
-        file_.write(sheetAt + 4, sheet.substr(4));
-        file_.write(sheetAt, sheet.substr(0, 4));
+        file_->write(sheetAt + 4, sheet.substr(4));
+        file_->write(sheetAt, sheet.substr(0, 4));
         shown = true;
         std::string bs;
         record(bs, kBoundsheet, boundsheet(sheets_, std::uint32_t(sheetAt)));
-        file_.write(slotAt_[sheets_] + 2, bs.substr(2));
-        file_.write(slotAt_[sheets_], bs.substr(0, 2));  // "85 00" over "00 00": never half
+        file_->write(slotAt_[sheets_] + 2, bs.substr(2));
+        file_->write(slotAt_[sheets_], bs.substr(0, 2));  // "85 00" over "00 00": never half
     } catch (const StoreError&) {
         eofAt_ = lastEof;
         dimensionsAt_ = lastDimensions;
         try {
-            if (shown) file_.write(sheetAt, kEndMark);
+            if (shown) file_->write(sheetAt, kEndMark);
         } catch (const StoreError&) {
         }
         throw;
@@ -209,27 +232,34 @@ void KelXLSWorkbook::addSheet() {
     rows_ = 0;
 }
 
+// Row rows_ of the current sheet as it lies from the sheet's EOF on: its
+// cells, the EOF and a new end mark.
+std::string KelXLSWorkbook::rowAtEof(const std::string& a, const std::string& b) const {
+    std::string row = label(rows_, 0, a) + label(rows_, 1, b);
+    return row + sheetEnd(eofAt_ + row.size()) + kEndMark;
+}
+
 // Row rows_ of the current sheet: cells, EOF and a new end mark go behind the
 // end mark; DIMENSIONS makes room for the row (FreeXL refuses a cell outside
 // it, and shows the room as an empty row until the row is there); then the
 // first eight bytes, over the old EOF and end mark, reveal the row at once.
+
 void KelXLSWorkbook::appendRow(const std::string& a, const std::string& b) {
-    std::string row = label(rows_, 0, a) + label(rows_, 1, b);
-    row += sheetEnd(eofAt_ + row.size()) + kEndMark;
+    const std::string row = rowAtEof(a, b);
     try {
-        file_.write(eofAt_ + 8, std::string_view(row).substr(8));
-        file_.write(dimensionsAt_ + 4, Bytes().u32(rows_ + 1).s);
-        file_.write(eofAt_, std::string_view(row).substr(0, 8));
+        file_->write(eofAt_ + 8, std::string_view(row).substr(8));
+        file_->write(dimensionsAt_ + 4, Bytes().u32(rows_ + 1).s);
+        file_->write(eofAt_, std::string_view(row).substr(0, 8));
         if (SyncEachAppend)
-            file_.sync();
+            file_->sync();
         else
-            file_.syncSoon();
+            file_->syncSoon();
     } catch (const StoreError&) {
         // Put back the old end of the sheet so the file stays as it was.
         try {
-            file_.write(eofAt_, eofRecord() + kEndMark);
-            file_.write(dimensionsAt_ + 4, Bytes().u32(rows_).s);
-            if (SyncEachAppend) file_.sync();
+            file_->write(eofAt_, eofRecord() + kEndMark);
+            file_->write(dimensionsAt_ + 4, Bytes().u32(rows_).s);
+            if (SyncEachAppend) file_->sync();
         } catch (const StoreError&) {
         }
         throw;
@@ -239,16 +269,18 @@ void KelXLSWorkbook::appendRow(const std::string& a, const std::string& b) {
 }
 
 void KelXLSWorkbook::AppendRecord() {
-    if (!file_.isOpen()) throw StoreError(path() + ": workbook is not open");
+    if (!file_ || !file_->isOpen()) throw StoreError(path() + ": workbook is not open");
     if (rows_ == kRowsPerSheet) addSheet();
     if (rows_ == 0) appendRow(PortTitle1, PortTitle2);  // a new sheet starts with the titles
     appendRow(PortText1, PortText2);
 }
 
-void KelXLSWorkbook::CloseStore() { file_.close(); }
+void KelXLSWorkbook::CloseStore() {
+    if (file_) file_->close();
+}
 
 void KelXLSWorkbook::SyncStore() {
-    if (file_.isOpen()) file_.sync();
+    if (file_ && file_->isOpen()) file_->sync();
 }
 
 }  // namespace tvl

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,8 @@ public:
     // Tests see every write before it is made, to check each state a kill
     // could leave the file in.
     void watchWrites(std::function<void(std::uint64_t fileOffset, std::string_view bytes)> watch) {
-        file_.beforeWrite = std::move(watch);
+        watch_ = std::move(watch);
+        if (file_) file_->beforeWrite = watch_;
     }
 
     std::uint32_t SheetCount() const { return sheets_; }
@@ -52,9 +54,11 @@ private:
     // Also sets eofAt_ and dimensionsAt_ for the sheet placed at `sheetAt`.
     std::string sheetStart(std::uint32_t index, std::uint64_t sheetAt);
     void addSheet();
+    std::string rowAtEof(const std::string& a, const std::string& b) const;
     void appendRow(const std::string& a, const std::string& b);
 
-    AppendCompoundFile file_;
+    std::unique_ptr<AppendCompoundFile> file_;  // none before the first CreateStore
+    std::function<void(std::uint64_t, std::string_view)> watch_;
     std::uint32_t sheets_ = 0;
     std::uint32_t rows_ = 0;             // rows in the current sheet
     std::uint64_t eofAt_ = 0;            // stream offset of the current sheet's EOF record

@@ -61,7 +61,6 @@ void openAppendClose(Store& store, Append append) {
 struct Tvl : Subject<KelTVLFile> {
     static constexpr const char* kExtension = ".tvl";
     static constexpr std::size_t kLongest = 65535;
-    static constexpr bool kCreatesWhole = true;  // a new file replaces the old only once whole
     void create() override {
         store.PortText1 = store.PortText2 = "";
         openAppendClose(store, [&] { store.AppendRecord(1); });
@@ -81,7 +80,6 @@ struct Tvl : Subject<KelTVLFile> {
 struct Mdb : Subject<KelMDBDatabase> {
     static constexpr const char* kExtension = ".mdb";
     static constexpr std::size_t kLongest = KelMDBDatabase::kMaxText;
-    static constexpr bool kCreatesWhole = true;
     void create() override {
         store.CreateStore();
         store.CloseStore();
@@ -107,7 +105,6 @@ struct Mdb : Subject<KelMDBDatabase> {
 struct Xls : Subject<KelXLSWorkbook> {
     static constexpr const char* kExtension = ".xls";
     static constexpr std::size_t kLongest = KelXLSWorkbook::kMaxCellText;
-    static constexpr bool kCreatesWhole = false;
     void create() override { store.CreateStore(); }
     void appendRecord() override { store.AppendRecord(); }
     void close() override { store.CloseStore(); }
@@ -199,16 +196,16 @@ TYPED_TEST(StoreContract, FailuresNameTheFileAndLoseNothing) {
             }
         }
     }
-    if (TypeParam::kCreatesWhole) {  // a new capture on a full disk leaves the old one whole
-        const std::string before = readFile(s.store.path());
-        {
-            FileSizeLimit full(0);
-            expectStoreError([&] { s.create(); }, s.store.path());
-        }
-        EXPECT_EQ(readFile(s.store.path()), before);
-        const auto entries = std::filesystem::directory_iterator(folder);
-        EXPECT_EQ(std::distance(begin(entries), end(entries)), 2) << "a half-made file is left";
+    // A new capture on a full disk leaves the old one whole, and its store
+    // goes on with it.
+    const std::string before = readFile(s.store.path());
+    {
+        FileSizeLimit full(0);
+        expectStoreError([&] { s.create(); }, s.store.path());
     }
+    EXPECT_EQ(readFile(s.store.path()), before);
+    const auto entries = std::filesystem::directory_iterator(folder);
+    EXPECT_EQ(std::distance(begin(entries), end(entries)), 2) << "a half-made file is left";
     EXPECT_TRUE(refused);
     s.append({"after", "room"});
     records.emplace_back("after", "room");
