@@ -1,6 +1,6 @@
 // What a run writes to its capture beyond what the scenarios read back: a
 // store failing in the middle of a run, one-port runs into every store, and
-// the blanks of a database.
+// when the other column of a record is a blank.
 #include <unistd.h>
 
 #include <filesystem>
@@ -126,8 +126,10 @@ TEST(CaptureWriter, OnePortRunsCaptureThatPortsTrafficInItsOwnColumnInEveryStore
 
 // "Save MDB" and "Monitor Both": a pane that fills before the other column was
 // ever given writes a blank there (a database gives a never-given column one
-// blank), and Stop writes both panes.
-TEST(CaptureWriter, ADatabaseGetsABlankForAColumnNeverGiven) {
+// blank), and Stop writes both panes. Later, the other column repeats what it
+// was last given while its own pane holds text (the Transmit pane beside it,
+// emptied at the same limit, says nothing of that).
+TEST(CaptureWriter, TheOtherColumnIsABlankOnlyWhileItsReceivePaneIsEmpty) {
     CaptureRun run;
     run.startRun(2, 1, "run.mdb");
     run.line1.feed("x");  // pane 3 holds text when pane 1 reaches the limit
@@ -136,8 +138,16 @@ TEST(CaptureWriter, ADatabaseGetsABlankForAColumnNeverGiven) {
     run.line1.feed("yz\r");
     run.pump();
     mnuStartStop_Click(*run.program);
+    mnuStartStop_Click(*run.program);
+    run.line1.feed("w");
+    run.line2.feed(std::string(200, 'b'));
+    run.pump();
+    mnuStartStop_Click(*run.program);
     EXPECT_EQ(recordsOf(run / "run.mdb", {}),
-              (std::vector<Record>{{std::string(200, 'a'), " "}, {"\xE9", "xyz<CR>"}}));
+              (std::vector<Record>{{std::string(200, 'a'), " "},
+                                   {"\xE9", "xyz<CR>"},
+                                   {std::string(200, 'b'), "xyz<CR>"},
+                                   {" ", "w"}}));
 }
 
 }  // namespace
