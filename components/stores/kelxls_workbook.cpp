@@ -52,21 +52,15 @@ std::string boundsheet(std::uint32_t index, std::uint32_t offset) {
     return Bytes().u32(offset).u8(0).u8(0).u8(unsigned(name.size())).u8(0).raw(name).s;
 }
 
-// A LABEL cell: 16-bit characters, each the byte's ISO-8859-1 code point.
-// An empty text is a BLANK cell (readers reject an empty LABEL).
+// A LABEL cell: the text as BIFF8's 8-bit string (option flags 0), each byte
+// its ISO-8859-1 character, which every text is. An empty text is a BLANK
+// cell (readers reject an empty LABEL).
 std::string label(std::uint32_t row, unsigned col, std::string_view text) {
     text = text.substr(0, KelXLSWorkbook::kMaxCellText);
     Bytes b;
     if (text.empty()) return b.u16(kBlank).u16(6).u16(row).u16(col).u16(kCellXf).s;
-    b.u16(kLabel).u16(unsigned(9 + 2 * text.size()));
-    b.u16(row).u16(col).u16(kCellXf).u16(unsigned(text.size())).u8(1);
-    std::size_t at = b.s.size();
-    b.s.resize(at + 2 * text.size());
-    for (char c : text) {  // low byte the character, high byte 0
-        b.s[at++] = c;
-        b.s[at++] = '\0';
-    }
-    return b.s;
+    b.u16(kLabel).u16(unsigned(9 + text.size()));
+    return b.u16(row).u16(col).u16(kCellXf).u16(unsigned(text.size())).u8(0).raw(text).s;
 }
 
 std::string eofRecord() { return Bytes().u16(kEof).u16(0).s; }
