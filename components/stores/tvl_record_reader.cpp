@@ -12,9 +12,15 @@ using namespace tvlfile;
 TvlRecordReader::TvlRecordReader(const std::string& path) : path_(path) {
     file_ = std::fopen(path.c_str(), "rb");
     if (!file_) throw StoreError(path + ": cannot open: " + std::strerror(errno));
-    char header[kFileHeader];
-    version_ = checkFileHeader(std::string_view(header, take(header, kFileHeader)), path);
-    if (read(titles_) != Got::record) throw StoreError(path + ": capture file header is cut short");
+    try {
+        char header[kFileHeader];
+        version_ = checkFileHeader(std::string_view(header, take(header, kFileHeader)), path);
+        if (read(titles_) != Got::record)
+            throw StoreError(path + ": capture file header is cut short");
+    } catch (const StoreError&) {
+        std::fclose(file_);  // no destructor runs for a constructor that throws
+        throw;
+    }
 }
 
 TvlRecordReader::~TvlRecordReader() { std::fclose(file_); }

@@ -1,6 +1,8 @@
 // The .tvl file beyond the store contract: a record torn by a crash, damaged
-// files, record times and older captures. (Reading: every test, with readTvl.)
+// files (also to the export's streaming reader), record times and older
+// captures. (Reading: every test, with readTvl.)
 #include "components/stores/keltvl_file.h"
+#include "components/stores/tvl_record_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -98,6 +100,21 @@ TEST(KelTVLFile, DamagedFilesGiveStoreErrorNamingTheFileAndTakeNoAppend) {
         expectStoreError([&] { tail ? f.AppendRecord(0) : f.ReadTitles(); }, path);
         f.CloseStore();
         EXPECT_EQ(readFile(path), image);
+        // The export's streaming reader refuses it alike, and leaves no file open.
+        const auto openFiles = [] {
+            const auto fds = std::filesystem::directory_iterator("/proc/self/fd");
+            return std::distance(begin(fds), end(fds));
+        };
+        const auto before = openFiles();
+        expectStoreError(
+            [&] {
+                TvlRecordReader reader(path);
+                TvlRecordReader::Record record;
+                while (reader.next(record)) {
+                }
+            },
+            path, what);
+        EXPECT_EQ(openFiles(), before);
     };
     const auto changed = [&](std::size_t at, char mask) {
         std::string image = good;
