@@ -9,6 +9,7 @@ packages="
   libfreexl-dev python3-xlrd mdbtools libasound2-dev
   xvfb xauth socat nodejs fonts-dejavu-core gcovr
   dpkg-dev file lintian desktop-file-utils appstream
+  clang libclang-rt-14-dev
 "
 missing=""
 for p in $packages; do
