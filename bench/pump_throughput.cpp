@@ -183,7 +183,7 @@ int main(int argc, char** argv) {
     const std::pair<const char*, double> goals[] = {
         {"TransparentAscii", 20},         {"HostFiveRules", 12},
         {"TransparentAsciiSavingTvl", 5}, {"TransparentAsciiSavingXls", 5},
-        {"TransparentAsciiSavingMdb", 0},
+        {"TransparentAsciiSavingMdb", 10},
     };
     for (const auto& [name, goal] : goals) {
         const auto found = figures().find(name);

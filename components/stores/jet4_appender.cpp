@@ -3,10 +3,13 @@
 #include "components/stores/file_io.h"
 #include "components/stores/jet4_catalog.h"
 
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -65,6 +68,27 @@ Appender::Appender(int fd, std::uint32_t tdefPage) : fd_(fd), tdef_(tdefPage) {
 
     readPage(pageCount_ - 1, last_);
     lastIsOurs_ = last_[0] == kPageData && get32(&last_[4]) == tdef_;
+    tdefMap_ = map(tdef_);
+    if (lastIsOurs_) {
+        try {
+            lastMap_ = map(pageCount_ - 1);
+        } catch (...) {
+            munmap(tdefMap_, kPageSize);
+            throw;
+        }
+    }
+}
+
+Appender::~Appender() {
+    munmap(tdefMap_, kPageSize);
+    if (lastMap_) munmap(lastMap_, kPageSize);
+}
+
+std::uint8_t* Appender::map(std::uint32_t page) const {
+    void* m = mmap(nullptr, kPageSize, PROT_READ | PROT_WRITE, MAP_SHARED, fd_,
+                   static_cast<off_t>(at(page)));
+    if (m == MAP_FAILED) fail("map");
+    return static_cast<std::uint8_t*>(m);
 }
 
 void Appender::readPage(std::uint32_t page, Page& out) const {
@@ -105,13 +129,16 @@ void Appender::readMapRow(std::uint32_t ref, Bytes& out) const {
 // Adds the row to the table's newest page when that page is the file's last
 // and has room; false if a new page is needed.
 bool Appender::appendToLastPage(const Bytes& row) {
-    Page p = last_;
-    if (dataPageInsert(p, row.data(), row.size()) < 0) return false;
-    write(at(pageCount_ - 1), p.data(), kPageSize);
-    last_ = p;
-    std::uint8_t count[4];
-    put32(count, rowCount_ + 1);
-    write(at(tdef_) + kTdefRowCount, count, 4);
+    const int index = dataPageInsert(last_, row.data(), row.size());
+    if (index < 0) return false;
+    // The row first, then the page head that points to it: a kill between
+    // the two leaves a row nobody reads.
+    const std::size_t start = dataPageRowOffset(last_, std::size_t(index));
+    std::memcpy(lastMap_ + start, &last_[start], row.size());
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    std::memcpy(lastMap_, last_.data(), kDataRowTable + 2 * (std::size_t(index) + 1));
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    put32(&tdefMap_[kTdefRowCount], rowCount_ + 1);
     ++rowCount_;
     return true;
 }
@@ -244,6 +271,9 @@ void Appender::append(const Bytes& row) {
     g.updates.emplace_back(at(tdef_) + kTdefRowCount, Bytes(count, count + 4));
 
     commit(g);
+    std::uint8_t* newLast = map(dataPage);
+    if (lastMap_) munmap(lastMap_, kPageSize);
+    lastMap_ = newLast;
     last_ = dp;
     lastIsOurs_ = true;
     ++rowCount_;

@@ -25,12 +25,17 @@ public:
     // FormatError if `tdefPage` is not a user table's definition, or
     // std::system_error on a failed read.
     Appender(int fd, std::uint32_t tdefPage);
+    ~Appender();
+    Appender(const Appender&) = delete;
+    Appender& operator=(const Appender&) = delete;
 
     // Appends one row and counts it in the table definition. Throws
     // std::system_error on a failed write; the file is then as before.
     void append(const Bytes& row);
 
     std::uint32_t rowCount() const { return rowCount_; }
+    // The file's size as the appends left it.
+    std::uint64_t fileSize() const { return std::uint64_t(pageCount_) * kPageSize; }
 
 private:
     // What a new data page brings: the pages added at the end of the file and
@@ -51,6 +56,7 @@ private:
     std::uint32_t placeInReferenceMap(Bytes& owned, Growth& g) const;
     void markUsedInGlobalMap(Growth& g) const;
     void commit(const Growth& g);
+    std::uint8_t* map(std::uint32_t page) const;
 
     int fd_;
     std::uint32_t tdef_;
@@ -60,6 +66,13 @@ private:
     std::uint32_t freeRef_ = 0;
     Page last_{};
     bool lastIsOurs_ = false;
+    // The two pages an append changes while the last page has room, mapped
+    // shared with the file: a change is a store into the file's page cache
+    // (in the file at once, as after a write, and synced with it), not a
+    // system call. The pages lie inside the file, which only another program
+    // cutting it short could take away.
+    std::uint8_t* tdefMap_ = nullptr;
+    std::uint8_t* lastMap_ = nullptr;  // the last page, while lastIsOurs_
 };
 
 }  // namespace tvl::jet4

@@ -57,12 +57,47 @@ const jet4::TableDef& captureTable() {
 
 KelMDBDatabase::KelMDBDatabase() = default;
 
-KelMDBDatabase::~KelMDBDatabase() { Release(); }
+KelMDBDatabase::~KelMDBDatabase() { LeaveQuietly(); }
 
 void KelMDBDatabase::Release() noexcept {
     appender_.reset();
-    if (fd_ >= 0) ::close(fd_);
+    if (fd_ >= 0) {
+        sync_.watch(-1, {});
+        ::close(fd_);
+    }
     fd_ = -1;
+}
+
+// Leave, where a failure has been or cannot be reported.
+void KelMDBDatabase::LeaveQuietly() noexcept {
+    try {
+        Leave();
+    } catch (const StoreError&) {
+    }
+}
+
+// Leaves the open file, what was written synced first.
+void KelMDBDatabase::Leave() {
+    if (fd_ < 0) return;
+    try {
+        sync_.syncNow();
+    } catch (const StoreError&) {
+        Release();
+        throw;
+    }
+    Release();
+}
+
+// The database stays open from one record to the next: OpenStore checks with
+// one stat that the path still names the file, at the size this object left
+// it, so that the appender's pages need not be read again. (As with the .tvl
+// file, a second writer of the same capture is not expected: a file replaced
+// or grown is read again, a row written into the last page is not seen.)
+bool KelMDBDatabase::AsLeft(const std::string& file) const {
+    struct stat st {};
+    return appender_ && fdPath_ == file && ::stat(file.c_str(), &st) == 0 &&
+           std::uint64_t(st.st_dev) == fdDev_ && std::uint64_t(st.st_ino) == fdIno_ &&
+           std::uint64_t(st.st_size) == appender_->fileSize();
 }
 
 void KelMDBDatabase::Fail(const std::string& what, int err) const {
@@ -90,7 +125,7 @@ std::pair<std::string, std::string> KelMDBDatabase::FieldNames(const std::string
 }
 
 void KelMDBDatabase::CreateStore() {
-    Release();
+    Leave();
     const std::string file = path();
     const auto [name1, name2] = FieldNames(PortTitle1, PortTitle2);
     const jet4::Bytes image =
@@ -108,11 +143,17 @@ void KelMDBDatabase::CreateStore() {
 }
 
 void KelMDBDatabase::OpenStore() {
-    Release();
     const std::string file = path();
+    if (AsLeft(file)) return;
+    Leave();
     fd_ = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
     if (fd_ < 0) Fail("cannot open the database", errno);
     try {
+        struct stat st {};
+        if (::fstat(fd_, &st) != 0) throw std::system_error(errno, std::generic_category());
+        fdPath_ = file;
+        fdDev_ = std::uint64_t(st.st_dev);
+        fdIno_ = std::uint64_t(st.st_ino);
         std::uint8_t head[0x18] = {};
         const ssize_t n = ::pread(fd_, head, sizeof head, 0);
         if (n < 0) throw std::system_error(errno, std::generic_category());
@@ -120,12 +161,16 @@ void KelMDBDatabase::OpenStore() {
             std::memcmp(head + 4, "Standard Jet DB", 16) != 0 || jet4::get32(head + 0x14) != 1)
             throw jet4::FormatError("not an Access 2000-2003 database");
         appender_ = std::make_unique<jet4::Appender>(fd_, jet4::kUserTablePage);
+        sync_.watch(fd_, file);
     } catch (const jet4::FormatError& e) {
         Release();
         Fail(std::string("not a capture database (") + e.what() + ")", 0);
     } catch (const std::system_error& e) {
         Release();
         Fail("cannot read the database", e.code().value());
+    } catch (const StoreError&) {
+        Release();
+        throw;
     }
 }
 
@@ -137,29 +182,21 @@ void KelMDBDatabase::AppendRecord() {
     const jet4::Bytes row = jet4::encodeRow(
         captureTable(), {jet4::Value::text(cut(PortText1)), jet4::Value::text(cut(PortText2))});
     try {
+        sync_.check();
         appender_->append(row);
     } catch (const jet4::FormatError& e) {
+        LeaveQuietly();  // the next OpenStore reads the file as the failure left it
         Fail(std::string("cannot append (") + e.what() + ")", 0);
     } catch (const std::system_error& e) {
+        LeaveQuietly();
         Fail("cannot append the record", e.code().value());
     }
+    sync_.written();
 }
 
-void KelMDBDatabase::CloseStore() {
-    if (fd_ < 0) return;
-    const int fd = fd_;
-    appender_.reset();
-    fd_ = -1;
-    try {
-        sync_.check();
-        sync_.watch(fd, path());
-        sync_.written();
-    } catch (const StoreError&) {
-        ::close(fd);
-        throw;
-    }
-    if (::close(fd) != 0) Fail("cannot close the database", errno);
-}
+// The file stays open for the next record; what was written reaches the
+// disk within DeferredSync::kDelay.
+void KelMDBDatabase::CloseStore() { sync_.check(); }
 
 void KelMDBDatabase::SyncStore() { sync_.syncNow(); }
 

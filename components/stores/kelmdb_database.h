@@ -5,12 +5,14 @@
 // "Capture", of two Text(255) columns named after PortTitle1 and PortTitle2
 // (see FieldName). OpenStore, AppendRecord, CloseStore add one row of
 // PortText1, PortText2; each character is one byte (ISO-8859-1), and a text
-// longer than 255 characters keeps its first 255. CloseStore leaves the file
-// complete, and on disk within DeferredSync::kDelay (at once at SyncStore).
-// Every failure throws StoreError naming the file.
+// longer than 255 characters keeps its first 255. Each row is in the file when
+// AppendRecord returns, and on disk within DeferredSync::kDelay (at once at
+// SyncStore). The file stays open from one record to the next, so a record
+// costs its writes only. Every failure throws StoreError naming the file.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -53,8 +55,13 @@ public:
 private:
     [[noreturn]] void Fail(const std::string& what, int err) const;
     void Release() noexcept;
+    void Leave();
+    void LeaveQuietly() noexcept;
+    bool AsLeft(const std::string& file) const;
 
     int fd_ = -1;
+    std::string fdPath_;
+    std::uint64_t fdDev_ = 0, fdIno_ = 0;
     DeferredSync sync_;
     std::unique_ptr<jet4::Appender> appender_;
 };

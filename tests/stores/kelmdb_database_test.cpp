@@ -83,6 +83,32 @@ TEST(KelMDBDatabase, CatalogAndColumnsReadAsTheEnginesOwn) {
             << name1;
 }
 
+// The store keeps the file open from one record to the next; a file another
+// store grew meanwhile (by a page of rows) or made anew is read afresh before
+// the next row goes in.
+TEST(KelMDBDatabase, AFileChangedBetweenRecordsIsReadAfreshBeforeTheNextRow) {
+    ScratchFolder dir;
+    Database one(dir.folder(), "A", "B"), other(dir.folder(), "A", "B");
+    const auto rows = [&] {
+        std::string error;
+        const MdbView v = readMdbWithMdbReader(one.db.path(), error);
+        EXPECT_EQ(error, "");
+        return v.rows;
+    };
+    std::vector<Record> written{{"1", "one"}};
+    one.append(written.back());
+    for (int i = 0; i < 20; ++i) {
+        written.emplace_back(std::to_string(i), std::string(200, 'o'));
+        other.append(written.back());
+    }
+    written.emplace_back("3", "one");
+    one.append(written.back());
+    EXPECT_EQ(rows(), written);
+    other.db.CreateStore();
+    one.append({"4", "one"});
+    EXPECT_EQ(rows(), (std::vector<Record>{{"4", "one"}}));
+}
+
 // One Open/Append/Close per record, the table growing past its inline usage
 // map into usage-map pages: every row reads back with both readers.
 TEST(KelMDBDatabase, AHundredThousandRecordsReadBackWhole) {
