@@ -37,6 +37,11 @@ std::string Program::programFile(const std::string& name) const {
 
 void Program::end() {
     exited = true;
+    // The process ends at once, but what the system lends us goes back first:
+    // each line drains, takes back the settings found at its opening and lets
+    // other programs in; a virtual port's published link goes.
+    mscComControl1.setPortOpen(false);
+    mscComControl2.setPortOpen(false);
     platform.EndProcess();
 }
 

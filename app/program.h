@@ -66,7 +66,8 @@ public:
     // The program's folder followed by a file name: "Kelmar.wav" -> "<folder>/Kelmar.wav".
     std::string programFile(const std::string& name) const;
 
-    // Ends the process (through the platform) and remembers that it did.
+    // Closes both ports, then ends the process (through the platform) and
+    // remembers that it did. Nothing else is stopped or written.
     void end();
     bool exited = false;
     // A store failed during a run; nothing more is written until Setup prepares a store.

@@ -2,6 +2,7 @@
 #include <QApplication>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 
 #include "desktop/qt_program.h"
 #include "platform/qt/window_style.h"
@@ -35,9 +36,14 @@ int main(int argc, char** argv) {
     if (answeredOnTerminal(argc, argv)) return 0;
     QApplication app(argc, argv);
     tvl::useProgramLook();
-
-    tvl::QtProgram program(tvl::QtProgram::Lines::System);
-
-    tvl::Main(*program.program);
-    return app.exec();
+    // A start-up that fails still closes what it opened, on the way out.
+    try {
+        tvl::QtProgram program(tvl::QtProgram::Lines::System);
+        program.exitOnSignals();
+        tvl::Main(*program.program);
+        return app.exec();
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "tarvoline: %s\n", failure.what());
+        return 1;
+    }
 }

@@ -6,14 +6,16 @@
 #include "components/sound/wave_output.h"
 #include "components/stores/stores.h"
 #include "line/transfer_pump.h"
+#include "platform/qt/end_signals.h"
+#include "shell/commands.h"
 
 namespace tvl {
 
-QtProgram::QtProgram(Lines lines) {
+QtProgram::QtProgram(Lines lines, const std::string& deviceFolder) {
     ProgramParts parts;
     parts.platform = &desktop;
     if (lines == Lines::System) {
-        devices = std::make_unique<SystemDevices>(poster());
+        devices = std::make_unique<SystemDevices>(poster(), deviceFolder);
         parts.line1 = parts.line2 = devices.get();
     } else {
         parts.line1 = &simulated1;
@@ -40,6 +42,10 @@ QtProgram::~QtProgram() {
     }
     program.reset();
     devices.reset();
+}
+
+void QtProgram::exitOnSignals() {
+    endOnSignals([this] { desktop.dispatch([this] { mnuExit_Click(*program); }); });
 }
 
 Poster QtProgram::poster() {

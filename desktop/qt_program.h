@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "app/program.h"
 #include "components/serial/device_rule.h"
@@ -15,9 +16,13 @@ namespace tvl {
 struct QtProgram {
     // The ports stand on this system's devices (the port number rule), or on
     // simulated lines for tests and benchmarks.
+    // The system's devices are looked for in `deviceFolder`.
     enum class Lines { Simulated, System };
-    explicit QtProgram(Lines lines = Lines::Simulated);
+    explicit QtProgram(Lines lines = Lines::Simulated, const std::string& deviceFolder = "/dev");
     ~QtProgram();
+
+    // SIGTERM, SIGINT and SIGHUP end the program as its Exit command does.
+    void exitOnSignals();
 
     // Runs a function on the user-interface thread, later, as a dispatched event.
     Poster poster();

@@ -19,8 +19,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr auto kModemInterval = std::chrono::milliseconds(10);
 constexpr auto kHungRetry = std::chrono::milliseconds(250);
-// On close, queued output gets this long to reach the fd.
+// On close, queued output goes on reaching the fd for as long as the fd takes
+// it: the close waits until it has taken nothing for kCloseDrain, and no longer
+// than kCloseDrainAtMost in all, so that a stuck line cannot hold the end up.
 constexpr auto kCloseDrain = std::chrono::milliseconds(100);
+constexpr auto kCloseDrainAtMost = std::chrono::seconds(2);
 // The pump writes one byte per tick and port. While a run of bytes is under
 // way (the last write took more than one byte), output woken for the next
 // byte is held this long, input still read meanwhile, so that the run goes out
@@ -223,13 +226,17 @@ void PosixDevice::wake() {
 void PosixDevice::run() {
     auto nextModem = Clock::now() + kModemInterval;
     auto nextRetry = Clock::now();
-    Clock::time_point drainUntil{};
+    Clock::time_point drainUntil{}, drainEnd{};
     Clock::time_point holdUntil{};  // output gathers until then; input is read meanwhile
     for (;;) {
-        const bool pending = outBufferCount() > 0;
+        const std::size_t queued = outBufferCount();
+        const bool pending = queued > 0;
         if (stop_) {
-            if (drainUntil == Clock::time_point{}) drainUntil = Clock::now() + kCloseDrain;
-            if (!pending || hungUp_ || Clock::now() >= drainUntil) break;
+            if (drainEnd == Clock::time_point{}) {
+                drainUntil = Clock::now() + kCloseDrain;
+                drainEnd = Clock::now() + kCloseDrainAtMost;
+            }
+            if (!pending || hungUp_ || Clock::now() >= std::min(drainUntil, drainEnd)) break;
         }
         const bool hung = hungUp_;
         const bool holding = pending && !stop_ && Clock::now() < holdUntil;
@@ -239,7 +246,7 @@ void PosixDevice::run() {
         Clock::time_point until = Clock::time_point::max();
         if (modemLines_) until = std::min(until, nextModem);
         if (hung) until = std::min(until, nextRetry);
-        if (stop_) until = std::min(until, drainUntil);
+        if (stop_) until = std::min({until, drainUntil, drainEnd});
         if (holding) until = std::min(until, holdUntil);
 
         timespec wait{};
@@ -260,7 +267,10 @@ void PosixDevice::run() {
         if (!hung) {
             if (fds[1].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL))
                 readAvailable(fds[1].revents);
-            if (!hungUp_ && (fds[1].revents & POLLOUT)) writeQueued();
+            if (!hungUp_ && (fds[1].revents & POLLOUT)) {
+                writeQueued();
+                if (stop_ && outBufferCount() < queued) drainUntil = Clock::now() + kCloseDrain;
+            }
         } else if (Clock::now() >= nextRetry) {
             comeBack();
             nextRetry = Clock::now() + kHungRetry;

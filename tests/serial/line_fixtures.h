@@ -3,9 +3,12 @@
 #pragma once
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -49,6 +52,31 @@ private:
     int master_ = -1;
     std::string terminal_;
 };
+
+// Runs `work` in a process of its own as an ordinary user's program would,
+// without the administrator's right to pass another opener's exclusive hold,
+// whoever runs the test; gives back what `work` returned (0..255).
+template <class Work>
+int asUser(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+        __user_cap_data_struct caps[2]{};
+        ::syscall(SYS_capget, &header, caps);
+        caps[CAP_SYS_ADMIN / 32].effective &= ~(1u << (CAP_SYS_ADMIN % 32));
+        ::syscall(SYS_capset, &header, caps);
+        ::_exit(work());
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// 0 when an ordinary user's program can open the path, else the errno.
+inline int openAsUser(const std::string& path) {
+    return asUser(
+        [&] { return ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK) >= 0 ? 0 : errno; });
+}
 
 // Waits, running nothing, until `done` holds; false when `limit` passed first.
 template <class Done>
