@@ -1,8 +1,11 @@
 #include "components/serial/device_list.h"
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -46,6 +49,23 @@ std::map<std::string, std::string> byIdNames(const std::string& byId) {
     return names;
 }
 
+// The number of a pseudo-terminal's slave end (/dev/pts/N), -1 for any other file.
+int ptyIndex(const fs::path& file) {
+    struct stat st {};
+    if (stat(file.c_str(), &st) != 0 || !S_ISCHR(st.st_mode)) return -1;
+    const unsigned major = ::major(st.st_rdev);
+    if (major < 136 || major > 143) return -1;
+    return static_cast<int>((major - 136) * 256 + ::minor(st.st_rdev));
+}
+
+// The pseudo-terminal a master fd belongs to, from its fdinfo; -1 when unknown.
+int masterIndex(const fs::path& fdinfo) {
+    std::ifstream in(fdinfo);
+    for (std::string line; std::getline(in, line);)
+        if (line.rfind("tty-index:", 0) == 0) return std::atoi(line.c_str() + 10);
+    return -1;
+}
+
 }  // namespace
 
 int portNumberOfNode(const std::string& node) {
@@ -84,21 +104,28 @@ std::vector<SerialDeviceEntry> serialDevices(const std::string& sysClassTty,
     return found;
 }
 
-bool heldElsewhere(const std::string& path) {
+std::string holderOf(const std::string& path) {
     std::error_code error;
     const fs::path target = fs::canonical(path, error);
-    if (error) return false;
+    if (error) return {};
+    const int pty = ptyIndex(target);
     const std::string self = std::to_string(getpid());
     for (const auto& process : fs::directory_iterator("/proc", error)) {
         const std::string pid = process.path().filename().string();
         if (pid == self || pid.find_first_not_of("0123456789") != std::string::npos) continue;
+        bool opened = false, farEnd = false;
         std::error_code denied;  // another user's processes cannot be looked into
         for (const auto& fd : fs::directory_iterator(process.path() / "fd", denied)) {
             std::error_code gone;
-            if (fs::read_symlink(fd.path(), gone) == target) return true;
+            const fs::path file = fs::read_symlink(fd.path(), gone);
+            if (file == target) opened = true;
+            if (pty >= 0 && (file == "/dev/ptmx" || file == "/dev/pts/ptmx"))
+                farEnd =
+                    farEnd || masterIndex(process.path() / "fdinfo" / fd.path().filename()) == pty;
         }
+        if (opened && !farEnd) return firstLine(process.path() / "comm") + ", process " + pid;
     }
-    return false;
+    return {};
 }
 
 }  // namespace tvl

@@ -4,7 +4,7 @@
 //                      UART behind it left out), each with the port number the
 //                      rule gives it and, for a USB adapter, its product name
 //                      (or its /dev/serial/by-id name)
-//   heldElsewhere      whether another process has a file open, from /proc
+//   holderOf           which other process has a file open, from /proc
 //
 // Nothing here opens a device: opening a serial line raises its DTR, which
 // resets many boards.
@@ -27,6 +27,11 @@ int portNumberOfNode(const std::string& node);
 std::vector<SerialDeviceEntry> serialDevices(const std::string& sysClassTty = "/sys/class/tty",
                                              const std::string& byId = "/dev/serial/by-id");
 
-bool heldElsewhere(const std::string& path);
+// Another process that has the file open, as "socat, process 1234"; empty
+// when none that this user may look into has. The process that made a
+// pseudo-terminal and holds its master is the far end of the line, not
+// another opener, even while it holds the other end too (as socat does).
+std::string holderOf(const std::string& path);
+inline bool heldElsewhere(const std::string& path) { return !holderOf(path).empty(); }
 
 }  // namespace tvl

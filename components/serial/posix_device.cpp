@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "components/serial/device_list.h"
 #include "components/serial/termios_line.h"
 
 namespace tvl {
@@ -50,6 +51,10 @@ int openExclusive(const std::string& path) {
     if (fd < 0) return -errno;
     // flock holds against every other opener, also one with the rights to pass TIOCEXCL.
     int error = flock(fd, LOCK_EX | LOCK_NB) != 0 ? errno : 0;
+    // Another program's exclusive hold keeps out an ordinary user at open, but
+    // not the administrator: it is asked for, so that the line is never shared.
+    int excluded = 0;
+    if (!error && ioctl(fd, TIOCGEXCL, &excluded) == 0 && excluded) error = EBUSY;
     if (!error && ioctl(fd, TIOCEXCL) != 0) error = ENOTTY;
     if (!error) return fd;
     ::close(fd);
@@ -63,8 +68,11 @@ std::string refusal(const std::string& path, int error) {
         case ENODEV:
             return path + ": no such device";
         case EBUSY:
-        case EWOULDBLOCK:
-            return path + " is used by another program";
+        case EWOULDBLOCK: {
+            const std::string holder = holderOf(path);
+            return path + " is used by another program" +
+                   (holder.empty() ? "" : " (" + holder + ")");
+        }
         case EACCES:
         case EPERM:
             return path + ": permission denied (the user may need to be in the dialout group)";
