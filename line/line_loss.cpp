@@ -3,6 +3,7 @@
 #include "app/frm_main.h"
 #include "app/program.h"
 #include "components/serial/serial_port.h"
+#include "display/traffic_panes.h"
 
 namespace tvl {
 
@@ -17,6 +18,14 @@ std::string portName(int q) { return q == 0 ? "Port 1" : "Port 2"; }
 }  // namespace
 
 void mscComControl_LineLost(Program& program, int q) {
+    // The receive count of a port is what its line took: bytes that were on
+    // their way when the line went come off it again. (Port 1 receives in
+    // pane 1, counted by ReceiveCount(1); Port 2 in pane 3, ReceiveCount(0).)
+    if (const std::uint64_t undelivered = portOf(program, q).takeUndelivered()) {
+        std::int64_t& count = program.state.ReceiveCount[1 - q];
+        count -= static_cast<std::int64_t>(undelivered);
+        setCaption(*program.FrmMain->fraTxRx[q == 0 ? 1 : 3], "Receive:  ", count);
+    }
     showLineState(program);
     program.platform.MsgBox(
         portName(q) + " has lost its line: " + portOf(program, q).LossReason() +

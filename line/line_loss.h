@@ -1,7 +1,8 @@
 // A port whose line goes away during a run, and comes back.
 //
 //   mscComControl_LineLost   a message box naming the port, its device and
-//                            the reason; the run goes on for the other port
+//                            the reason; the run goes on for the other port;
+//                            bytes the line never took come off its count
 //   mscComControl_LineBack   the DTR/RTS the switches show go to the line again
 //   reportLineRefused        a DTR/RTS change a device refused
 // Both keep the main window's title telling which port is lost or back.

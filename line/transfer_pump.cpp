@@ -32,6 +32,11 @@ struct Direction {
     const std::string* converted;
     std::string out;       // output of the batch, not yet given to the port
     char last = 0;         // the byte LastByte(p) is to hold
+    // Whether the port written to has its line, asked once per byte served,
+    // so that what is counted as received and what is given to the port agree:
+    // bytes that the line then never takes are taken off the count when its
+    // loss is told.
+    bool up = true;
     bool counted[2] = {};  // raw, delivery: counts not yet on their captions
     Direction* other = nullptr;
 
@@ -90,11 +95,12 @@ struct Direction {
     // Host mode: a byte for a port whose line is lost, or that is not open,
     // reaches no device, so it is neither shown nor counted as received.
     void deliveryStep(char c) {
-        if (!to.LineUp()) return;
+        if (!up) return;
         countDelivery();
         append(deliveryIndex, c);
     }
     void send(char c) {
+        if (!up) return;
         if (batched)
             out.push_back(c);
         else
@@ -129,10 +135,12 @@ struct Direction {
 
     void serve(char c) {
         last = c;
-        if (s.OperationMode == 1)
+        if (s.OperationMode == 1) {
+            up = to.LineUp();
             serveHost(c);
-        else
+        } else {
             serveTransparent(c);
+        }
     }
 };
 

@@ -174,25 +174,38 @@ PosixDevice::~PosixDevice() {
 std::size_t PosixDevice::inBufferCount() const { return inCount_.load(); }
 
 std::size_t PosixDevice::read(char* into, std::size_t max) {
-    std::lock_guard lock(inMutex_);
-    const std::size_t n = std::min(max, in_.size() - inHead_);
-    std::memcpy(into, in_.data() + inHead_, n);
-    inHead_ += n;
-    if (inHead_ == in_.size()) {
-        in_.clear();
-        inHead_ = 0;
+    std::size_t n;
+    bool wasFull;
+    {
+        std::lock_guard lock(inMutex_);
+        wasFull = inCount_ >= kInputLimit;
+        n = std::min(max, in_.size() - inHead_);
+        std::memcpy(into, in_.data() + inHead_, n);
+        inHead_ += n;
+        if (inHead_ == in_.size()) {
+            in_.clear();
+            inHead_ = 0;
+        }
+        inCount_ = in_.size() - inHead_;
     }
-    inCount_ = in_.size() - inHead_;
+    // The line thread stopped reading at the limit: there is room again.
+    if (wasFull && n > 0) wake();
     return n;
 }
 
 std::size_t PosixDevice::outBufferCount() const { return outCount_.load(); }
 
 void PosixDevice::write(std::string_view bytes) {
-    if (bytes.empty() || hungUp_) return;
+    if (bytes.empty()) return;
     bool wasEmpty;
     {
         std::lock_guard lock(outMutex_);
+        // Asked under the lock: a hang-up empties the queue under it, so no
+        // byte is left queued behind a lost line for the next device.
+        if (hungUp_) {
+            undelivered_ += bytes.size();
+            return;
+        }
         const std::size_t queued = outCount_.load();
         const std::size_t room = queued < outputLimit_ ? outputLimit_ - queued : 0;
         if (bytes.size() > room) {
@@ -248,9 +261,13 @@ void PosixDevice::run() {
         }
         const bool hung = hungUp_;
         const bool holding = pending && !stop_ && Clock::now() < holdUntil;
-        pollfd fds[2] = {
-            {wake_, POLLIN, 0},
-            {hung ? -1 : fd_, static_cast<short>(POLLIN | (pending && !holding ? POLLOUT : 0)), 0}};
+        // At the input limit the fd rests, even for a hang-up or for output,
+        // until the program takes input (which wakes the thread); what the line
+        // says meanwhile is read later, in order. Only the close writes past it.
+        const bool full = inBufferCount() >= kInputLimit;
+        const bool rest = hung || (full && !stop_);
+        const short events = (full ? 0 : POLLIN) | (pending && !holding ? POLLOUT : 0);
+        pollfd fds[2] = {{wake_, POLLIN, 0}, {rest ? -1 : fd_, events, 0}};
         Clock::time_point until = Clock::time_point::max();
         if (modemLines_) until = std::min(until, nextModem);
         if (hung) until = std::min(until, nextRetry);
@@ -273,7 +290,7 @@ void PosixDevice::run() {
             if (!pending && lastBatch_ > 1) holdUntil = Clock::now() + kGatherOutput;
         }
         if (!hung) {
-            if (fds[1].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL))
+            if (!full && (fds[1].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)))
                 readAvailable(fds[1].revents);
             if (!hungUp_ && (fds[1].revents & POLLOUT)) {
                 writeQueued();
@@ -294,7 +311,9 @@ void PosixDevice::readAvailable(short revents) {
     char chunk[kReadChunk];
     std::size_t total = 0;
     for (int i = 0; i < kReadsPerWake; ++i) {
-        const ssize_t n = ::read(fd_, chunk, sizeof chunk);
+        const std::size_t room = kInputLimit - std::min(kInputLimit, inBufferCount());
+        if (room == 0) break;
+        const ssize_t n = ::read(fd_, chunk, std::min(room, sizeof chunk));
         if (n > 0) {
             std::lock_guard lock(inMutex_);
             if (inHead_ > 0 && inHead_ >= in_.size() / 2) {
@@ -356,6 +375,7 @@ void PosixDevice::hangUp(int error) {
     if (hungUp_.exchange(true)) return;
     {
         std::lock_guard lock(outMutex_);
+        undelivered_ += outCount_.load();
         out_.clear();
         sending_.clear();
         sendingHead_ = 0;

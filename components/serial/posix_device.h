@@ -2,9 +2,10 @@
 // master end of a pseudo-terminal.
 //
 // One thread per device ("the line thread") waits in poll() on the fd and on an
-// eventfd that wakes it. It reads eagerly into an input buffer that grows as
-// needed, so the kernel's buffer never overruns while the UI thread is busy,
-// and writes the output queue in call order. It polls TIOCMGET every 10 ms
+// eventfd that wakes it. It reads eagerly into an input buffer, so the
+// kernel's buffer never overruns while the UI thread is busy, and stops
+// reading while the buffer holds its limit; it writes the output queue in
+// call order. It polls TIOCMGET every 10 ms
 // where the fd has modem lines. Everything it tells the port goes through the
 // Poster to the UI thread; a posted call holds only shared state, so one that
 // runs after the device is gone does nothing.
@@ -61,6 +62,7 @@ public:
     // The line hung up or vanished, and is not back.
     bool hungUp() const { return hungUp_.load(); }
     bool lineUp() const override { return !hungUp_.load(); }
+    std::uint64_t takeUndelivered() override { return undelivered_.exchange(0); }
     // How many times the line thread has woken: a line that is quiet or gone
     // wakes it rarely.
     std::uint64_t wakeups() const { return wakeups_.load(); }
@@ -74,6 +76,13 @@ public:
     static constexpr std::size_t kOutputLimit = 16u << 20;
     void setOutputLimit(std::size_t bytes) { outputLimit_ = bytes; }
     std::uint64_t droppedOutput() const { return dropped_.load(); }
+
+    // Input the program has not taken is held up to this many bytes; there
+    // the line is not read until the program takes some, and the kernel holds
+    // the writer back: a pseudo-terminal's writer waits, nothing is lost. A
+    // real line brings a fraction of this while the pump runs, which always
+    // outpaces it; a flood into a virtual port cannot take all memory.
+    static constexpr std::size_t kInputLimit = 4u << 20;
 
 private:
     struct Shared;
@@ -125,6 +134,7 @@ private:
     std::atomic<std::size_t> outCount_{0};  // out_ and the rest of sending_
     std::size_t outputLimit_ = kOutputLimit;
     std::atomic<std::uint64_t> dropped_{0};
+    std::atomic<std::uint64_t> undelivered_{0};  // lost with the line
 };
 
 }  // namespace tvl

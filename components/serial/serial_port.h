@@ -90,6 +90,9 @@ public:
     virtual void setDTR(bool on) = 0;
     virtual void setRTS(bool on) = 0;
     virtual bool lineUp() const { return true; }    // false from a loss to the return
+    // Bytes given to write() that the line never took, because it went away
+    // while they were queued or being given: what came since the last call.
+    virtual std::uint64_t takeUndelivered() { return 0; }
     virtual std::uint32_t modemStatus() const = 0;  // MS_* bits
     virtual std::string deviceName() const = 0;     // what the port number resolved to
 };
@@ -158,6 +161,9 @@ public:
     bool EverLost() const { return everLost_; }  // since the port was opened
     // Open, and its line there: bytes given to Output reach a line.
     bool LineUp() const { return device_ && device_->lineUp(); }
+    // Bytes given to Output that the line never took, because it went away:
+    // what came since the last call. Read when the loss is told.
+    std::uint64_t takeUndelivered() { return device_ ? device_->takeUndelivered() : 0; }
 
     std::uint32_t modemStatus() const;  // 0 when closed
     std::string describe(int number) const { return factory_.describe(number); }

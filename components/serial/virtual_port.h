@@ -44,6 +44,7 @@ public:
     std::uint32_t modemStatus() const override { return master_->modemStatus(); }
     std::string deviceName() const override { return master_->deviceName(); }
     bool lineUp() const override { return master_->lineUp(); }
+    std::uint64_t takeUndelivered() override { return master_->takeUndelivered(); }
 
     const std::string& link() const { return link_; }          // <folder>/comN
     const std::string& terminal() const { return terminal_; }  // /dev/pts/N

@@ -107,5 +107,38 @@ TEST(LineReturnOverPseudoTerminals, BytesThatReachedALineArriveOnceAndInOrder) {
     ::close(client);
 }
 
+// Bytes on their way to a device when it is unplugged never reached it: the
+// receive count keeps what the line took, not what was queued.
+TEST(LineReturnOverPseudoTerminals, BytesQueuedTowardALostLineComeOffItsCount) {
+    LostLineRun run;
+    Program& program = *run.program;
+    SharedState& s = program.state;
+    s.OperationMode = 1;
+    s.MonitorChoice = 2;
+    program.mscComControl1.setCommPort(5);
+    program.mscComControl2.setCommPort(902);
+    program.mscComControl1.setPortOpen(true);
+    program.mscComControl2.setPortOpen(true);
+    mnuStartStop_Click(program);
+    const int client =
+        ::open((run.folder / "virtual/com902").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    ASSERT_GE(client, 0);
+    // The device reads nothing: all but what the pseudo-terminal holds stays queued.
+    const std::size_t flood = 2 << 20;
+    ASSERT_EQ(writeAll(client, noise(flood, 5)), flood);
+    ASSERT_TRUE(run.ui.runUntil(
+        program, [&] { return s.ReceiveCount[1] == static_cast<std::int64_t>(flood); }, 20s));
+    ::unlink((run.dev() + "/ttyS4").c_str());
+    run.device->closeMaster();
+    ASSERT_TRUE(run.ui.runUntil(
+        program, [&] { return program.mscComControl1.LineLost(); }, 20s));
+    EXPECT_GE(s.ReceiveCount[1], 0);
+    EXPECT_LE(s.ReceiveCount[1], 256 * 1024) << "bytes still queued were counted as received";
+    EXPECT_EQ(program.FrmMain->fraTxRx[1]->Caption,
+              "Receive:  " + std::to_string(s.ReceiveCount[1]));
+    EXPECT_EQ(s.TransmitCount[1], static_cast<std::int64_t>(flood));
+    ::close(client);
+}
+
 }  // namespace
 }  // namespace tvl::test

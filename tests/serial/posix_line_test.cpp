@@ -1,9 +1,10 @@
 // The number rule, virtual port links, and how the line thread behaves when
-// the UI is busy, the far end hangs up, or nobody reads.
+// the UI is busy, the far end hangs up, nobody reads, or a writer floods it.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <thread>
 
 #include "components/serial/device_rule.h"
@@ -139,6 +140,71 @@ TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndHoldsOutputNobodyReadsAtItsLimit
     EXPECT_EQ(got.size() + dropped, sent.size());
     ASSERT_GE(got.size(), 64u * 1024);
     EXPECT_TRUE(got.compare(0, 64 * 1024, sent, 0, 64 * 1024) == 0) << "the oldest bytes were lost";
+}
+
+// Bytes queued toward a line that goes away, and bytes given to it while it
+// is gone, are told as never taken, once.
+TEST(LineThread, TellsTheBytesALostLineNeverTook) {
+    HeadlessLoop ui;
+    TempFolder folder;
+    PtyPair pty;
+    symlink(pty.terminal().c_str(), (folder / "ttyUSB0").c_str());
+    SystemDevices devices{ui.poster(), folder.path(), folder / "virtual"};
+    const std::unique_ptr<PosixDevice> device(
+        static_cast<PosixDevice*>(devices.open(100, LineSettings{}, false, false, {}).release()));
+    device->write(noise(1 << 20, 9));
+    // Nobody reads the far end: the line takes what the pseudo-terminal holds.
+    std::size_t queued = 0;
+    ASSERT_TRUE(waitFor([&] {
+        const std::size_t before = device->outBufferCount();
+        std::this_thread::sleep_for(50ms);
+        queued = device->outBufferCount();
+        return queued == before && queued < (1u << 20);
+    }));
+    pty.closeMaster();
+    ASSERT_TRUE(waitFor([&] { return device->hungUp(); }));
+    device->write("late");
+    EXPECT_EQ(device->takeUndelivered(), queued + 4);
+    EXPECT_EQ(device->takeUndelivered(), 0u);
+}
+
+// A flood into a virtual port that nobody takes holds the writer back at the
+// port's input limit; once the program takes it, every byte arrives in order.
+TEST(LineThread, AFloodIntoAVirtualPortWaitsAtTheInputLimitAndLosesNothing) {
+    HeadlessLoop ui;
+    TempFolder folder;
+    SystemDevices devices(ui.poster(), folder / "dev", folder.path());
+    SerialPort port(devices);
+    port.setCommPort(903);
+    port.setPortOpen(true);
+    const int client = ::open((folder / "com903").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    ASSERT_GE(client, 0);
+    constexpr std::size_t limit = PosixDevice::kInputLimit;
+    const std::string sent = noise(3 * limit, 5);
+    std::atomic<std::size_t> written{0};
+    std::thread writer([&] {
+        for (std::size_t at = 0; at < sent.size(); at += 65536)
+            written += writeAll(client, std::string_view(sent).substr(at, 65536), 30s);
+    });
+    ASSERT_TRUE(waitFor([&] { return std::size_t(port.InBufferCount()) >= limit; }));
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(std::size_t(port.InBufferCount()), limit);
+    EXPECT_LT(written.load(), limit + limit / 2) << "the writer was not held back";
+
+    std::string got;
+    std::size_t most = 0;
+    waitFor(
+        [&] {
+            most = std::max(most, std::size_t(port.InBufferCount()));
+            got += port.Input();
+            return got.size() >= sent.size();
+        },
+        30s);
+    writer.join();
+    EXPECT_LE(most, limit);
+    EXPECT_EQ(got.size(), sent.size());
+    EXPECT_TRUE(got == sent) << "bytes were lost or reordered";
+    ::close(client);
 }
 
 TEST(LineThread, ACallPostedBeforeCloseDoesNothingAfterIt) {
