@@ -18,7 +18,10 @@ Program::Program(ProgramParts parts)
       mciTarvoline1("mciTarvoline1", parts.makeSound ? parts.makeSound() : makeNullSoundOutput()),
       mciTarvoline2("mciTarvoline2", parts.makeSound ? parts.makeSound() : makeNullSoundOutput()),
       mciTarvoline3("mciTarvoline3", parts.makeSound ? parts.makeSound() : makeNullSoundOutput()),
-      parts_(std::move(parts)) {}
+      parts_(std::move(parts)) {
+    mscComControl1.traceInto(parts_.trace, 1);
+    mscComControl2.traceInto(parts_.trace, 2);
+}
 
 Program::~Program() = default;
 

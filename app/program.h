@@ -31,6 +31,7 @@ struct ProgramParts {
     std::function<std::unique_ptr<tvl::KelMDB>()> makeMDB;
     std::function<std::unique_ptr<tvl::KelXLS>()> makeXLS;
     std::function<std::unique_ptr<SoundOutput>()> makeSound;
+    LineTrace* trace = nullptr;  // where both ports' lines are traced, if anywhere
 };
 
 class Program {

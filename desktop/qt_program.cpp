@@ -11,9 +11,10 @@
 
 namespace tvl {
 
-QtProgram::QtProgram(Lines lines, const std::string& deviceFolder) {
+QtProgram::QtProgram(Lines lines, const std::string& deviceFolder, LineTrace* trace) {
     ProgramParts parts;
     parts.platform = &desktop;
+    parts.trace = trace;
     if (lines == Lines::System) {
         devices = std::make_unique<SystemDevices>(poster(), deviceFolder);
         parts.line1 = parts.line2 = devices.get();

@@ -18,7 +18,9 @@ struct QtProgram {
     // simulated lines for tests and benchmarks.
     // The system's devices are looked for in `deviceFolder`.
     enum class Lines { Simulated, System };
-    explicit QtProgram(Lines lines = Lines::Simulated, const std::string& deviceFolder = "/dev");
+    // `trace`, when given, traces both ports' lines.
+    explicit QtProgram(Lines lines = Lines::Simulated, const std::string& deviceFolder = "/dev",
+                       LineTrace* trace = nullptr);
     ~QtProgram();
 
     // SIGTERM, SIGINT and SIGHUP end the program as its Exit command does.

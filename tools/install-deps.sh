@@ -8,7 +8,7 @@ packages="
   libgtest-dev libgmock-dev libbenchmark-dev
   libfreexl-dev python3-xlrd mdbtools libasound2-dev
   xvfb xauth socat nodejs fonts-dejavu-core gcovr
-  dpkg-dev file lintian desktop-file-utils appstream
+  dpkg-dev file lintian desktop-file-utils appstream tshark
   clang libclang-rt-14-dev
 "
 missing=""

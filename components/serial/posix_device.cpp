@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "components/serial/device_list.h"
+#include "components/serial/line_tap.h"
 #include "components/serial/termios_line.h"
 
 namespace tvl {
@@ -112,7 +113,8 @@ PosixDevice::PosixDevice(int fd, std::string name, DeviceEvents events, Poster p
     : fd_(fd),
       name_(std::move(name)),
       poster_(std::move(poster)),
-      shared_(std::make_shared<Shared>()) {
+      shared_(std::make_shared<Shared>()),
+      tap_(events.tap) {
     shared_->events = std::move(events);
 }
 
@@ -315,6 +317,7 @@ void PosixDevice::readAvailable(short revents) {
         if (room == 0) break;
         const ssize_t n = ::read(fd_, chunk, std::min(room, sizeof chunk));
         if (n > 0) {
+            if (tap_) tap_->received({chunk, static_cast<std::size_t>(n)}, levels());
             std::lock_guard lock(inMutex_);
             if (inHead_ > 0 && inHead_ >= in_.size() / 2) {
                 in_.erase(0, inHead_);
@@ -343,6 +346,8 @@ void PosixDevice::readAvailable(short revents) {
     });
 }
 
+LineLevels PosixDevice::levels() const { return {modem_.load(), dtr_.load(), rts_.load()}; }
+
 void PosixDevice::post(std::function<void(const DeviceEvents&)> event) {
     poster_([shared = shared_, event = std::move(event)] {
         if (shared->alive) event(shared->events);
@@ -361,6 +366,7 @@ void PosixDevice::writeQueued() {
         const ssize_t n =
             ::write(fd_, sending_.data() + sendingHead_, sending_.size() - sendingHead_);
         if (n > 0) {
+            if (tap_) tap_->transmitted({sending_.data() + sendingHead_, std::size_t(n)}, levels());
             sendingHead_ += static_cast<std::size_t>(n);
             outCount_ -= static_cast<std::size_t>(n);
             continue;
@@ -462,6 +468,7 @@ void PosixDevice::pollModem() {
     }
     const std::uint32_t now = modemBitsOf(bits);
     const std::uint32_t before = modem_.exchange(now);
+    if (tap_ && before != now) tap_->changed(levels());
     for (int code : modemChanges(before, now)) {
         poster_([shared = shared_, code] {
             if (shared->alive && shared->events.modemChanged) shared->events.modemChanged(code);

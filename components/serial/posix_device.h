@@ -8,7 +8,8 @@
 // call order. It polls TIOCMGET every 10 ms
 // where the fd has modem lines. Everything it tells the port goes through the
 // Poster to the UI thread; a posted call holds only shared state, so one that
-// runs after the device is gone does nothing.
+// runs after the device is gone does nothing. Each chunk it reads or writes,
+// and each modem change it finds, goes to the line's tap as it happens.
 //
 // A line that hangs up or vanishes (POLLHUP, POLLERR, EIO, ENXIO, ENODEV, end
 // of file) stops being read and is reported lost once: what was buffered can
@@ -27,6 +28,7 @@
 #include <string>
 #include <thread>
 
+#include "components/serial/line_tap.h"
 #include "components/serial/serial_port.h"
 #include "components/serial/termios_line.h"
 
@@ -99,6 +101,7 @@ private:
     void post(std::function<void(const DeviceEvents&)> event);
     void wake();
     void setLine(int bit, bool on);
+    LineLevels levels() const;
 
     int fd_;
     std::string path_;  // empty for an adopted fd
@@ -111,6 +114,7 @@ private:
     std::string name_;
     Poster poster_;
     std::shared_ptr<Shared> shared_;
+    std::shared_ptr<LineTap> tap_;  // the line thread's: what it reads, writes and polls
     std::thread thread_;
     std::atomic<bool> stop_{false};
     std::atomic<bool> hungUp_{false};

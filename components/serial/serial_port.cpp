@@ -1,5 +1,7 @@
 #include "components/serial/serial_port.h"
 
+#include "components/serial/line_tap.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <map>
@@ -59,6 +61,8 @@ void SerialPort::setPortOpen(bool open) {
         lost_ = false;
         if (OnLineBack) OnLineBack();
     };
+    if (trace_) tap_ = trace_->tap(tracePort_, factory_.describe(commPort_), line);
+    events.tap = tap_;
     device_ = factory_.open(commPort_, line, dtr_, rts_, std::move(events));
     lost_ = everLost_ = false;
     lossReason_.clear();
@@ -72,6 +76,7 @@ void SerialPort::close() {
     if (!device_) return;
     openPorts().erase(device_->handle());
     device_.reset();
+    tap_.reset();
 }
 
 int SerialPort::CommID() const {
@@ -112,13 +117,23 @@ void SerialPort::Output(std::string_view bytes) {
 }
 
 void SerialPort::setDTREnable(bool on) {
+    const bool before = dtr_;
     dtr_ = on;
     if (device_) device_->setDTR(on);
+    traceLevels(before, rts_);
 }
 
 void SerialPort::setRTSEnable(bool on) {
+    const bool before = rts_;
     rts_ = on;
     if (device_) device_->setRTS(on);
+    traceLevels(dtr_, before);
+}
+
+// A switch that moved an open port's line, once the device took it.
+void SerialPort::traceLevels(bool dtrBefore, bool rtsBefore) {
+    if (tap_ && device_ && (dtrBefore != dtr_ || rtsBefore != rts_))
+        tap_->changed({device_->modemStatus(), dtr_, rts_});
 }
 
 std::uint32_t SerialPort::modemStatus() const { return device_ ? device_->modemStatus() : 0; }

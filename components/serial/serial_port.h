@@ -61,6 +61,9 @@ struct LineSettings {
 // handshaking number outside 0..3).
 LineSettings parseLineSettings(const std::string& settings, int handshaking);
 
+class LineTap;
+class LineTrace;
+
 // Runs a function on the user-interface thread, later. Safe from any thread.
 using Poster = std::function<void(std::function<void()>)>;
 
@@ -72,6 +75,9 @@ struct DeviceEvents {
     // taken; the text names the device and the reason.
     std::function<void(const std::string& why)> lost;
     std::function<void()> back;  // the line is there again, with the DTR/RTS last asked for
+    // Not an event: told, where the bytes move, what the line carried and
+    // every change of its inputs (line_tap.h). Null when nothing is traced.
+    std::shared_ptr<LineTap> tap;
 };
 
 // Whether the device of a port number is there for this program to open.
@@ -171,8 +177,16 @@ public:
     std::vector<std::string> presentDevices() const { return factory_.present(); }
     SerialDevice* device() const { return device_.get(); }
 
+    // From the next open on, the port's line goes into this trace as Port
+    // `port`, with its DTR/RTS switches; null: not traced.
+    void traceInto(LineTrace* trace, int port) {
+        trace_ = trace;
+        tracePort_ = port;
+    }
+
 private:
     void close();
+    void traceLevels(bool dtrBefore, bool rtsBefore);
     friend bool CloseHandle(std::int32_t handle);
 
     SerialDeviceFactory& factory_;
@@ -191,6 +205,9 @@ private:
     bool lost_ = false;
     bool everLost_ = false;
     std::string lossReason_;
+    LineTrace* trace_ = nullptr;
+    int tracePort_ = 0;
+    std::shared_ptr<LineTap> tap_;  // of the open device
 };
 
 // The modem status word of the open port with this handle. False, with status

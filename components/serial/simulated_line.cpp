@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "components/serial/line_tap.h"
+
 namespace tvl {
 
 class SimulatedLine::Device : public SerialDevice {
@@ -24,7 +26,9 @@ public:
         return n;
     }
     void write(std::string_view bytes) override {
-        if (!line_.unplugged_) line_.written_.append(bytes);
+        if (line_.unplugged_) return;
+        line_.written_.append(bytes);
+        if (events_.tap) events_.tap->transmitted(bytes, levels());
     }
     bool lineUp() const override { return !line_.unplugged_; }
     void setDTR(bool on) override { line_.dtr_ = on; }
@@ -33,9 +37,11 @@ public:
     std::string deviceName() const override { return line_.describe(line_.number_); }
 
     void raise(int code) {
+        if (events_.tap) events_.tap->changed(levels());
         if (events_.modemChanged) events_.modemChanged(code);
     }
-    void arrived() {
+    void arrived(std::string_view bytes) {
+        if (events_.tap) events_.tap->received(bytes, levels());
         if (events_.readable) events_.readable();
     }
     void lost(const std::string& why) {
@@ -46,6 +52,8 @@ public:
     }
 
 private:
+    LineLevels levels() const { return {line_.inputs_, line_.dtr_, line_.rts_}; }
+
     SimulatedLine& line_;
     int handle_;
     DeviceEvents events_;
@@ -79,7 +87,7 @@ Presence SimulatedLine::presence(int number) const {
 void SimulatedLine::feed(std::string_view bytes) {
     if (!device_ || unplugged_ || bytes.empty()) return;
     input_.insert(input_.end(), bytes.begin(), bytes.end());
-    device_->arrived();
+    device_->arrived(bytes);
 }
 
 void SimulatedLine::setInput(std::uint32_t bit, bool on) {

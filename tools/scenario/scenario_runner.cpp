@@ -99,7 +99,8 @@ void expectWords(const std::vector<Word>& words, std::size_t least, std::size_t 
 
 }  // namespace
 
-Runner::Runner(std::string scenarioFolder, const std::string& assetFolder, std::ostream& out)
+Runner::Runner(std::string scenarioFolder, const std::string& assetFolder, std::ostream& out,
+               LineTrace* trace)
     : scenarioFolder_(std::move(scenarioFolder)),
       programFolder_([] {
           std::string pattern = (fs::temp_directory_path() / "tarvoline-scenario-XXXXXX").string();
@@ -123,6 +124,7 @@ Runner::Runner(std::string scenarioFolder, const std::string& assetFolder, std::
     parts.makeTVL = makeKelTVL;
     parts.makeMDB = makeKelMDB;
     parts.makeXLS = makeKelXLS;
+    parts.trace = trace;
     program_ = std::make_unique<Program>(std::move(parts));
     for (MciPlayer* player : {&program_->mciTarvoline, &program_->mciTarvoline1,
                               &program_->mciTarvoline2, &program_->mciTarvoline3}) {

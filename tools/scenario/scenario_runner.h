@@ -19,7 +19,9 @@ class Runner {
 public:
     // scenarioFolder: where relative file paths start; assetFolder: the
     // program's pictures, sounds and help, copied into a fresh program folder.
-    Runner(std::string scenarioFolder, const std::string& assetFolder, std::ostream& out);
+    // trace: where the lines are traced, if anywhere.
+    Runner(std::string scenarioFolder, const std::string& assetFolder, std::ostream& out,
+           LineTrace* trace = nullptr);
     ~Runner();
 
     // 0 all well, 1 an expectation or command failed, 2 a syntax error.
