@@ -23,8 +23,12 @@
 namespace tvl::test {
 namespace {
 
-// Host mode at 1200 baud (a 29 ms frame gap) between com901 and com902, set up
-// and started as a user does, traced into `tracePath`.
+// Host mode at 600 baud between com901 and com902, set up and started as a
+// user does, traced into `tracePath`. A frame ends at a silence of 58 ms, so a
+// busy machine's pauses between relayed bytes do not cut one; a pseudo-
+// terminal takes bytes at any speed, so messages are 150 ms apart, more than
+// the wire time of one (its bytes are taken to have been on the wire before
+// they were read) and the gap.
 struct TracedHostRun {
     explicit TracedHostRun(const std::string& tracePath)
         : devices(ui.poster(), "/nonexistent-devices", folder.path()),
@@ -38,7 +42,7 @@ struct TracedHostRun {
         program->frmSplash->Image1->Click();
         mnuSetup_Click(*program);
         program->frmSetup->optMode[1]->choose();
-        program->frmSetup->cboBPS->Text = "1200";
+        program->frmSetup->cboBPS->Text = "600";
         program->frmSetup->txtComPort[0]->setText("901");
         program->frmSetup->txtComPort[1]->setText("902");
         program->frmSetup->cmdOK->Click();
@@ -92,10 +96,10 @@ TEST(TracedHostRun, ModbusRequestsAndAnswersComeBackFromTsharkOneFrameEachDecode
         answers.push_back(modbus({1, 3, 4, 0, n, 0, char(n + 1)}));
         ASSERT_TRUE(run.relay(0, requests.back()));
         run.ui.runUntil(
-            *run.program, [] { return false; }, 100ms);
+            *run.program, [] { return false; }, 150ms);
         ASSERT_TRUE(run.relay(1, answers.back()));
         run.ui.runUntil(
-            *run.program, [] { return false; }, 100ms);
+            *run.program, [] { return false; }, 150ms);
     }
     run.program->FrmMain->chkUARTControl[0]->setValue(1);  // Port 1 DTR on
     run.trace.close();
