@@ -20,14 +20,12 @@
 namespace tvl::test {
 namespace {
 
-enum class Way { ExitCommand, CloseBox, Terminate, Interrupt, HangUp };
-
-constexpr std::size_t kQueued = 256 * 1024;  // far more than the pseudo-terminal holds
+const std::string kQueued = noise(256 * 1024, 7);  // far more than a pseudo-terminal holds
 
 // The whole program in a child process: Port 1 is a pseudo-terminal at
 // number 5, Port 2 virtual port 902, in a Host run with output queued toward
-// Port 1. It writes one byte to `ready` once the run is under way; a byte
-// read from `command` runs Exit ('x') or closes the main window ('c').
+// Port 1. It writes to `ready` once the run is under way; a byte read from
+// `command` runs Exit ('x') or closes the main window ('c').
 [[noreturn]] void runProgram(const TempFolder& folder, int ready, int command) {
     ::setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
     ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
@@ -48,7 +46,7 @@ constexpr std::size_t kQueued = 256 * 1024;  // far more than the pseudo-termina
         p.mscComControl1.setPortOpen(true);
         p.mscComControl2.setPortOpen(true);
         mnuStartStop_Click(p);
-        p.mscComControl1.Output(noise(kQueued, 7));
+        p.mscComControl1.Output(kQueued);
     });
     QSocketNotifier commands(command, QSocketNotifier::Read);
     QObject::connect(&commands, &QSocketNotifier::activated, [&] {
@@ -62,82 +60,58 @@ constexpr std::size_t kQueued = 256 * 1024;  // far more than the pseudo-termina
     ::_exit(3);  // the program ends its process itself
 }
 
-termios settingsOf(int fd) {
+auto settingsOf(int fd) {
     termios t{};
     tcgetattr(fd, &t);
-    return t;
-}
-
-auto flags(const termios& t) {
     return std::tuple(t.c_iflag, t.c_oflag, t.c_cflag, t.c_lflag, cfgetospeed(&t));
 }
 
 TEST(ProgramEnd, EveryWayOfEndingLeavesTheLineAsFoundAndDrained) {
-    for (Way way : {Way::ExitCommand, Way::CloseBox, Way::Terminate, Way::Interrupt, Way::HangUp}) {
-        SCOPED_TRACE(static_cast<int>(way));
+    for (int way : {int('x'), int('c'), SIGTERM, SIGINT, SIGHUP}) {
+        SCOPED_TRACE(way);
         TempFolder folder;
         std::filesystem::create_directory(folder / "dev");
         PtyPair device;
         ASSERT_EQ(::symlink(device.terminal().c_str(), (folder / "dev/ttyS4").c_str()), 0);
-        // The test holds the line's end as a program like socat would, and
-        // sees through it what the line is left with.
+        // The test holds the line's end as socat would, and sees through it
+        // what the line is left with.
         const int held = ::open(device.terminal().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-        ASSERT_GE(held, 0);
-        const termios found = settingsOf(held);
-
+        const auto found = settingsOf(held);
         int ready[2], command[2];
-        ASSERT_EQ(::pipe2(ready, O_CLOEXEC), 0);
-        ASSERT_EQ(::pipe2(command, O_CLOEXEC), 0);
+        ASSERT_TRUE(::pipe2(ready, O_CLOEXEC) == 0 && ::pipe2(command, O_CLOEXEC) == 0);
         const pid_t program = fork();
         if (program == 0) runProgram(folder, ready[1], command[0]);
         ::close(ready[1]);  // so that a program that dies unready ends the wait
-        ::close(command[0]);
         char r = 0;
         ASSERT_EQ(::read(ready[0], &r, 1), 1);
 
         const std::string link = folder / "tarvoline/com902";
-        EXPECT_NE(flags(settingsOf(held)), flags(found)) << "the program runs the line raw";
+        EXPECT_NE(settingsOf(held), found) << "the program runs the line raw";
         EXPECT_EQ(openAsUser(device.terminal()), EBUSY) << "the program holds the line";
         EXPECT_TRUE(std::filesystem::is_symlink(link));
-
-        switch (way) {
-            case Way::ExitCommand:
-                ASSERT_EQ(::write(command[1], "x", 1), 1);
-                break;
-            case Way::CloseBox:
-                ASSERT_EQ(::write(command[1], "c", 1), 1);
-                break;
-            case Way::Terminate:
-                ::kill(program, SIGTERM);
-                break;
-            case Way::Interrupt:
-                ::kill(program, SIGINT);
-                break;
-            case Way::HangUp:
-                ::kill(program, SIGHUP);
-                break;
-        }
+        const char c = static_cast<char>(way);
+        if (way > SIGRTMAX)
+            ASSERT_EQ(::write(command[1], &c, 1), 1);
+        else
+            ::kill(program, way);
         // The output queued at the end reaches the line while the program ends.
         std::string arrived;
         int status = 0;
-        pid_t ended = 0;
-        while ((ended = ::waitpid(program, &status, WNOHANG)) == 0) {
+        while (::waitpid(program, &status, WNOHANG) == 0) {
             collect(device.master(), arrived);
             pollfd p{device.master(), POLLIN, 0};
             ::poll(&p, 1, 10);
         }
         collect(device.master(), arrived);
-        ASSERT_EQ(ended, program);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-        EXPECT_TRUE(arrived == noise(kQueued, 7)) << arrived.size() << " bytes arrived";
-
-        EXPECT_EQ(flags(settingsOf(held)), flags(found));
+        EXPECT_TRUE(arrived == kQueued) << arrived.size() << " bytes arrived";
+        EXPECT_EQ(settingsOf(held), found);
         int exclusive = 1;
-        ASSERT_EQ(::ioctl(held, TIOCGEXCL, &exclusive), 0);
+        ::ioctl(held, TIOCGEXCL, &exclusive);
         EXPECT_EQ(exclusive, 0);
         EXPECT_EQ(openAsUser(device.terminal()), 0);
         EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(link)));
-        for (int fd : {held, ready[0], command[1]}) ::close(fd);
+        for (int fd : {held, ready[0], command[0], command[1]}) ::close(fd);
     }
 }
 
