@@ -1,11 +1,10 @@
 // What Setup learns about this computer's devices without opening them, and
-// what closing a port leaves behind.
+// whom an open refuses as busy.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -49,27 +48,25 @@ TEST(DeviceList, NamesEachSerialDeviceWithItsNumberAndProduct) {
                                         "201 = /dev/ttyACM1 (usb-Arduino_Uno_75830-if00)"}));
 }
 
-// Another program holding the line: a child process that opens it (after
-// letting go of what it inherited from the test when `farEnd` is false),
-// optionally takes it exclusively, tells that it did and waits to be killed.
+// Another program holding the line until the test ends: it opens it (keeping
+// the master it inherits from the test when it is the line's `maker`), and
+// may take it exclusively.
 struct OtherProgram {
-    OtherProgram(PtyPair& pty, bool farEnd, bool exclusive) {
-        int told[2];
-        if (::pipe(told) != 0) return;
-        pid = fork();
-        if (pid == 0) {
+    OtherProgram(PtyPair& pty, bool maker, bool exclusive) {
+        int told[2] = {-1, -1};
+        [[maybe_unused]] auto piped = ::pipe(told);
+        if ((pid = fork()) == 0) {
             ::prctl(PR_SET_NAME, "holder");
-            if (!farEnd) pty.closeMaster();
+            if (!maker) pty.closeMaster();
             const int fd = ::open(pty.terminal().c_str(), O_RDWR | O_NOCTTY);
             if (exclusive) ::ioctl(fd, TIOCEXCL);
-            [[maybe_unused]] auto w = ::write(told[1], "h", 1);
+            ::close(told[1]);  // the test's read ends: the line is held
             ::pause();
-            ::_exit(0);
         }
-        char h;
-        [[maybe_unused]] auto r = ::read(told[0], &h, 1);
-        ::close(told[0]);
         ::close(told[1]);
+        char c;
+        [[maybe_unused]] auto r = ::read(told[0], &c, 1);
+        ::close(told[0]);
     }
     ~OtherProgram() {
         ::kill(pid, SIGKILL);
@@ -121,37 +118,10 @@ TEST(DeviceOpen, ALineHeldExclusivelyIsRefusedAsBusyNamingItsHolder) {
     };
     EXPECT_EQ(refusal(), "opened");
     OtherProgram holder(pty, false, true);
-    const std::string busy = node + " is used by another program (holder, process " +
-                             std::to_string(holder.pid) + ")";
+    const std::string busy =
+        node + " is used by another program (holder, process " + std::to_string(holder.pid) + ")";
     EXPECT_EQ(refusal(), busy) << "as " << (geteuid() == 0 ? "root" : "a user");
     EXPECT_EQ(asUser([&] { return refusal() == busy ? 0 : 1; }), 0) << "as a user";
-}
-
-TEST(DeviceClose, PutsBackTheLineSettingsItFound) {
-    TempFolder folder;
-    PtyPair pty;
-    ASSERT_EQ(::symlink(pty.terminal().c_str(), (folder / "ttyS4").c_str()), 0);
-    auto settingsOfTerminal = [&] {
-        const int fd = ::open(pty.terminal().c_str(), O_RDWR | O_NOCTTY);
-        termios t{};
-        tcgetattr(fd, &t);
-        ::close(fd);
-        return t;
-    };
-    const termios found = settingsOfTerminal();
-    HeadlessLoop ui;
-    SystemDevices devices(ui.poster(), folder.path(), folder / "virtual");
-    SerialPort port(devices);
-    port.setCommPort(5);
-    port.setSettings("300,E,7,2");
-    port.setPortOpen(true);
-    EXPECT_NE(settingsOfTerminal().c_lflag, found.c_lflag) << "the port runs raw";
-    port.setPortOpen(false);
-    const termios after = settingsOfTerminal();
-    const auto flags = [](const termios& t) {
-        return std::tuple(t.c_iflag, t.c_oflag, t.c_cflag, t.c_lflag, cfgetospeed(&t));
-    };
-    EXPECT_EQ(flags(after), flags(found));
 }
 
 }  // namespace

