@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +27,10 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 enum Direction { rx = 0, tx = 1 };
+
+// How often a pipe is looked at while the lines are quiet, so that a reader
+// that went away is told then, not at the next frame.
+constexpr auto kReaderCheck = 250ms;
 
 std::uint8_t rtacLines(LineLevels levels) {
     std::uint8_t lines = 0;
@@ -229,15 +234,25 @@ std::string writeFailure(int error) {
     return error == EPIPE ? "its reader went away" : std::strerror(error);
 }
 
+bool isPipe(int fd) {
+    struct stat st {};
+    return fstat(fd, &st) == 0 && S_ISFIFO(st.st_mode);
+}
+
+bool readerGone(int fd) {
+    pollfd out{fd, 0, 0};
+    return ::poll(&out, 1, 0) == 1 && (out.revents & POLLERR);
+}
+
 }  // namespace
 
 void TraceFile::run() {
     // A reader that goes away makes a write fail with EPIPE on this thread
     // instead of ending the program.
-    sigset_t pipe;
-    sigemptyset(&pipe);
-    sigaddset(&pipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+    sigset_t sigpipe;
+    sigemptyset(&sigpipe);
+    sigaddset(&sigpipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &sigpipe, nullptr);
 
     Core& core = *core_;
     std::unique_lock lock(core.mutex);
@@ -249,6 +264,7 @@ void TraceFile::run() {
         fd = openTrace(core.path);
     }
     if (fd < 0 && fd != -ENXIO) core.fail(std::strerror(-fd));
+    const bool fifo = fd >= 0 && isPipe(fd);
 
     // Writes all of `bytes` without the lock; false, with the trace stopped, when it cannot.
     auto write = [&](std::string_view bytes) {
@@ -315,10 +331,12 @@ void TraceFile::run() {
                 continue;
             }
             if (core.closing || core.stopped) break;
+            if (fifo) next = std::min(next, Clock::now() + kReaderCheck);
             if (next == Clock::time_point::max())
                 core.wake.wait(lock);
             else
                 core.wake.wait_until(lock, next);
+            if (fifo && readerGone(fd)) core.fail(writeFailure(EPIPE));
         }
     }
     core.stopped = true;

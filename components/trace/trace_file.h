@@ -14,7 +14,9 @@
 // own writes the file, so a slow disk or reader never holds up a port. A
 // trace that cannot go on (the file cannot be written, the pipe's reader went
 // away or fell kBacklogLimit behind) stops: it is reported once and the taps
-// trace nothing more. The program runs on as before.
+// trace nothing more. The program runs on as before. A pipe is looked at four
+// times a second while the lines are quiet, so that a reader that went away
+// is told then.
 #pragma once
 
 #include <chrono>
