@@ -51,6 +51,28 @@ Clock::duration characterTime(const LineSettings& line) {
         std::chrono::duration<double>(bits / static_cast<double>(std::max(1L, line.baud))));
 }
 
+// The file, or a named pipe with a reader, opened without waiting: -errno
+// when it cannot be opened, -ENXIO while a pipe has no reader.
+int openTrace(const std::string& path) {
+    const int fd =
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644);
+    return fd >= 0 ? fd : -errno;
+}
+
+std::string writeFailure(int error) {
+    return error == EPIPE ? "its reader went away" : std::strerror(error);
+}
+
+bool isPipe(int fd) {
+    struct stat st {};
+    return fstat(fd, &st) == 0 && S_ISFIFO(st.st_mode);
+}
+
+bool readerGone(int fd) {
+    pollfd out{fd, 0, 0};
+    return ::poll(&out, 1, 0) == 1 && (out.revents & POLLERR);
+}
+
 }  // namespace
 
 // What the taps and the writer share; the taps hold it, so that a port that
@@ -76,6 +98,7 @@ struct TraceFile::Core {
 
     std::string path;
     Report report;
+    int fd = -ENXIO;  // the file's, once open
     const Clock::time_point steadyStart = Clock::now();
     const std::int64_t epochStart = std::chrono::duration_cast<std::chrono::microseconds>(
                                         std::chrono::system_clock::now().time_since_epoch())
@@ -95,6 +118,10 @@ struct TraceFile::Core {
                std::chrono::duration_cast<std::chrono::microseconds>(t - steadyStart).count();
     }
     static Clock::duration gap(const Channel& c) { return c.character * 7 / 2; }
+    // When the writer ends a frame the line has been silent after.
+    static Clock::time_point due(const Entry& frame, const Channel& c) {
+        return frame.silentFrom + gap(c) + kLateChunk;
+    }
 
     // Under the lock.
     void end(Entry*& frame) {
@@ -127,8 +154,11 @@ struct TraceFile::Core {
         const std::size_t size = bytes.size();
         const Clock::duration wire = c.character * static_cast<long>(size);
         // Received bytes were on the wire before they were read; written ones
-        // go on the wire after the bytes written before them.
-        if (frame && (direction == rx ? now - wire : now) - frame->silentFrom >= gap(c)) end(frame);
+        // go on the wire after the bytes written before them. A frame the
+        // writer may have ended already is over, whenever it runs.
+        if (frame && ((direction == rx ? now - wire : now) - frame->silentFrom >= gap(c) ||
+                      now >= due(*frame, c)))
+            end(frame);
         bool begun = false;
         while (!bytes.empty()) {
             if (frame && frame->bytes.size() == kFrameLimit) end(frame);
@@ -179,6 +209,9 @@ private:
 TraceFile::TraceFile(std::string path, Report report) : core_(std::make_shared<Core>()) {
     core_->path = std::move(path);
     core_->report = std::move(report);
+    // A file that cannot be written is told at once; a pipe waits for its reader.
+    core_->fd = openTrace(core_->path);
+    if (core_->fd < 0 && core_->fd != -ENXIO) core_->fail(std::strerror(-core_->fd));
     writer_ = std::thread([this] { run(); });
 }
 
@@ -220,32 +253,6 @@ void TraceFile::close() {
 
 bool TraceFile::running() const { return !core_->stopped; }
 
-namespace {
-
-// The file, or a named pipe with a reader, opened without waiting: -errno
-// when it cannot be opened, -ENXIO while a pipe has no reader.
-int openTrace(const std::string& path) {
-    const int fd =
-        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0644);
-    return fd >= 0 ? fd : -errno;
-}
-
-std::string writeFailure(int error) {
-    return error == EPIPE ? "its reader went away" : std::strerror(error);
-}
-
-bool isPipe(int fd) {
-    struct stat st {};
-    return fstat(fd, &st) == 0 && S_ISFIFO(st.st_mode);
-}
-
-bool readerGone(int fd) {
-    pollfd out{fd, 0, 0};
-    return ::poll(&out, 1, 0) == 1 && (out.revents & POLLERR);
-}
-
-}  // namespace
-
 void TraceFile::run() {
     // A reader that goes away makes a write fail with EPIPE on this thread
     // instead of ending the program.
@@ -258,7 +265,7 @@ void TraceFile::run() {
     std::unique_lock lock(core.mutex);
     auto stopOrClose = [&] { return core.stopped || core.closing; };
 
-    int fd = openTrace(core.path);
+    int fd = core.fd;
     while (fd == -ENXIO && !stopOrClose()) {  // a pipe waits for its reader
         core.wake.wait_for(lock, 100ms);
         fd = openTrace(core.path);
@@ -300,11 +307,10 @@ void TraceFile::run() {
             for (Core::Channel& c : core.channels) {
                 for (Core::Entry*& frame : c.open) {
                     if (!frame) continue;
-                    const auto due = frame->silentFrom + Core::gap(c) + kLateChunk;
-                    if (core.closing || due <= now)
+                    if (core.closing || Core::due(*frame, c) <= now)
                         core.end(frame);
                     else
-                        next = std::min(next, due);
+                        next = std::min(next, Core::due(*frame, c));
                 }
             }
             while (!core.entries.empty() && !core.entries.front().open) {

@@ -24,19 +24,21 @@ TEST(TraceFile, FramesEndAtSilencesOfTheirLinesSpeedAndLineStatesAreFramesOfThei
     TempFolder folder;
     {
         TraceFile trace(folder / "t.pcapng", [](const std::string& why) { ADD_FAILURE() << why; });
-        auto fast = trace.tap(1, "/dev/ttyUSB0", at(9600));  // a gap of 3.6 ms
-        auto slow = trace.tap(2, "/dev/ttyUSB1", at(300));   // of 117 ms
+        // Gaps of 29 ms and 318 ms, far from the 100 ms pauses and from a
+        // busy machine's pauses between two calls.
+        auto fast = trace.tap(1, "/dev/ttyUSB0", at(1200));
+        auto slow = trace.tap(2, "/dev/ttyUSB1", at(110));
         fast->received("AB", {MS_CTS_ON, true, false});
         fast->received("CD", {});
         fast->transmitted("xy", {});
         slow->received("12", {});
-        std::this_thread::sleep_for(30ms);
+        std::this_thread::sleep_for(100ms);
         slow->received("34", {});
         fast->received("EF", {});
         fast->changed({MS_CTS_ON | MS_DSR_ON | MS_RLSD_ON | MS_RING_ON, true, true});
-        std::this_thread::sleep_for(30ms);
+        std::this_thread::sleep_for(100ms);
         fast->received(std::string(TraceFile::kFrameLimit + 3, 'z'), {});
-        trace.tap(1, "/dev/ttyUSB0", at(9600))->changed({MS_DSR_ON, false, true});  // reopened
+        trace.tap(1, "/dev/ttyUSB0", at(1200))->changed({MS_DSR_ON, false, true});  // reopened
         trace.tap(1, "/dev/ttyS4", at(9600))->changed({MS_RLSD_ON, true, false});
     }
     const auto frames = testing::readTrace(folder / "t.pcapng");

@@ -20,6 +20,10 @@ std::vector<std::string> hostRun(LineTrace* trace) {
     parts.trace = trace;
     run.make(std::move(parts));
     FrmMain& main = run.start();
+    // At 300 baud a frame ends at 117 ms of silence: a busy machine's pauses
+    // between the pump's ticks do not cut one.
+    run.program->mscComControl1.setSettings("300,N,8,1");
+    run.program->mscComControl2.setSettings("300,N,8,1");
     run.openPorts();
     SharedState& s = run.program->state;
     s.OperationMode = 1;
