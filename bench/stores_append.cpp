@@ -30,9 +30,11 @@ bool gSkipSync = false;  // the fsync/fdatasync below do nothing while set
 
 using Clock = std::chrono::steady_clock;
 
-std::string text(std::size_t i, int col) {
+// 200 characters from 0x20-0xFF, or from printable ASCII only.
+std::string text(std::size_t i, int col, bool ascii = false) {
     std::string s(200, ' ');
-    for (std::size_t k = 0; k < s.size(); ++k) s[k] = char(0x20 + (i * 31 + k * 7 + col) % 0xE0);
+    for (std::size_t k = 0; k < s.size(); ++k)
+        s[k] = char(0x20 + (i * 31 + k * 7 + col) % (ascii ? 0x5F : 0xE0));
     return s;
 }
 
@@ -123,6 +125,23 @@ void xlsAppend(const std::string& folder, std::size_t n, bool sync) {
                 double(std::filesystem::file_size(wb.path())) / 1e6);
 }
 
+// The size of a workbook of printable ASCII records (cells with a byte
+// 0x80-0x9F, as in the texts above, keep two bytes a character).
+void xlsAsciiSize(const std::string& folder, std::size_t n) {
+    tvl::KelXLSWorkbook wb;
+    wb.StoreFolder = folder;
+    wb.StoreName = "bench-append.xls";
+    wb.CreateStore();
+    for (std::size_t i = 0; i < n; ++i) {
+        wb.PortText1 = text(i, 0, true);
+        wb.PortText2 = text(i, 1, true);
+        wb.AppendRecord();
+    }
+    wb.CloseStore();
+    std::printf(".xls of printable ASCII records: %.0f bytes per record (%zu records)\n",
+                double(std::filesystem::file_size(wb.path())) / double(n), n);
+}
+
 // Google Benchmark's own figure for one .tvl append, fsync skipped.
 void BM_TvlAppendNoSync(benchmark::State& state) {
     const std::string folder = std::filesystem::temp_directory_path().string() + "/";
@@ -173,6 +192,7 @@ int main(int argc, char** argv) {
     tvlRead(folder);
     tvlAppend(folder, std::min<std::size_t>(n, 20000), true);
     xlsAppend(folder, n, false);
+    xlsAsciiSize(folder, n);
     xlsAppend(folder, std::min<std::size_t>(n, 20000), true);
     std::filesystem::remove(folder + "bench-append.tvl");
     std::filesystem::remove(folder + "bench-append.xls");

@@ -6,7 +6,7 @@ packages="
   cmake ninja-build g++ pkg-config
   qt6-base-dev qt6-base-dev-tools libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libfreexl-dev python3-xlrd mdbtools libasound2-dev
+  libfreexl-dev python3-xlrd gnumeric mdbtools libasound2-dev
   xvfb xauth socat nodejs fonts-dejavu-core gcovr
   dpkg-dev file lintian desktop-file-utils appstream tshark
   clang libclang-rt-14-dev

@@ -1,5 +1,6 @@
 #include "components/stores/kelxls_workbook.h"
 
+#include <algorithm>
 #include <tuple>
 
 namespace tvl {
@@ -52,15 +53,23 @@ std::string boundsheet(std::uint32_t index, std::uint32_t offset) {
     return Bytes().u32(offset).u8(0).u8(0).u8(unsigned(name.size())).u8(0).raw(name).s;
 }
 
-// A LABEL cell: the text as BIFF8's 8-bit string (option flags 0), each byte
-// its ISO-8859-1 character, which every text is. An empty text is a BLANK
-// cell (readers reject an empty LABEL).
+// A LABEL cell. Its text is BIFF8's 8-bit string (option flags 0), each byte
+// its ISO-8859-1 character, unless it holds a byte 0x80-0x9F: Gnumeric reads
+// 8-bit strings as Windows-1252, whose characters differ there, so such a
+// text keeps the 16-bit form. An empty text is a BLANK cell (readers reject
+// an empty LABEL).
 std::string label(std::uint32_t row, unsigned col, std::string_view text) {
     text = text.substr(0, KelXLSWorkbook::kMaxCellText);
     Bytes b;
     if (text.empty()) return b.u16(kBlank).u16(6).u16(row).u16(col).u16(kCellXf).s;
-    b.u16(kLabel).u16(unsigned(9 + text.size()));
-    return b.u16(row).u16(col).u16(kCellXf).u16(unsigned(text.size())).u8(0).raw(text).s;
+    const bool wide = std::any_of(text.begin(), text.end(), [](char c) {
+        return static_cast<unsigned char>(c) >= 0x80 && static_cast<unsigned char>(c) < 0xA0;
+    });
+    b.u16(kLabel).u16(unsigned(9 + (wide ? 2 : 1) * text.size()));
+    b.u16(row).u16(col).u16(kCellXf).u16(unsigned(text.size())).u8(wide ? 1 : 0);
+    if (!wide) return b.raw(text).s;
+    for (char c : text) b.u8(static_cast<unsigned char>(c)).u8(0);
+    return b.s;
 }
 
 std::string eofRecord() { return Bytes().u16(kEof).u16(0).s; }

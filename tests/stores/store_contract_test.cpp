@@ -113,8 +113,12 @@ struct Xls : Subject<KelXLSWorkbook> {
                  [](const std::string& path, std::string& error) {
                      return xlsRecords(readXlsWithFreeXL(path, error), kTitles, error);
                  }},
-                {"xlrd", true, [](const std::string& path, std::string& error) {
+                {"xlrd", true,
+                 [](const std::string& path, std::string& error) {
                      return xlsRecords(readXlsWithXlrd(path, error), kTitles, error);
+                 }},
+                {"ssconvert", false, [](const std::string& path, std::string& error) {
+                     return xlsRecords(readXlsWithXlrd(path, error, true), kTitles, error);
                  }}};
     }
 };

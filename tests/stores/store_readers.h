@@ -90,11 +90,15 @@ inline XlsBook readXlsWithFreeXL(const std::string& path, std::string& error) {
     return book;
 }
 
-// Through tests/stores/xls_dump.py.
-inline XlsBook readXlsWithXlrd(const std::string& path, std::string& error) {
+// Through tests/stores/xls_dump.py, by xlrd or by Gnumeric's ssconvert.
+inline XlsBook readXlsWithXlrd(const std::string& path, std::string& error,
+                               bool gnumeric = false) {
     bool ok = false;
-    const std::string out = runCommand(
-        "/usr/bin/python3 " TVL_SOURCE_DIR "/tests/stores/xls_dump.py '" + path + "' 2>&1", ok);
+    const std::string out = runCommand("/usr/bin/python3 " TVL_SOURCE_DIR
+                                       "/tests/stores/xls_dump.py " +
+                                           std::string(gnumeric ? "--gnumeric '" : "'") + path +
+                                           "' 2>&1",
+                                       ok);
     XlsBook book;
     if (!ok) return error = "xlrd: " + out.substr(0, 2000), book;
     std::istringstream in(out);
