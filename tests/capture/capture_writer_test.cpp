@@ -124,11 +124,9 @@ TEST(CaptureWriter, OnePortRunsCaptureThatPortsTrafficInItsOwnColumnInEveryStore
     }
 }
 
-// "Save MDB" and "Monitor Both": a pane that fills before the other column was
-// ever given writes a blank there (a database gives a never-given column one
-// blank), and Stop writes both panes. Later, the other column repeats what it
-// was last given while its own pane holds text (the Transmit pane beside it,
-// emptied at the same limit, says nothing of that).
+// "Save MDB", "Monitor Both": a column never given is a blank in a database,
+// Stop writes both panes, and the other column repeats what it was last given
+// while its own Receive pane (not the Transmit pane beside) holds text.
 TEST(CaptureWriter, TheOtherColumnIsABlankOnlyWhileItsReceivePaneIsEmpty) {
     CaptureRun run;
     run.startRun(2, 1, "run.mdb");

@@ -101,20 +101,16 @@ TEST(KelTVLFile, DamagedFilesGiveStoreErrorNamingTheFileAndTakeNoAppend) {
         f.CloseStore();
         EXPECT_EQ(readFile(path), image);
         // The export's streaming reader refuses it alike, and leaves no file open.
-        const auto openFiles = [] {
-            const auto fds = std::filesystem::directory_iterator("/proc/self/fd");
-            return std::distance(begin(fds), end(fds));
+        const auto fds = [] {
+            return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
         };
-        const auto before = openFiles();
-        expectStoreError(
-            [&] {
-                TvlRecordReader reader(path);
-                TvlRecordReader::Record record;
-                while (reader.next(record)) {
-                }
-            },
-            path, what);
-        EXPECT_EQ(openFiles(), before);
+        const auto before = fds();
+        const auto readAll = [&] {
+            TvlRecordReader::Record record;
+            for (TvlRecordReader r(path); r.next(record);) continue;
+        };
+        expectStoreError(readAll, path, what);
+        EXPECT_EQ(fds(), before);
     };
     const auto changed = [&](std::size_t at, char mask) {
         std::string image = good;

@@ -200,8 +200,7 @@ TYPED_TEST(StoreContract, FailuresNameTheFileAndLoseNothing) {
             }
         }
     }
-    // A new capture on a full disk leaves the old one whole, and its store
-    // goes on with it.
+    // A new capture on a full disk leaves the old one whole, and goes on with it.
     const std::string before = readFile(s.store.path());
     {
         FileSizeLimit full(0);
