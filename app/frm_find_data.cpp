@@ -19,9 +19,11 @@ FrmFindData::FrmFindData() : Form("frmFindData") {
         (i == 0 ? Label1_4 : Label1_0) = caption;
         txtFound[i] = place(add<TextBox>(frame, "txtFound", i), 120, 540, 4335, 285);
         txtFound[i]->MultiLine = false;
+        frame->AccessibleName = txtFound[i]->AccessibleName = caption->Caption;
     }
-    cmdOK = addButton(*this, "cmdOK", "ok.png", "Watch for these texts", 1080, 2160);
-    cmdCancel = addButton(*this, "cmdCancel", "cancel.png", "Switch both watches off", 2520, 2160);
+    cmdOK = addButton(*this, "cmdOK", "ok.png", "OK", "Watch for these texts", 1080, 2160);
+    cmdCancel = addButton(*this, "cmdCancel", "cancel.png", "Cancel", "Switch both watches off",
+                          2520, 2160);
 }
 
 }  // namespace tvl

@@ -29,6 +29,8 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
             place(add<Frame>(nullptr, "fraDataConverter", b), 120 + 3540.0f * b, 120, 3420, 4695);
         fraDataConverter[b] = frame;
         lblHeading[b] = addLabel(*this, frame, "lblHeading", b, headings[b], 120, 240, 3180, 255);
+        frame->AccessibleName = headings[b];
+        const std::string port = b == 0 ? "Port 1 " : "Port 2 ";
         for (int t = 0; t < 4; ++t) {
             const float left = (t % 2 == 0) ? 360 : 1800;
             const float top = t < 2 ? 480 : 2640;
@@ -43,6 +45,9 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
                 place(add<TextBox>(frame, "txtValue", present), 360, top, 1215, 285);
             txtValue[converted] =
                 place(add<TextBox>(frame, "txtValue", converted), 1800, top, 1215, 285);
+            const std::string row = port + "row " + std::to_string(r + 1) + ", ";
+            txtValue[present]->AccessibleName = row + titles[0];
+            txtValue[converted]->AccessibleName = row + titles[1];
         }
         for (int k = 0; k < 4; ++k) {
             // Port 2's signal controls are numbered from the bottom up.
@@ -54,6 +59,7 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
             ComboBox* combo = place(add<ComboBox>(frame, "cboUARTSignal", i), 1800, top, 1215, 315);
             combo->List.assign(std::begin(signalRows), std::end(signalRows));
             combo->Text = signalRows[k];
+            combo->AccessibleName = port + titles[3] + " for " + signalRows[k];
             cboUARTSignal[i] = combo;
         }
     }
@@ -63,8 +69,9 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
                            "A row with a Converted Value needs a Present Value. "
                            "A value holds at most 255 characters.",
                            120, 4920, 6960, 435);
-    cmdOk = addButton(*this, "cmdOk", "ok.png", "Store the rows", 2280, 5520);
-    cmdCancel = addButton(*this, "cmdCancel", "cancel.png", "Close without storing", 3720, 5520);
+    cmdOk = addButton(*this, "cmdOk", "ok.png", "OK", "Store the rows", 2280, 5520);
+    cmdCancel =
+        addButton(*this, "cmdCancel", "cancel.png", "Cancel", "Close without storing", 3720, 5520);
 }
 
 }  // namespace tvl

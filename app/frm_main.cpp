@@ -34,6 +34,7 @@ FrmMain::FrmMain() : Form("FrmMain") {
 
 void FrmMain::buildToolbars() {
     tbrTarvoline = place(add<Toolbar>(nullptr, "tbrTarvoline"), 0, 0, 9360, 660);
+    tbrTarvoline->AccessibleName = "Monitor commands";
     tbrTarvoline->ImageList = {"tb_setup.png", "tb_start.png", "tb_stop.png", "tb_convert.png",
                                "tb_watch.png", "tb_help.png",  "tb_exit.png", "tb_open.png"};
     auto button = [](const char* key, const char* tip, int image) {
@@ -60,6 +61,7 @@ void FrmMain::buildToolbars() {
     };
 
     tbrFileAccess = place(add<Toolbar>(nullptr, "tbrFileAccess"), 0, 660, 9360, 660);
+    tbrFileAccess->AccessibleName = "Review commands";
     tbrFileAccess->ImageList = {"fa_home.png", "fa_back.png", "fa_forward.png", "fa_end.png",
                                 "fa_find.png", "fa_save.png", "fa_exit.png"};
     lblRecordTime = place(add<Label>(tbrFileAccess, "lblRecordTime"), 5280, 210, 3960, 255);
@@ -82,6 +84,7 @@ void FrmMain::buildGroup(int g) {
         place(add<Frame>(nullptr, "fraComMonitor", g), g == 0 ? 240 : 4920, 840, 4335, 5895);
     group->ToolTipText = "Click the right mouse button";
     group->Border = false;
+    group->AccessibleName = g == 0 ? "Communication 1 (DTE)" : "Communication 2 (DTE/DCE)";
     fraComMonitor[g] = group;
     buildPanes(g, *group);
     buildSignals(g, *group);
@@ -93,6 +96,7 @@ void FrmMain::buildGroup(int g) {
 void FrmMain::buildPanes(int g, Frame& group) {
     const int transmit = 2 * g;  // pane and frame indexes of this group
     const int receive = 2 * g + 1;
+    const std::string port = g == 0 ? "Port 1 " : "Port 2 ";
     auto frame = [&](int i, float top, float height) {
         Frame* f = place(add<Frame>(&group, "fraTxRx", i), 120, top, 4095, height);
         f->Caption = (i % 2 == 0) ? "Transmit: " : "Receive:  ";
@@ -102,6 +106,7 @@ void FrmMain::buildPanes(int g, Frame& group) {
     auto pane = [&](Frame* in, int i, float height) {
         TextBox* t = place(add<TextBox>(in, "txtCommunication", i), 120, 240, 3855, height);
         t->Locked = (i % 2 == 1);  // the Receive panes are read-only
+        t->AccessibleName = port + (i % 2 == 0 ? "Transmit" : "Receive");
         txtCommunication[i] = t;
     };
     auto switches = [&] {
@@ -110,6 +115,7 @@ void FrmMain::buildPanes(int g, Frame& group) {
                                 k == 0 ? 1440 : 1920, 735, 255);
             c->Picture = pictures::switchOff;
             c->DownPicture = pictures::switchOn;
+            c->AccessibleName = port + (k == 0 ? "DTR" : "RTS") + " switch";
             chkUARTControl[2 * g + k] = c;
         }
     };
@@ -121,6 +127,7 @@ void FrmMain::buildPanes(int g, Frame& group) {
     TextBox* review =
         place(add<TextBox>(rx, g == 0 ? "txtPort1" : "txtPort2"), 120, 240, 3855, 1215);
     review->Visible = false;
+    review->AccessibleName = port + "record";
     (g == 0 ? txtPort1 : txtPort2) = review;
 
     if (g == 0) {
@@ -135,7 +142,7 @@ void FrmMain::buildPanes(int g, Frame& group) {
 // The lamps and their labels, per port in the order CTS, DSR, CD, RI, DTR,
 // RTS, and the two rules between the rows.
 void FrmMain::buildSignals(int g, Frame& group) {
-    static const char* const captions[kSignals] = {"CTS:", "DSR:", "CD:", "RI:", "DTR:", "RTS:"};
+    static const char* const signalNames[kSignals] = {"CTS", "DSR", "CD", "RI", "DTR", "RTS"};
     static const float labelLeft[kSignals] = {1200, 1200, 2400, 2400, 1200, 1200};
     static const float labelTop[kSignals] = {480, 840, 480, 840, 1440, 1920};
     static const float lampLeft[kSignals] = {1800, 1800, 2880, 2880, 1800, 1800};
@@ -143,7 +150,7 @@ void FrmMain::buildSignals(int g, Frame& group) {
     for (int s = 0; s < kSignals; ++s) {
         Label* label = place(add<Label>(&group, "lblUART", labelIndex(g, s)), labelLeft[s],
                              labelTop[s], 495, 195);
-        label->Caption = captions[s];
+        label->Caption = std::string(signalNames[s]) + ":";
         label->AutoSize = true;
         lblUART[labelIndex(g, s)] = label;
         for (int on = 0; on < 2; ++on) {
@@ -152,6 +159,9 @@ void FrmMain::buildSignals(int g, Frame& group) {
                 place(add<Image>(&group, "imgStatus", i), lampLeft[s], lampTop[s], 360, 420);
             lamp->Picture = on ? pictures::lampOn : pictures::lampOff;
             lamp->Visible = !on;
+            // Only the lamp of the line's state shows, and it says the state.
+            lamp->AccessibleName = std::string(g == 0 ? "Port 1 " : "Port 2 ") + signalNames[s] +
+                                   (on ? " lamp, on" : " lamp, off");
             imgStatus[i] = lamp;
         }
     }
@@ -173,6 +183,7 @@ void FrmMain::buildHeader(int g, Frame& group) {
     (g == 0 ? Label1 : Label2) = title;
     Image2[g] = place(add<Image>(&group, "Image2", g), 0, 0, 480, 480);
     Image2[g]->Picture = g == 0 ? "port1.png" : "port2.png";
+    Image2[g]->AccessibleName = g == 0 ? "Port 1" : "Port 2";
     Line* bar = placeLine(add<Line>(&group, g == 0 ? "Line1" : "Line2"), g == 0 ? 720 : 600, 150,
                           g == 0 ? 3720 : 4080, 150);
     bar->BorderWidth = 20;
@@ -221,9 +232,11 @@ FrmSplash::FrmSplash() : Form("frmSplash") {
     Height = 5895;
     Frame2 = place(add<Frame>(nullptr, "Frame2"), 0, 0, 9345, 5925);
     Frame2->Border = false;
+    Frame2->AccessibleName = "Tarvoline";
     Image1 = place(add<Image>(Frame2, "Image1"), -120, 0, 9600, 5955);
     Image1->Picture = pictures::splash;
     Image1->Stretch = true;
+    Image1->AccessibleName = "Tarvoline: click or press a key to begin";
 }
 
 }  // namespace tvl

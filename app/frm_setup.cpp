@@ -1,6 +1,7 @@
 #include "app/frm_setup.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tvl {
@@ -14,14 +15,15 @@ constexpr float kRowTop = 300;  // first option row inside its frame
 constexpr float kRowStep = 300;
 constexpr float kGroupGap = 120;
 
-// The settings group: a caption and a box a row; under a port's row, a line
-// saying what its number resolves to (a device path can be long).
+// The settings group: a caption and a box a row; under a port's row, up to
+// three lines saying what its number resolves to, or why it was refused (a
+// device path can be long, and the reason is read whole).
 constexpr float kSettingsLeft = 3120;
 constexpr float kSettingsWidth = 3660;
 constexpr float kCaptionLeft = 120, kCaptionWidth = 1560;
 constexpr float kBoxLeft = 1740, kBoxWidth = 1800, kPortBoxWidth = 720;
-constexpr float kSettingTop = 360, kSettingStep = 390, kSettingHeight = 315;
-constexpr float kDescriptionGap = 330, kDescriptionLine = 240;
+constexpr float kSettingTop = 360, kSettingStep = 360, kSettingHeight = 315;
+constexpr float kDescriptionGap = 330, kDescriptionHeight = 585;
 
 }  // namespace
 
@@ -37,13 +39,16 @@ FrmSetup::FrmSetup() : Form("frmSetup") {
     buildOptions();
     buildSettings();
 
-    cmdOK = place(add<CommandButton>(nullptr, "cmdOK"), 3600, 4440, 1455, 615);
+    const float buttonsTop = fraSettings->Top + fraSettings->Height + kGroupGap;
+    cmdOK = place(add<CommandButton>(nullptr, "cmdOK"), 3600, buttonsTop, 1455, 615);
     cmdOK->Picture = "setup_ok.png";
     cmdOK->ToolTipText = "Apply the settings and open the ports";
+    cmdOK->AccessibleName = "OK";
     cmdOK->Default = true;
-    cmdCancel = place(add<CommandButton>(nullptr, "cmdCancel"), 5325, 4440, 1455, 615);
+    cmdCancel = place(add<CommandButton>(nullptr, "cmdCancel"), 5325, buttonsTop, 1455, 615);
     cmdCancel->Picture = "setup_cancel.png";
     cmdCancel->ToolTipText = "Close without applying";
+    cmdCancel->AccessibleName = "Cancel";
     cmdCancel->Cancel = true;
     for (int i = 0; i < 2; ++i) txtComPort[i]->setText(i == 0 ? "3" : "4");
 }
@@ -80,8 +85,8 @@ void FrmSetup::buildOptions() {
 }
 
 void FrmSetup::buildSettings() {
-    fraSettings =
-        place(add<Frame>(nullptr, "fraSettings"), kSettingsLeft, 120, kSettingsWidth, 4200);
+    // Its height follows its foot, set last.
+    fraSettings = place(add<Frame>(nullptr, "fraSettings"), kSettingsLeft, 120, kSettingsWidth, 0);
     fraSettings->Caption = "Communication Settings";
 
     static const char* const captions[7] = {
@@ -89,7 +94,7 @@ void FrmSetup::buildSettings() {
         "Flow Control:",    "DTE / Port1:", "DTE/DCE / Port2:"};
     auto rowTop = [](int row) {
         return kSettingTop + kSettingStep * static_cast<float>(row) +
-               (row == 6 ? kDescriptionLine : 0.0f);
+               (row == 6 ? kDescriptionHeight : 0.0f);
     };
     for (int row = 0; row < 7; ++row) {
         Label* label = place(add<Label>(fraSettings, "lblSetting", row), kCaptionLeft,
@@ -97,11 +102,18 @@ void FrmSetup::buildSettings() {
         label->Caption = captions[row];
         lblSetting[row] = label;
     }
+    // A box is called what its caption says.
+    auto named = [](Control* box, int row) {
+        const std::string_view caption = captions[row];
+        box->AccessibleName = caption.substr(0, caption.size() - 1);  // without its colon
+        return box;
+    };
     auto combo = [&](const char* name, int row, std::vector<std::string> list, const char* text) {
         ComboBox* box = place(add<ComboBox>(fraSettings, name), kBoxLeft, rowTop(row), kBoxWidth,
                               kSettingHeight);
         box->List = std::move(list);
         box->Text = text;
+        named(box, row);
         return box;
     };
     cboBPS = combo("cboBPS", 0,
@@ -117,21 +129,25 @@ void FrmSetup::buildSettings() {
                              kPortBoxWidth, kSettingHeight);
         box->MultiLine = false;
         txtComPort[i] = box;
-        Label* description =
-            place(add<Label>(fraSettings, "lblComPort", i), kCaptionLeft,
-                  rowTop(5 + i) + kDescriptionGap, kSettingsWidth - 2 * kCaptionLeft, 255);
+        named(box, 5 + i);
+        Label* description = place(add<Label>(fraSettings, "lblComPort", i), kCaptionLeft,
+                                   rowTop(5 + i) + kDescriptionGap,
+                                   kSettingsWidth - 2 * kCaptionLeft, kDescriptionHeight);
         lblComPort[i] = description;
     }
     // At the foot: the serial devices of this computer, each with the number
     // that opens it, and Default.
-    const float foot = 3600;
+    const float foot = rowTop(6) + kDescriptionGap + kDescriptionHeight + 60;
     cboDevices = place(add<ComboBox>(fraSettings, "cboDevices"), kCaptionLeft, foot + 90,
                        kBoxLeft + kBoxWidth - 1200 - 180 - kCaptionLeft, kSettingHeight);
     cboDevices->ToolTipText = "The serial devices on this computer, and the number of each";
+    cboDevices->AccessibleName = "Serial devices";
     cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), kBoxLeft + kBoxWidth - 1200,
                        foot, 1200, 495);
     cmdDefault->Picture = "setup_default.png";
     cmdDefault->ToolTipText = "Put the settings back to their defaults";
+    cmdDefault->AccessibleName = "Default";
+    fraSettings->Height = cmdDefault->Top + cmdDefault->Height + kGroupGap;
 }
 
 }  // namespace tvl

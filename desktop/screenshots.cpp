@@ -2,9 +2,9 @@
 // files in FOLDER, on a real X server (run under xvfb-run): the splash, the
 // main window (at rest, in a run, larger, in review), its popup menu, the
 // Host-mode dialogs, and the Setup dialog (its device list, real and virtual
-// ports, its port failure message). With "help": the help window at its
-// contents and at a context topic instead. It exits 1 when a window it waits
-// for never comes up.
+// ports, its port failure message and the reasons it shows). With "help":
+// the help window at its contents and at a context topic instead. It exits 1
+// when a window it waits for never comes up.
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QApplication>
@@ -128,7 +128,16 @@ void windowShots(QtProgram& app, const std::string& scratch) {
         return true;
     });
     run([&] { p.frmSetup->cmdOK->Click(); });
-    if (p.frmSetup) run([&] { p.frmSetup->cmdCancel->Click(); });
+    // The reasons beside the boxes, whole: the missing device's, and the
+    // longest the system gives, a device the user may not open.
+    check(p.frmSetup != nullptr, "Setup closed after a refused OK");
+    if (!p.frmSetup) return;
+    run([&] {
+        p.frmSetup->lblComPort[1]->Caption =
+            "/dev/ttyUSB0: permission denied (the user may need to be in the dialout group)";
+    });
+    save(setup, "setup_refused.png");
+    run([&] { p.frmSetup->cmdCancel->Click(); });
 
     // A run in Host mode: lamps lit, switches on, traffic in the panes.
     run([&] {

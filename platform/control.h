@@ -61,6 +61,9 @@ public:
     bool Visible = true;
     float Left = 0, Top = 0, Width = 0, Height = 0;  // twips, from the container
     std::string ToolTipText;
+    // What a screen reader calls the control where nothing it shows (a
+    // caption, a label's text) names it: a picture, a box, a lamp.
+    std::string AccessibleName;
 
     std::function<void(int button)> MouseUp;  // 1 left, 2 right, 4 middle
 

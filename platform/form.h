@@ -100,9 +100,11 @@ inline Label* addLabel(Form& form, Control* container, const char* name, int ind
 
 // Makes a picture button, its picture showing its word, placed in twips.
 inline CommandButton* addButton(Form& form, const char* name, const std::string& picture,
-                                const std::string& tip, float left, float top) {
+                                const std::string& word, const std::string& tip, float left,
+                                float top) {
     CommandButton* button = place(form.add<CommandButton>(nullptr, name), left, top, 1215, 405);
     button->Picture = picture;
+    button->AccessibleName = word;
     button->ToolTipText = tip;
     return button;
 }

@@ -2,6 +2,7 @@
 
 #include <QIcon>
 
+#include <QAccessible>
 #include <QAction>
 #include <QKeyEvent>
 #include <QMenu>
@@ -28,10 +29,18 @@ QString latin1(const std::string& text) {
     return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-void setIfChanged(QWidget& w, bool visible, bool enabled, const std::string& tip) {
-    if (w.isVisibleTo(w.parentWidget()) != visible) w.setVisible(visible);
-    if (w.isEnabledTo(w.parentWidget()) != enabled) w.setEnabled(enabled);
-    if (w.toolTip() != latin1View(tip)) w.setToolTip(latin1(tip));
+void setIfChanged(QWidget& w, const Control& c) {
+    if (w.isVisibleTo(w.parentWidget()) != c.Visible) w.setVisible(c.Visible);
+    if (w.isEnabledTo(w.parentWidget()) != c.Enabled) w.setEnabled(c.Enabled);
+    if (w.toolTip() != latin1View(c.ToolTipText)) w.setToolTip(latin1(c.ToolTipText));
+    if (!c.AccessibleName.empty() && w.accessibleName() != latin1View(c.AccessibleName))
+        w.setAccessibleName(latin1(c.AccessibleName));
+}
+
+// A control that a shown caption names is called by it, whole (the label
+// may show it elided), where the model gives no name of its own.
+void nameByCaption(QWidget& w, const Control& c, const QString& caption) {
+    if (c.AccessibleName.empty()) w.setAccessibleName(caption.trimmed());
 }
 
 // The look every multi-line box shares.
@@ -44,9 +53,11 @@ void setUpTextArea(QPlainTextEdit& box, const Control& model) {
     const ControlStyle style = styleOf(model);
     if (style.font) box.setFont(*style.font);
     box.document()->setDocumentMargin(2);
-    // A box keeps its white ground when it, or the group holding it, is disabled.
+    // A box keeps its white ground and its text's ink when it, or the group
+    // holding it, is disabled: traffic stays legible in a pane that takes no keys.
     QPalette pal = box.palette();
-    pal.setColor(QPalette::Disabled, QPalette::Base, pal.color(QPalette::Active, QPalette::Base));
+    for (QPalette::ColorRole role : {QPalette::Base, QPalette::Text})
+        pal.setColor(QPalette::Disabled, role, pal.color(QPalette::Active, role));
     box.setPalette(pal);
 }
 
@@ -82,7 +93,7 @@ void syncCommon(QWidget& w, const Control& c, const FormView& v, bool sized) {
     const QRect place(v.px(c.Left), v.px(c.Top), v.px(c.Width), v.px(c.Height));
     if (sized && w.geometry() != place) w.setGeometry(place);
     if (!sized && w.pos() != place.topLeft()) w.move(place.topLeft());
-    setIfChanged(w, c.Visible, c.Enabled, c.ToolTipText);
+    setIfChanged(w, c);
 }
 
 bool mouseUp(FormView& view, Control& c, Qt::MouseButton button) {
@@ -106,6 +117,7 @@ void FrameWidget::sync(bool panes) {
     // A caption carries a byte counter: it goes with the pane text, at the panes' pace.
     if (panes && caption_ != latin1View(model_.Caption)) {
         caption_ = latin1(model_.Caption);
+        nameByCaption(*this, model_, caption_);
         update();
     }
 }
@@ -165,6 +177,7 @@ void LabelWidget::sync(bool) {
     syncCommon(*this, model_, view_, !model_.AutoSize);
     if (caption_ == latin1View(model_.Caption) && shownFor_ == size()) return;
     caption_ = latin1(model_.Caption);
+    nameByCaption(*this, model_, caption_);
     if (model_.AutoSize) {
         setText(caption_);
         adjustSize();
@@ -172,9 +185,10 @@ void LabelWidget::sync(bool) {
         return;
     }
     shownFor_ = size();
-    // A label with room for two lines wraps its words; on one line a caption
-    // wider than the label (a long device path) loses its middle.
+    // A label with room for two lines wraps its words from its top; on one
+    // line a caption wider than the label (a long device path) loses its middle.
     setWordWrap(height() >= 2 * fontMetrics().lineSpacing());
+    setAlignment(Qt::AlignLeft | (wordWrap() ? Qt::AlignTop : Qt::AlignVCenter));
     setText(wordWrap()
                 ? caption_
                 : fontMetrics().elidedText(caption_, Qt::ElideMiddle, contentsRect().width()));
@@ -391,7 +405,16 @@ void SwitchWidget::sync(bool) {
     if (shown_ != model_.Value) {
         shown_ = model_.Value;
         update();
+        QAccessible::State checked;
+        checked.checked = true;
+        QAccessibleStateChangeEvent told(this, checked);
+        QAccessible::updateAccessibility(&told);
     }
+}
+
+void SwitchWidget::toggle() {
+    if (!view_.detached())
+        view_.desktop().dispatch([this] { model_.setValue(model_.Value ? 0 : 1); });
 }
 
 void SwitchWidget::paintEvent(QPaintEvent*) {
@@ -409,10 +432,7 @@ void SwitchWidget::paintEvent(QPaintEvent*) {
 void SwitchWidget::mouseReleaseEvent(QMouseEvent* e) {
     e->accept();
     if (view_.detached()) return;
-    if (e->button() == Qt::LeftButton && rect().contains(e->position().toPoint())) {
-        view_.desktop().dispatch([this] { model_.setValue(model_.Value ? 0 : 1); });
-        return;
-    }
+    if (e->button() == Qt::LeftButton && rect().contains(e->position().toPoint())) return toggle();
     mouseUp(view_, model_, e->button());
 }
 
@@ -449,7 +469,7 @@ ToolbarWidget::ToolbarWidget(Toolbar& model, FormView& view, QWidget* parent)
 }
 
 void ToolbarWidget::sync(bool) {
-    setIfChanged(*this, model_.Visible, model_.Enabled, model_.ToolTipText);
+    setIfChanged(*this, model_);
     for (int n = 1; n <= model_.buttonCount(); ++n) {
         const ToolbarButton& b = model_.Buttons(n);
         QAction* a = actions_[n - 1];
@@ -461,6 +481,8 @@ void ToolbarWidget::sync(bool) {
             s.tip = b.ToolTipText;
             a->setToolTip(latin1(s.tip));
             a->setText(latin1(b.Key));
+            // A picture button is called by its tip, which also says what it does now.
+            if (QWidget* button = widgetForAction(a)) button->setAccessibleName(latin1(s.tip));
         }
         if (s.image != b.Image) {
             s.image = b.Image;
@@ -530,6 +552,12 @@ ComboWidget::ComboWidget(ComboBox& model, FormView& view, QWidget* parent)
     : QComboBox(parent), model_(model), view_(view) {
     setEditable(true);
     setInsertPolicy(QComboBox::NoInsert);
+    // On Linux Qt tells a combo box's text as its name: a screen reader learns
+    // what the box is from the label it is labelled by.
+    name_ = new QLabel(parent);
+    name_->setBuddy(this);
+    name_->setFixedSize(0, 0);
+    name_->hide();
     connect(this, &QComboBox::currentTextChanged, this, [this](const QString& text) {
         if (copying_ || view_.detached()) return;
         view_.desktop().dispatch(
@@ -539,6 +567,8 @@ ComboWidget::ComboWidget(ComboBox& model, FormView& view, QWidget* parent)
 
 void ComboWidget::sync(bool) {
     syncCommon(*this, model_, view_);
+    if (name_->text() != latin1View(model_.AccessibleName))
+        name_->setText(latin1(model_.AccessibleName));
     copying_ = true;
     if (list_ != model_.List) {
         list_ = model_.List;

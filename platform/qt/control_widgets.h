@@ -170,6 +170,8 @@ class SwitchWidget : public QWidget, public ControlView {
 public:
     SwitchWidget(CheckBox& model, FormView& view, QWidget* parent);
     void sync(bool panes) override;
+    bool on() const { return shown_ == 1; }  // as drawn
+    void toggle();                           // the user's click
 
 protected:
     void paintEvent(QPaintEvent*) override;
@@ -252,6 +254,7 @@ public:
 private:
     ComboBox& model_;
     FormView& view_;
+    QLabel* name_;  // hidden, the box's buddy: it says what the box is
     std::vector<std::string> list_;
     bool copying_ = false;
 };

@@ -14,6 +14,7 @@ HelpWindow::HelpWindow() : browser_(new QTextBrowser(this)) {
     setWindowTitle(QStringLiteral("Tarvoline Help"));
     setObjectName(QStringLiteral("helpWindow"));
     browser_->setObjectName(QStringLiteral("helpBrowser"));
+    browser_->setAccessibleName(windowTitle());
     browser_->setOpenExternalLinks(false);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

@@ -21,6 +21,7 @@
 #include "platform/asset_folder.h"
 #include "platform/control.h"
 #include "platform/form.h"
+#include "platform/qt/accessible_roles.h"
 #include "platform/qt/form_view.h"
 #include "platform/qt/help_window.h"
 
@@ -32,11 +33,12 @@ QString latin1(const std::string& text) {
 }
 std::string bytes(const QString& text) { return text.toLatin1().toStdString(); }
 std::string path(const QString& file) { return QFile::encodeName(file).toStdString(); }
-// The dialogs start in the program's folder; an installed program's folder
-// cannot be written, and there the user's home folder is the better start.
+// The dialogs start in the program's folder. An installed program's folder
+// cannot be written, and there they start where the program was started (the
+// home folder from the desktop's menu); the program never changes its folder.
 QString dialogFolder(const std::string& initialFolder) {
     const QString folder = QFile::decodeName(initialFolder.c_str());
-    return QFileInfo(folder).isWritable() ? folder : QDir::homePath();
+    return QFileInfo(folder).isWritable() ? folder : QDir::currentPath();
 }
 }  // namespace
 
@@ -45,13 +47,18 @@ QString qtFileFilter(const std::string& filter) {
     QStringList out;
     for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
         const QString description = parts[i].trimmed();
-        const QString patterns =
-            parts[i + 1].split(QLatin1Char(';'), Qt::SkipEmptyParts).join(QLatin1Char(' '));
         // Qt reads the patterns from the closing brackets; a description that
-        // already shows them keeps its own words.
-        if (description.endsWith(QLatin1Char(')')) &&
-            description.mid(description.lastIndexOf(QLatin1Char('(')) + 1).chopped(1).trimmed() ==
-                patterns)
+        // already shows them keeps its own words, and one given with no
+        // patterns lists what its brackets name (every file without brackets).
+        const QString shown = description.endsWith(QLatin1Char(')'))
+                                  ? description.mid(description.lastIndexOf(QLatin1Char('(')) + 1)
+                                        .chopped(1)
+                                        .trimmed()
+                                  : QString();
+        QString patterns =
+            parts[i + 1].split(QLatin1Char(';'), Qt::SkipEmptyParts).join(QLatin1Char(' '));
+        if (patterns.isEmpty()) patterns = shown.isEmpty() ? QStringLiteral("*") : shown;
+        if (shown == patterns)
             out << description;
         else
             out << description + QStringLiteral(" (") + patterns + QLatin1Char(')');
@@ -60,6 +67,7 @@ QString qtFileFilter(const std::string& filter) {
 }
 
 QtDesktop::QtDesktop() {
+    installAccessibleRoles();
     paneTimer_.setSingleShot(true);
     connect(&paneTimer_, &QTimer::timeout, this, [this] { syncAll(); });
     sincePanes_.start();
