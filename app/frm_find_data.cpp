@@ -24,6 +24,8 @@ FrmFindData::FrmFindData() : Form("frmFindData") {
     cmdOK = addButton(*this, "cmdOK", "ok.png", "OK", "Watch for these texts", 1080, 2160);
     cmdCancel = addButton(*this, "cmdCancel", "cancel.png", "Cancel", "Switch both watches off",
                           2520, 2160);
+    cmdOK->Default = true;
+    cmdCancel->Cancel = true;
 }
 
 }  // namespace tvl

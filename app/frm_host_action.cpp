@@ -72,6 +72,8 @@ FrmHostAction::FrmHostAction() : Form("frmHostAction") {
     cmdOk = addButton(*this, "cmdOk", "ok.png", "OK", "Store the rows", 2280, 5520);
     cmdCancel =
         addButton(*this, "cmdCancel", "cancel.png", "Cancel", "Close without storing", 3720, 5520);
+    cmdOk->Default = true;
+    cmdCancel->Cancel = true;
 }
 
 }  // namespace tvl

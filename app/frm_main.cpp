@@ -107,6 +107,7 @@ void FrmMain::buildPanes(int g, Frame& group) {
         TextBox* t = place(add<TextBox>(in, "txtCommunication", i), 120, 240, 3855, height);
         t->Locked = (i % 2 == 1);  // the Receive panes are read-only
         t->AccessibleName = port + (i % 2 == 0 ? "Transmit" : "Receive");
+        t->AppendsKeys = true;     // a typed key is traffic, shown where traffic arrives
         txtCommunication[i] = t;
     };
     auto switches = [&] {

@@ -84,10 +84,14 @@ void placeGroup(FrmMain& f, int g) {
     const Reference inGroup{group.Width, group.Height, groupWidth, groupHeight};
     for (int s = 0; s < 6; ++s)
         place(*f.lblUART[labelIndex(g, s)], inGroup, {labelLeft[s], labelTop[s], 0, 0, false});
+    // Lamps and labels keep their size, so a lamp keeps its height above its
+    // label's line rather than a fraction of the group's: on that line at every size.
     for (int on = 0; on < 2; ++on)
-        for (int s = 0; s < 6; ++s)
-            place(*f.imgStatus[lampIndex(g, s, on)], inGroup,
-                  {lampLeft[s], lampTop[s], 0, 0, false});
+        for (int s = 0; s < 6; ++s) {
+            Control& lamp = *f.imgStatus[lampIndex(g, s, on)];
+            place(lamp, inGroup, {lampLeft[s], lampTop[s], 0, 0, false});
+            lamp.Top = f.lblUART[labelIndex(g, s)]->Top - static_cast<float>(labelTop[s] - lampTop[s]);
+        }
     place(*f.chkUARTControl[2 * g], inGroup, {2400, 1440, 0, 0, false});
     place(*f.chkUARTControl[2 * g + 1], inGroup, {2400, 1920, 0, 0, false});
     placeLine(*f.myLine[2 * g], inGroup, 120, 1200, 4200, 1200);

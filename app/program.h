@@ -73,6 +73,8 @@ public:
     bool exited = false;
     // A store failed during a run; nothing more is written until Setup prepares a store.
     bool storeFailed = false;
+    // A port's lost-line message stands open (a desktop's message box waits for its OK).
+    bool lineLossShown[2] = {false, false};
 
     // The Start / Stop command, for the parts that stop a run (a watch hit, a
     // failing store); the wiring sets it.

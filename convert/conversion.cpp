@@ -100,7 +100,7 @@ void frmHostAction_cmdOK_Click(Program& program) {
     for (int k = 0; k < kValueBoxes; ++k) values[k] = f.txtValue[k]->Text();
     // A faulty row stores nothing: the dialog stays open on it.
     if (auto problem = rowProblem(values)) {
-        f.focus = f.txtValue[problem->box];
+        f.setFocus(f.txtValue[problem->box]);
         program.platform.MsgBox(problem->message, f.Caption, vbOKOnly);
         return;
     }

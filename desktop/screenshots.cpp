@@ -1,7 +1,8 @@
 // tarvoline-screenshots FOLDER [help]: draws the program's windows to PNG
 // files in FOLDER, on a real X server (run under xvfb-run): the splash, the
-// main window (at rest, in a run, larger, in review), its popup menu, the
-// Host-mode dialogs, and the Setup dialog (its device list, real and virtual
+// main window (at rest, in a run, with keys typed into a pane, larger, in
+// review), its popup menu, the Host-mode dialogs (Watch Data also over the
+// main window), and the Setup dialog (its device list, real and virtual
 // ports, its port failure message and the reasons it shows). With "help":
 // the help window at its contents and at a context topic instead. It exits 1
 // when a window it waits for never comes up.
@@ -13,6 +14,7 @@
 #include <QFileDialog>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
@@ -160,6 +162,19 @@ void windowShots(QtProgram& app, const std::string& scratch) {
         }
     });
     save(main, "main_running.png");
+    // Keys typed after a click in the middle of the Port 1 Transmit pane join its end.
+    if (auto* pane = main.findChild<QPlainTextEdit*>(QStringLiteral("txtCommunication(0)"))) {
+        QTest::mouseClick(pane->viewport(), Qt::LeftButton, {}, pane->viewport()->rect().center());
+        QTest::keyClicks(pane, "ATH");
+        QTest::keyClick(pane, Qt::Key_Return);
+        save(main, "main_typed_keys.png");
+    }
+    // The Watch dialog over the main window, as the screen shows them.
+    run([&] { mnuFindData_Click(p); });
+    QWidget& watch = *app.desktop.view(*p.frmFindData);
+    save(main, "watch_over_main.png", main.frameGeometry().united(watch.frameGeometry()));
+    run([&] { p.frmFindData->cmdCancel->Click(); });
+    // Enlarged: the panels grow, each lamp stays on the line of its label and switch.
     main.resize(main.width() * 3 / 2, main.height() * 3 / 2);
     save(main, "main_large.png");
     main.resize(main.width() * 2 / 3, main.height() * 2 / 3);

@@ -27,11 +27,15 @@ void mscComControl_LineLost(Program& program, int q) {
         setCaption(*program.FrmMain->fraTxRx[q == 0 ? 1 : 3], "Receive:  ", count);
     }
     showLineState(program);
+    // A line that flaps while its message stands open is told by the title alone.
+    if (program.lineLossShown[q]) return;
+    program.lineLossShown[q] = true;
     program.platform.MsgBox(
         portName(q) + " has lost its line: " + portOf(program, q).LossReason() +
             ".\n\nNothing reaches that line until it returns; Tarvoline takes it "
             "back by itself.",
         "Tarvoline", vbOKOnly);
+    program.lineLossShown[q] = false;
 }
 
 void mscComControl_LineBack(Program& program, int q) {

@@ -152,6 +152,7 @@ void TextBox::typeKey(int code) {
     if (!Enabled || !Visible) return;
     if (KeyPress) KeyPress(code);
     if (Locked || code == 0) return;
+    if (AppendsKeys) return append(static_cast<char>(code));
     SelStart = std::min(SelStart, text_.size());
     const std::size_t selected = std::min(SelLength, text_.size() - SelStart);
     SelLength = 0;

@@ -146,14 +146,16 @@ public:
     }
     // The user types a key: KeyPress, then the box's own editing at the caret
     // (a printable key is inserted, 8 deletes before the caret, 13 inserts CR);
-    // a key typed over a selection replaces it. A box that is disabled, hidden
-    // or locked takes no key.
+    // a key typed over a selection replaces it. A box that appends keys adds
+    // every key at its end as its byte, wherever the caret or selection
+    // stands. A box that is disabled, hidden or locked takes no key.
     void typeKey(int code);
 
     std::size_t SelStart = 0;   // the caret, or the start of the selection
     std::size_t SelLength = 0;  // characters selected from SelStart
     bool Locked = false;        // read-only to the user
     bool MultiLine = true;
+    bool AppendsKeys = false;   // a traffic pane: typed keys join the traffic at its end
     std::uint64_t revision = 0;  // rises with every change of the text
 
     std::function<void()> Change;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -74,6 +75,12 @@ public:
     float ScaleWidth = 0, ScaleHeight = 0;           // client area, twips
     std::string Picture;                             // background picture file
     Control* focus = nullptr;                        // the control that has the focus
+    // Gives a control the keyboard focus; the view moves it there on its next copy.
+    void setFocus(Control* control) {
+        focus = control;
+        ++focusRequests;
+    }
+    std::uint64_t focusRequests = 0;
 
     // Window events the platform raises.
     std::function<void()> Resize;

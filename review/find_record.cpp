@@ -49,11 +49,11 @@ void mnuFind_Click(Program& program) {
     if (hit->inColumn2) {
         f.txtPort1->setText(s.RecordPort1[hit->entry]);
         f.txtPort2->setText(s.RecordPort2[hit->entry]);
-        f.focus = f.txtPort2;
+        f.setFocus(f.txtPort2);
     } else {
         f.txtPort2->setText(s.RecordPort2[hit->entry]);
         f.txtPort1->setText(s.RecordPort1[hit->entry]);
-        f.focus = f.txtPort1;
+        f.setFocus(f.txtPort1);
     }
     showRecordTime(program);
 }

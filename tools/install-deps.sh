@@ -8,6 +8,7 @@ packages="
   libgtest-dev libgmock-dev libbenchmark-dev
   libfreexl-dev python3-xlrd gnumeric mdbtools libasound2-dev
   xvfb xauth socat nodejs fonts-dejavu-core gcovr
+  openbox xdotool x11-utils xclip
   dpkg-dev file lintian desktop-file-utils appstream tshark
   clang libclang-rt-14-dev
 "

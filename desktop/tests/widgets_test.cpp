@@ -6,6 +6,7 @@
 #include <QtTest>
 #include <QtWidgets>
 #include <cmath>
+#include <set>
 
 #include "app/frm_find_data.h"
 #include "app/frm_host_action.h"
@@ -66,6 +67,9 @@ struct Window {
 Form* setupOf(Program& p) { return p.frmSetup.get(); }
 Form* conversionOf(Program& p) { return p.frmHostAction.get(); }
 Form* watchOf(Program& p) { return p.frmFindData.get(); }
+// Every dialog: the command that opens it and the form it shows.
+const std::pair<void (*)(Program&), Form* (*)(Program&)> dialogs[] = {
+    {mnuSetup_Click, setupOf}, {mnuDataConvertion_Click, conversionOf}, {mnuFindData_Click, watchOf}};
 
 // Pixels of a twips value at this screen's dpi.
 int px(double twips) {
@@ -188,7 +192,9 @@ TEST(QtView, PanesSendTheUsersKeysAndShowTheLinesBytesThroughTheEventLoop) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return w.p.mscComControl1.InBufferCount() == 0; }, 2000));
 
     w.app.simulated2.takeWritten();
-    pane->setFocus();
+    // A click in the middle of the traffic puts the caret there; keys still go to the end.
+    QTest::mouseClick(pane->viewport(), Qt::LeftButton, {}, QPoint(px(300), px(120)));
+    ASSERT_LT(w.form().txtCommunication[0]->SelStart, 6u);
     QTest::keyClicks(pane, "AB");
     for (Qt::Key key : {Qt::Key_Backspace, Qt::Key_Return, Qt::Key_Delete, Qt::Key_Escape,
                         Qt::Key_Tab, Qt::Key_F1, Qt::Key_Left})
@@ -198,6 +204,9 @@ TEST(QtView, PanesSendTheUsersKeysAndShowTheLinesBytesThroughTheEventLoop) {
     // Delete, F1 and the arrow send nothing; the controls go out as their bytes.
     EXPECT_EQ(w.app.simulated2.takeWritten(), "AB\x08\r\x1b\t\x03\x1a\r\x01");
     EXPECT_EQ(w.p.state.TransmitCount[0], 10);  // the first key starts the count afresh
+    const QString typed = "AT<CR>ZAB<BS><CR><ESC><tab><ETX><SUB><CR><SOH>";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return pane->toPlainText() == typed; }, 2000))
+        << pane->toPlainText().toStdString();
     // A read-only Receive pane takes no key and changes nothing.
     const auto before = w.form().txtCommunication[1]->revision;
     QTest::keyClicks(w.widget("txtCommunication(1)"), "zz");
@@ -239,10 +248,6 @@ TEST(QtView, DialogsAnswerKeysClicksAndTheirCloseBoxesAsOnTheDesktop) {
     EXPECT_EQ(p.frmSetup, nullptr);
 
     // Every dialog's close box unloads it as its Cancel does and gives the main window back.
-    const std::pair<void (*)(Program&), Form* (*)(Program&)> dialogs[] = {
-        {mnuSetup_Click, setupOf},
-        {mnuDataConvertion_Click, conversionOf},
-        {mnuFindData_Click, watchOf}};
     for (auto [command, form] : dialogs) {
         FormView* v = w.dialog(command, form);
         if (form == watchOf) {
@@ -433,6 +438,102 @@ TEST(QtView, EveryControlIsNamedForAScreenReaderAndLampsAndSwitchesSayTheirState
     const int typing = darkest(true);
     EXPECT_LT(typing, 80);
     EXPECT_LE(darkest(false), typing + 10);
+}
+
+// The dialog's picture under a widget (a combo box for its text field).
+QImage under(QWidget& dialog, QWidget& w) {
+    QWidget& shown = qobject_cast<QComboBox*>(w.parentWidget()) ? *w.parentWidget() : w;
+    return dialog.grab(QRect(shown.mapTo(&dialog, QPoint()), shown.size())).toImage();
+}
+
+// Answers each message box that comes up once it has stood for a poll, and
+// counts how many stood open at once.
+struct MessageCloser {
+    MessageCloser() {
+        QObject::connect(&poll, &QTimer::timeout, [this] {
+            QList<QMessageBox*> open;
+            for (QWidget* w : QApplication::topLevelWidgets())
+                if (auto* box = qobject_cast<QMessageBox*>(w); box && box->isVisible()) open << box;
+            most = std::max<qsizetype>(most, open.size());
+            if (open.isEmpty() || ++polls % 2) return;
+            texts << open.last()->text();
+            owners << open.last()->windowHandle()->transientParent();
+            open.last()->button(QMessageBox::Ok)->click();
+        });
+        poll.start(10);
+    }
+    QTimer poll;
+    int polls = 0;
+    qsizetype most = 0;
+    QStringList texts;
+    QList<QWindow*> owners;
+};
+
+TEST(QtView, DialogsBelongToTheMainWindowAndTakeKeysAsDesktopDialogsDo) {
+    Window w;
+    w.start();
+    Program& p = w.p;
+    for (auto [command, form] : dialogs) {
+        FormView& v = *w.dialog(command, form);
+        const std::string name = form(p)->name();
+        // Above the main window, centred over it, of one size.
+        EXPECT_EQ(v.windowHandle()->transientParent(), w.view->windowHandle()) << name;
+        EXPECT_LE((v.geometry().center() - w.view->geometry().center()).manhattanLength(), 2)
+            << name;
+        EXPECT_EQ(v.minimumSize(), v.maximumSize()) << name;
+        EXPECT_EQ(v.size(), QSize(px(form(p)->ScaleWidth), px(form(p)->ScaleHeight))) << name;
+        // Its first control takes keys; Tab visits only controls the user sees,
+        // and each shows that it has the focus.
+        QApplication::setActiveWindow(&v);
+        QWidget* first = QApplication::focusWidget();
+        ASSERT_TRUE(first && first->window() == &v)
+            << name;
+        QTest::keyClick(first, Qt::Key_Tab);  // the keyboard in use: focus marks show from now
+        std::set<QWidget*> seen;
+        for (QWidget* at = QApplication::focusWidget(); at && seen.insert(at).second;
+             at = QApplication::focusWidget()) {
+            const std::string where = name + "." + at->objectName().toStdString();
+            EXPECT_TRUE(at->isVisible() && !at->visibleRegion().isEmpty()) << where;
+            const QImage focused = under(v, *at);
+            QTest::keyClick(at, Qt::Key_Tab);
+            EXPECT_NE(under(v, *at), focused) << where << " shows no focus";
+        }
+        EXPECT_TRUE(seen.count(first)) << name;
+    }
+
+    // Enter on a conversion row with no Present Value is refused in a message
+    // over the dialog, and the box to correct then has the focus.
+    FormView& conversion = *w.app.desktop.view(*p.frmHostAction);
+    QApplication::setActiveWindow(&conversion);
+    QWidget* converted = w.widget("txtValue(5)", &conversion);
+    converted->setFocus();
+    QTest::keyClicks(converted, "Q");
+    MessageCloser closer;
+    QTest::keyClick(converted, Qt::Key_Return);
+    ASSERT_EQ(closer.texts.size(), 1);
+    EXPECT_EQ(closer.owners[0], conversion.windowHandle());
+    EXPECT_EQ(conversion.focusWidget(), w.widget("txtValue(0)", &conversion));
+    EXPECT_TRUE(conversion.isVisible());
+}
+
+TEST(QtView, AFlappingLineStandsOneMessageBoxPerPortAtATime) {
+    Window w;
+    w.start();
+    MessageCloser closer;
+    // While the first message stands, Port 1 is lost 40 times more and Port 2 once.
+    QTimer::singleShot(0, [&] {
+        for (int i = 0; i < 40; ++i) w.model([&] { w.p.mscComControl1.OnLineLost(); });
+        w.model([&] { w.p.mscComControl2.OnLineLost(); });
+    });
+    w.model([&] { w.p.mscComControl1.OnLineLost(); });
+    ASSERT_EQ(closer.texts.size(), 2) << closer.texts.join(" | ").toStdString();
+    closer.texts.sort();
+    EXPECT_TRUE(closer.texts[0].startsWith("Port 1") && closer.texts[1].startsWith("Port 2"))
+        << closer.texts.join(" | ").toStdString();
+    EXPECT_EQ(closer.most, 2);
+    // Once it is answered, the next loss is told again.
+    w.model([&] { w.p.mscComControl1.OnLineLost(); });
+    EXPECT_EQ(closer.texts.size(), 3);
 }
 
 // How many pixels a control's text is wider than the room its widget gives it.

@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QScrollBar>
 #include <QStyle>
+#include <QStyleOptionFocusRect>
 #include <QToolButton>
 
 #include "platform/control.h"
@@ -519,6 +520,19 @@ void ButtonWidget::sync(bool) {
         setFlat(!picture.isNull());
     }
     if (isDefault() != model_.Default) setDefault(model_.Default);
+}
+
+void ButtonWidget::paintEvent(QPaintEvent* e) {
+    QPushButton::paintEvent(e);
+    // A picture button has no bevel, where the style marks the focus: a key
+    // would press a button nobody sees as chosen. It gets the style's focus frame.
+    if (!hasFocus() || !isFlat()) return;
+    QPainter p(this);
+    QStyleOptionFocusRect frame;
+    frame.initFrom(this);
+    frame.rect = rect().adjusted(1, 1, -1, -1);
+    frame.backgroundColor = palette().color(QPalette::Button);
+    style()->drawPrimitive(QStyle::PE_FrameFocusRect, &frame, &p, this);
 }
 
 OptionWidget::OptionWidget(OptionButton& model, FormView& view, QWidget* parent)

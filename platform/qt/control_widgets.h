@@ -213,6 +213,9 @@ public:
     ButtonWidget(CommandButton& model, FormView& view, QWidget* parent);
     void sync(bool panes) override;
 
+protected:
+    void paintEvent(QPaintEvent*) override;
+
 private:
     CommandButton& model_;
     FormView& view_;

@@ -6,7 +6,10 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScreen>
+#include <QWindow>
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "platform/control.h"
 #include "platform/form.h"
@@ -36,8 +39,26 @@ private:
 
 }  // namespace
 
-FormView::FormView(Form& form, QtDesktop& desktop)
-    : QWidget(nullptr), form_(form), desktop_(desktop) {
+void keepAbove(QWidget& window, QWidget& owner) {
+    window.createWinId();
+    owner.createWinId();
+    window.windowHandle()->setTransientParent(owner.windowHandle());
+}
+
+void centreOver(QWidget& window, const QWidget& owner) {
+    QRect place(QPoint(), window.frameGeometry().size());
+    place.moveCenter(owner.frameGeometry().center());
+    if (const QScreen* screen = owner.screen()) {
+        // Inside the screen, its top-left corner first.
+        const QRect area = screen->availableGeometry();
+        place.moveLeft(std::max(area.left(), std::min(place.left(), area.right() - place.width())));
+        place.moveTop(std::max(area.top(), std::min(place.top(), area.bottom() - place.height())));
+    }
+    window.move(place.topLeft());
+}
+
+FormView::FormView(Form& form, QtDesktop& desktop, QWidget* owner)
+    : QWidget(nullptr), form_(form), desktop_(desktop), owner_(owner) {
     const QScreen* screen = QGuiApplication::primaryScreen();
     const double dpi = screen ? screen->logicalDotsPerInchX() : 96.0;
     pxPerTwip_ = dpi / 96.0 / 15.0;
@@ -52,6 +73,9 @@ FormView::FormView(Form& form, QtDesktop& desktop)
         // No caption, no control box, no task-bar entry.
         setWindowFlags(Qt::SplashScreen | Qt::FramelessWindowHint);
         setFocusPolicy(Qt::StrongFocus);
+    } else if (style.dialog && owner) {
+        setWindowFlags(Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
+        keepAbove(*this, *owner);
     } else {
         setWindowFlags(Qt::Window);
     }
@@ -200,10 +224,17 @@ void FormView::syncWindow() {
     }
 }
 
+void FormView::syncFocus() {
+    if (focusApplied_ == form_.focusRequests) return;
+    focusApplied_ = form_.focusRequests;
+    if (QWidget* w = widgetOf(form_.focus)) w->setFocus(Qt::OtherFocusReason);
+}
+
 void FormView::sync(bool panes) {
     if (detached_) return;
     syncWindow();
     for (ControlView* v : views_) v->sync(panes);
+    syncFocus();  // after the views, so that the control is shown and enabled
     // Docked toolbars: the visible ones stack from the top edge, full width.
     int y = 0;
     for (auto& [c, w] : widgets_) {
@@ -216,21 +247,29 @@ void FormView::sync(bool panes) {
 
 void FormView::showWindow() {
     sync(true);
-    if (windowStyleOf(form_).splash) {
-        setFixedSize(size());
-        if (const QScreen* screen = QGuiApplication::primaryScreen()) {
-            const QRect area = screen->availableGeometry();
-            move(area.center() - QPoint(width() / 2, height() / 2));
-        }
-    } else {
-        move(px(form_.Left), px(form_.Top));
+    const WindowStyle style = windowStyleOf(form_);
+    if (!style.sizable) setFixedSize(size());
+    // A window is placed when it first shows; shown again, it stays where the user put it.
+    if (!std::exchange(shownBefore_, true)) {
+        const QScreen* screen = QGuiApplication::primaryScreen();
+        if (style.dialog && owner_)
+            centreOver(*this, *owner_);
+        else if (style.splash && screen)
+            move(screen->availableGeometry().center() - QPoint(width() / 2, height() / 2));
+        else
+            move(px(form_.Left), px(form_.Top));
     }
     show();
     if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
         raise();
         activateWindow();
     }
+    // A dialog opens with its first control taking keys, as desktop dialogs do,
+    // and shown again keeps the one the user left.
+    QWidget* kept = focusWidget();
+    if (style.dialog && kept && kept != this && kept->isVisible()) return;
     setFocus();
+    if (style.dialog) focusNextChild();
 }
 
 void FormView::paintEvent(QPaintEvent*) {

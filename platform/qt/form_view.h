@@ -6,7 +6,9 @@
 #pragma once
 
 #include <QPixmap>
+#include <QPointer>
 #include <QWidget>
+#include <cstdint>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -24,6 +26,13 @@ class Menu;
 class QtDesktop;
 class Timer;
 
+// A window that belongs to `owner` (a dialog, a message box): the window
+// manager keeps it above its owner (WM_TRANSIENT_FOR). It stays no Qt child of
+// the owner, which would disable it with its owner and delete it with it.
+void keepAbove(QWidget& window, QWidget& owner);
+// Moves a window to the middle of `owner`, inside the screen.
+void centreOver(QWidget& window, const QWidget& owner);
+
 // One control's widget (or menu, or timer), brought up to date from its model.
 class ControlView {
 public:
@@ -35,7 +44,8 @@ public:
 class FormView : public QWidget {
     Q_OBJECT
 public:
-    FormView(Form& form, QtDesktop& desktop);
+    // A dialog belongs to its owner's window: it stays above it and opens centred over it.
+    FormView(Form& form, QtDesktop& desktop, QWidget* owner = nullptr);
     ~FormView() override;
 
     Form& form() const { return form_; }
@@ -77,6 +87,7 @@ private:
     ControlView* makeView(Control& c);
     std::pair<QWidget*, ControlView*> makeWidget(Control& c, QWidget* parent);
     void syncWindow();
+    void syncFocus();
 
     Form& form_;
     QtDesktop& desktop_;
@@ -85,6 +96,9 @@ private:
     float appliedWidth_ = -1, appliedHeight_ = -1;
     bool applying_ = false;
     bool detached_ = false;
+    bool shownBefore_ = false;
+    QPointer<QWidget> owner_;
+    std::uint64_t focusApplied_ = 0;  // the form's focus requests the widgets have had
     std::string picture_;
     QPixmap background_;
     std::vector<std::unique_ptr<ControlView>> owned_;  // views that are not widgets

@@ -24,6 +24,7 @@
 #include "platform/qt/accessible_roles.h"
 #include "platform/qt/form_view.h"
 #include "platform/qt/help_window.h"
+#include "platform/qt/window_style.h"
 
 namespace tvl {
 
@@ -82,6 +83,11 @@ void QtDesktop::MsgBox(const std::string& text, const std::string& title, int bu
     QMessageBox box(QMessageBox::NoIcon, latin1(title), latin1(text), QMessageBox::Ok);
     QAbstractButton* help = nullptr;
     if (buttons & vbMsgBoxHelpButton) help = box.addButton(QMessageBox::Help);
+    if (QWidget* owner = messageOwner()) {
+        keepAbove(box, *owner);
+        box.adjustSize();
+        centreOver(box, *owner);
+    }
     // Help opens the help file and leaves the message standing.
     do {
         box.exec();
@@ -91,18 +97,18 @@ void QtDesktop::MsgBox(const std::string& text, const std::string& title, int bu
 
 std::string QtDesktop::InputBox(const std::string& prompt, const std::string& title) {
     bool ok = false;
-    const QString text = QInputDialog::getText(nullptr, latin1(title), latin1(prompt),
+    const QString text = QInputDialog::getText(dialogOwner(), latin1(title), latin1(prompt),
                                                QLineEdit::Normal, QString(), &ok);
     return ok ? bytes(text) : std::string();
 }
 
 std::string QtDesktop::ShowSave(const std::string& initialFolder, const std::string& filter) {
-    return path(QFileDialog::getSaveFileName(nullptr, QString(), dialogFolder(initialFolder),
+    return path(QFileDialog::getSaveFileName(dialogOwner(), QString(), dialogFolder(initialFolder),
                                              qtFileFilter(filter)));
 }
 
 std::string QtDesktop::ShowOpen(const std::string& initialFolder, const std::string& filter) {
-    return path(QFileDialog::getOpenFileName(nullptr, QString(), dialogFolder(initialFolder),
+    return path(QFileDialog::getOpenFileName(dialogOwner(), QString(), dialogFolder(initialFolder),
                                              qtFileFilter(filter)));
 }
 
@@ -171,9 +177,28 @@ FormView* QtDesktop::view(const Form& form) const {
     return found == views_.end() ? nullptr : found->second;
 }
 
+FormView* QtDesktop::mainView() const {
+    for (const auto& [form, v] : views_)
+        if (form->name() == "FrmMain") return v;
+    return nullptr;
+}
+
+FormView* QtDesktop::messageOwner() const {
+    for (const auto& [form, v] : views_)
+        if (v->isVisible() && v->isActiveWindow()) return v;
+    FormView* main = mainView();
+    return main && main->isVisible() ? main : nullptr;
+}
+
+QWidget* QtDesktop::dialogOwner() const {
+    // A Qt child goes with its parent: only a window that takes input may hold one.
+    FormView* owner = messageOwner();
+    return owner && owner->isEnabled() ? owner : nullptr;
+}
+
 void QtDesktop::formShown(Form& form) {
     FormView*& v = views_[&form];
-    if (!v) v = new FormView(form, *this);
+    if (!v) v = new FormView(form, *this, windowStyleOf(form).dialog ? mainView() : nullptr);
     v->showWindow();
 }
 

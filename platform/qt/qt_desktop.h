@@ -54,6 +54,11 @@ public:
 
     // The view of a loaded form, or nullptr.
     FormView* view(const Form& form) const;
+    // The window a message box belongs to: the program's window the user is
+    // working in, else the main window (nullptr before it shows).
+    FormView* messageOwner() const;
+    // The parent of an input box or file dialog: the message owner while it takes input.
+    QWidget* dialogOwner() const;
 
     // True while bytes wait for the pump; set by whoever builds the program.
     std::function<bool()> bytesWaiting = [] { return false; };
@@ -71,6 +76,8 @@ public:
     std::uint64_t paneCopies = 0;  // for benchmarks
 
 private:
+    FormView* mainView() const;
+
     std::map<const Form*, FormView*> views_;
     QPointer<HelpWindow> help_;
     QElapsedTimer sincePanes_;

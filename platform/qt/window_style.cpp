@@ -72,6 +72,9 @@ WindowStyle windowStyleOf(const Form& form) {
     if (form.name() == "frmSplash") {
         w.splash = true;
         w.sizable = false;
+    } else if (form.name() != "FrmMain") {
+        w.dialog = true;
+        w.sizable = false;
     }
     return w;
 }

@@ -24,6 +24,7 @@ struct ControlStyle {
 
 struct WindowStyle {
     bool splash = false;  // fixed, no caption, no task-bar entry, centred on the screen
+    bool dialog = false;  // owned by the main window, fixed, centred over it when it first shows
     bool sizable = true;
 };
 
