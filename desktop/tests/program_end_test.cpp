@@ -1,7 +1,6 @@
-// The desktop program, ended in every way a user or the system ends it in the
-// middle of a run, leaves its lines as it found them: the output it had
-// queued reaches the line, the line takes back its settings and lets other
-// programs in, and the virtual port's published link is gone.
+// The desktop program, ended in every way in the middle of a run, leaves its
+// lines as found: its queued output reaches the line, which takes back its
+// settings and lets others in, and the virtual port's link is gone.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <termios.h>
@@ -21,10 +20,9 @@ namespace {
 
 const std::string kQueued = noise(256 * 1024, 7);  // far more than a pseudo-terminal holds
 
-// The whole program in a child process: Port 1 is a pseudo-terminal at
-// number 5, Port 2 virtual port 902, in a Host run with output queued toward
-// Port 1. It writes to `ready` once the run is under way; a byte read from
-// `command` runs Exit ('x') or closes the main window ('c').
+// The whole program in a child: a Host run between a pseudo-terminal at number
+// 5 and virtual port 902, output queued toward Port 1. It writes to `ready` once
+// running; a byte on `command` runs Exit ('x') or closes the main window ('c').
 [[noreturn]] void runProgram(const TempFolder& folder, int ready, int command) {
     ::setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
     int argc = 1;
@@ -71,8 +69,7 @@ TEST(ProgramEnd, EveryWayOfEndingLeavesTheLineAsFoundAndDrained) {
         std::filesystem::create_directory(folder / "dev");
         PtyPair device;
         ASSERT_EQ(::symlink(device.terminal().c_str(), (folder / "dev/ttyS4").c_str()), 0);
-        // The test holds the line's end as socat would, and sees through it
-        // what the line is left with.
+        // The test holds the line's end as socat would, to see what it is left with.
         const int held = ::open(device.terminal().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
         const auto found = settingsOf(held);
         int ready[2], command[2];

@@ -25,8 +25,8 @@ namespace {
 namespace fs = std::filesystem;
 using testing::Record;
 
-// The program with every store, its capture made in a folder of its own. The
-// folder is the first base: it is removed only once the program is gone.
+// The program with every store, capturing into a folder of its own (the first
+// base, so removed only once the program is gone).
 struct CaptureRun : testing::ScratchFolder, testing::ProgramOnLines<QuietPlatform> {
     CaptureRun() {
         ProgramParts parts;

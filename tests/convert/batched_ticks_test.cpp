@@ -1,7 +1,6 @@
-// The desktop's batched ticks give exactly what one tick at a time gives: two
-// programs fed the same random bytes, one ticked singly, the other in batches
-// of random size, show, count, send and capture the same after every slice, in
-// either mode and display form, with watches that stop a run mid-burst.
+// Two programs fed the same random bytes, one ticked singly, the other in the
+// desktop's batches of random size, show, count, send and capture the same after
+// every slice, in either mode and display form, with watches stopping mid-burst.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -36,8 +35,7 @@ struct TwinRun : testing::ProgramOnLines<QuietPlatform> {
     RecordingTVL* store = nullptr;
     std::string written[2];
 
-    // The same settings for the same seed: mode, display, rows, watches,
-    // "Save TVL" with "Monitor Both", and the run started.
+    // Started with the seed's mode, display, rows and watches, "Save TVL", "Monitor Both".
     explicit TwinRun(unsigned seed) {
         ProgramParts parts;
         parts.makeTVL = [this] {

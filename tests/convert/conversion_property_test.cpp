@@ -1,7 +1,5 @@
-// Random byte streams through the pump in Host mode, one tick at a time and in
-// batched slices, under random rule sets typed into the Specify Action dialog,
-// checked against a reference model of what the rows mean. (The rows the
-// dialog refuses: the convert_host_action scenario.)
+// Random bytes through the Host-mode pump, ticked singly and in batched slices,
+// under random rules typed into Specify Action, against a model of the rows.
 #include <array>
 #include <random>
 #include <string>
@@ -17,12 +15,10 @@
 namespace tvl {
 namespace {
 
-// What the rows of one direction mean, told as a stream transformer. Bytes
-// that could still be the start of a row are held; the held text is judged
-// only by position (does any row have this byte at this place, within the
-// longest row ever given), and as soon as it equals a whole row, the first
-// such row's replacement goes out. A byte that can't extend what is held
-// releases it, and then either starts a new held text or goes out itself.
+// One direction's rows as a stream transformer. A byte is held while some row
+// has it at that place (within the longest row ever given); a held text equal
+// to a row sends the first such row's replacement. A byte that can't extend
+// the held text releases it, then starts a new one or goes out itself.
 struct RowModel {
     std::array<std::string, 5> present, converted;
     std::size_t longest = 0;  // longest Present Value ever given; never falls
@@ -85,8 +81,8 @@ struct HostLine : testing::ProgramOnLines<QuietPlatform> {
     }
 };
 
-// Short texts over a small alphabet, so that rows often fit the traffic, share
-// beginnings, and repeat; control bytes and high bytes among them.
+// Short texts over a small alphabet with control and high bytes, so that rows
+// often fit the traffic, share beginnings, and repeat.
 const std::string alphabet = std::string("ABCa\r\0\xFF", 7);
 
 std::string randomText(std::mt19937& random, std::size_t most) {

@@ -18,8 +18,7 @@
 namespace tvl::test {
 namespace {
 
-// A program at the other end of a virtual port, on the terminal as the port
-// leaves it: writes its bytes, reads what comes.
+// A program at the other end of a virtual port: writes its bytes, reads what comes.
 class Client {
 public:
     explicit Client(const std::string& path)
@@ -61,8 +60,7 @@ TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
     program.FrmMain->mnuStartStop->Click();
     ASSERT_EQ(program.state.RunState, 1);
 
-    // Relayed bytes Port 1 to 2 are 0x00-0x7F and typed keys 0x80-0xFF, so the
-    // stream at Port 2 can be taken apart again.
+    // Relayed bytes are 0x00-0x7F, typed keys 0x80-0xFF: Port 2's stream comes apart again.
     Client device1(folder / "com901"), device2(folder / "com902");
     ASSERT_TRUE(device1.ok() && device2.ok());
     const std::size_t size = 1 << 20;

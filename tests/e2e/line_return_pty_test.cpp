@@ -14,7 +14,8 @@
 namespace tvl::test {
 namespace {
 
-// Port 1 is number 5, <folder>/dev/ttyS4; Port 2 is virtual port 902.
+// A Host run between Port 1 (number 5, <folder>/dev/ttyS4) and Port 2 (virtual
+// port 902), whose client the test holds.
 struct LostLineRun {
     LostLineRun() {
         ::mkdir(dev().c_str(), 0700);
@@ -26,10 +27,6 @@ struct LostLineRun {
         program = std::make_unique<Program>(std::move(parts));
         Main(*program);
         program->frmSplash->Image1->Click();
-    }
-    std::string dev() const { return folder / "dev"; }
-    // A Host run between Port 1 (number 5) and Port 2 (virtual port 902).
-    void startHostRun() {
         program->state.OperationMode = 1;
         program->state.MonitorChoice = 2;
         program->mscComControl1.setCommPort(5);
@@ -37,7 +34,10 @@ struct LostLineRun {
         program->mscComControl1.setPortOpen(true);
         program->mscComControl2.setPortOpen(true);
         mnuStartStop_Click(*program);
+        client = ::open((folder / "virtual/com902").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
     }
+    ~LostLineRun() { ::close(client); }
+    std::string dev() const { return folder / "dev"; }
     // A new device at the same path.
     void plugIn() {
         device = std::make_unique<PtyPair>();
@@ -52,6 +52,7 @@ struct LostLineRun {
     std::unique_ptr<PtyPair> device;
     std::unique_ptr<SystemDevices> devices;
     std::unique_ptr<Program> program;
+    int client = -1;
 };
 
 TEST(LineReturnOverPseudoTerminals, BytesThatReachedALineArriveOnceAndInOrder) {
@@ -59,9 +60,7 @@ TEST(LineReturnOverPseudoTerminals, BytesThatReachedALineArriveOnceAndInOrder) {
     Program& program = *run.program;
     SerialPort& port1 = program.mscComControl1;
     SharedState& s = program.state;
-    run.startHostRun();
-    const int client =
-        ::open((run.folder / "virtual/com902").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    const int client = run.client;
     ASSERT_GE(client, 0);
 
     std::string atClient, atDevice;
@@ -112,7 +111,6 @@ TEST(LineReturnOverPseudoTerminals, BytesThatReachedALineArriveOnceAndInOrder) {
     run.device->closeMaster();
     ASSERT_TRUE(until([&] { return port1.LineLost(); }));
     EXPECT_EQ(s.ReceiveCount[1], static_cast<std::int64_t>(answer.size()));
-    ::close(client);
 }
 
 // Bytes on their way to a device when it is unplugged never reached it: the
@@ -121,12 +119,8 @@ TEST(LineReturnOverPseudoTerminals, BytesQueuedTowardALostLineComeOffItsCount) {
     LostLineRun run;
     Program& program = *run.program;
     const std::int64_t& count = program.state.ReceiveCount[1];
-    run.startHostRun();
-    const int client =
-        ::open((run.folder / "virtual/com902").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
-    // The device reads nothing: all but what the pseudo-terminal holds (some
-    // 70 KiB) stays queued.
-    ASSERT_EQ(writeAll(client, noise(512 * 1024, 5)), 512u * 1024);
+    // The device reads nothing: all but the pseudo-terminal's ~70 KiB stays queued.
+    ASSERT_EQ(writeAll(run.client, noise(512 * 1024, 5)), 512u * 1024);
     ASSERT_TRUE(run.ui.runUntil(
         program, [&] { return count == 512 * 1024; }, 60s));
     run.device->closeMaster();
@@ -134,7 +128,6 @@ TEST(LineReturnOverPseudoTerminals, BytesQueuedTowardALostLineComeOffItsCount) {
         program, [&] { return program.mscComControl1.LineLost(); }, 20s));
     EXPECT_TRUE(count >= 0 && count <= 128 * 1024) << count << " counted as received";
     EXPECT_EQ(program.FrmMain->fraTxRx[1]->Caption, "Receive:  " + std::to_string(count));
-    ::close(client);
 }
 
 }  // namespace

@@ -23,12 +23,10 @@
 namespace tvl::test {
 namespace {
 
-// Host mode at 600 baud between com901 and com902, set up and started as a
-// user does, traced into `tracePath`. A frame ends at a silence of 58 ms, so a
-// busy machine's pauses between relayed bytes do not cut one; a pseudo-
-// terminal takes bytes at any speed, so messages are 150 ms apart, more than
-// the wire time of one (its bytes are taken to have been on the wire before
-// they were read) and the gap.
+// Host mode at 600 baud between com901 and com902, set up as a user does,
+// traced into `tracePath`. At 600 baud a frame ends at a 58 ms silence, which a
+// busy machine's pauses do not reach; messages go 150 ms apart, more than one's
+// wire time (taken to be before its bytes were read) and that silence.
 struct TracedHostRun {
     explicit TracedHostRun(const std::string& tracePath)
         : devices(ui.poster(), "/nonexistent-devices", folder.path()),
@@ -66,6 +64,10 @@ struct TracedHostRun {
         ui.runUntil(*program, arrived, 10s);
         return got == bytes;
     }
+    void pause() {
+        const auto never = [] { return false; };
+        ui.runUntil(*program, never, 150ms);
+    }
 
     UiLoop ui;
     TempFolder folder;
@@ -95,11 +97,9 @@ TEST(TracedHostRun, ModbusRequestsAndAnswersComeBackFromTsharkOneFrameEachDecode
         requests.push_back(modbus({1, 3, 0, char(0x10 * n), 0, 2}));
         answers.push_back(modbus({1, 3, 4, 0, n, 0, char(n + 1)}));
         ASSERT_TRUE(run.relay(0, requests.back()));
-        run.ui.runUntil(
-            *run.program, [] { return false; }, 150ms);
+        run.pause();
         ASSERT_TRUE(run.relay(1, answers.back()));
-        run.ui.runUntil(
-            *run.program, [] { return false; }, 150ms);
+        run.pause();
     }
     run.program->FrmMain->chkUARTControl[0]->setValue(1);  // Port 1 DTR on
     run.trace.close();
@@ -135,8 +135,7 @@ TEST(TracedHostRun, ALiveTsharkOnAPipeSeesTheLineAndTheRunOutlivesIt) {
     TempFolder out;
     const std::string pipe = out / "live";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    // tshark and its capture helper in a process group of their own; the
-    // first line printed is its number.
+    // tshark and its capture helper in a process group whose number comes first.
     FILE* tshark = ::popen(("echo $$; TMPDIR=" + out.path() + " exec setsid tshark -l -i " + pipe +
                             " -T fields -e data.data 2>/dev/null")
                                .c_str(),

@@ -1,10 +1,8 @@
-// A capture survives the program being killed (SIGKILL) in the middle of a
-// run. A child process runs the whole program on simulated lines, capturing
-// through Setup into a .tvl file while both ports are fed without pause, and
+// A capture survives SIGKILL in the middle of a run. A child runs the whole
+// program on simulated lines fed without pause, capturing into a .tvl file, and
 // tells the parent through a pipe each record it begins ('B') and ends ('D')
-// appending. Killed at a random moment, its file must hold every record whose
-// append returned, in order and exact, and at most the one under way (whole or
-// as one torn tail). (The workbook's test rebuilds every state a kill leaves.)
+// appending. Killed at a random moment, its file holds every record whose append
+// returned, exact and in order, and at most the one under way (whole or torn).
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -37,8 +35,8 @@ namespace {
 using testing::Record;
 const Record kTitles{"Port1 (DTE1): ", "Port2 (DTE2/DCE): "};
 
-// One line per write(), at most PIPE_BUF bytes, so a kill never leaves half a
-// message in the pipe: its kind, then each text in hex ("-" when empty).
+// One line per write() of at most PIPE_BUF bytes, so a kill never halves one:
+// its kind, then each text in hex ("-" when empty).
 void report(int fd, char kind, const std::string& a = {}, const std::string& b = {}) {
     std::string m(1, kind);
     for (const std::string* s : {&a, &b}) {
@@ -137,8 +135,7 @@ void takeMessages(std::string& buf, Killed& k) {
 // Where a kill's delay counts from.
 enum class From { RunStart, AppendBegun, AppendReturned };
 
-// Starts the child, waits `delay` after `from` (the run's start, or the next
-// append that begins or returns after it), kills it and collects what it said.
+// Starts the child, kills it `delay` after `from` and collects what it said.
 Killed runAndKill(const std::string& file, unsigned seed, std::chrono::microseconds delay,
                   From from) {
     Killed k;
@@ -193,9 +190,8 @@ Killed runAndKill(const std::string& file, unsigned seed, std::chrono::microseco
     return k;
 }
 
-// Kills a capture at fifteen moments: anywhere in the first 400 ms of the run;
-// a few microseconds into an append (where a write is most likely cut); a few
-// microseconds after one returned (where a write held back would be missed).
+// Fifteen kills: anywhere in the run's first 400 ms; microseconds into an append
+// (where a write is cut); microseconds after one returned (where one held back is missed).
 TEST(KilledCapture, TvlKeepsEveryRecordAppendedBeforeTheKill) {
     testing::ScratchFolder folder;
     const unsigned seed = std::random_device{}();
@@ -213,11 +209,7 @@ TEST(KilledCapture, TvlKeepsEveryRecordAppendedBeforeTheKill) {
         total += k.appended.size();
         inAppend += k.pending.has_value();
         testing::TvlCapture c;
-        try {
-            c = testing::readTvl(file);
-        } catch (const StoreError& e) {
-            FAIL() << "the file does not read: " << e.what();
-        }
+        ASSERT_NO_THROW(c = testing::readTvl(file)) << "the file does not read";
         EXPECT_EQ(c.titles, kTitles);
         EXPECT_EQ(c.head, Record()) << "the head Setup wrote";
         ASSERT_GE(c.records.size(), k.appended.size()) << "records lost";

@@ -15,8 +15,7 @@
 namespace tvl::review_test {
 namespace {
 
-// A run's capture opened with the monitor running on behind the review, then
-// saved back.
+// A run's capture opened with the monitor running on behind, then saved back.
 TEST(ReviewSave, WritesTheEntriesOfARunsCaptureAsTheyStandNotThePanes) {
     ReviewRig r;
     const std::string path = r.recordRun("cap.tvl", {"head 1", "head 2"},
@@ -88,8 +87,7 @@ TEST(ReviewSave, AFailedSaveNamesTheFileAndLosesNothing) {
     EXPECT_EQ(readTvl(path).records[0], Record("precious", "uno"));
 }
 
-// A save killed at any moment leaves the capture either as it was or as saved,
-// each byte for byte, and the file always reads.
+// A save killed at any moment leaves the capture byte for byte as it was or as saved.
 TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
     using namespace std::chrono;
     ReviewRig r;
@@ -151,8 +149,7 @@ TEST(ReviewSave, KilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
 
 TEST(ReviewTimes, TheEntryOnScreenShowsItsTimeAndSavingKeepsEveryTime) {
     ReviewRig r;
-    // Record 1 is the file's head; the third was written with no time; the
-    // last two are the extremes a time can take.
+    // Record 1 is the head; the third has no time; the last two are the extremes.
     const std::vector<std::optional<std::int64_t>> times = {
         1732425600000000, 1732425630123456, std::nullopt, 951782400000001, -1, INT64_MAX};
     r.open(r.writeCapture("cap.tvl", int(times.size()), [&](KelTVL& store, int i) {
@@ -172,8 +169,7 @@ TEST(ReviewTimes, TheEntryOnScreenShowsItsTimeAndSavingKeepsEveryTime) {
     mnuFind_Click(*r.program);  // the file's head record, entry 2
     EXPECT_EQ(shown.Caption, "Written 2024-11-24 05:20:00.000000 UTC");
 
-    // Saved back, every record keeps its time; the empty entry 1 that takes
-    // the head's place keeps the head's.
+    // Saved back, every record keeps its time, the empty entry 1 the head's.
     mnuSaveExit_Click(*r.program);
     EXPECT_EQ(readTvl(r.file("cap.tvl")).times, times);
     EXPECT_TRUE(r.platform.messages.empty());

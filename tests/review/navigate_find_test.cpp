@@ -45,13 +45,11 @@ TEST(ReviewFind, ShowsTheLastEntryHoldingTheTextWithTheFocusOnItsColumnAndAMissC
     mnuFind_Click(*r.program);
     EXPECT_EQ(r.state().RecordIndex, 5);
     EXPECT_EQ(r.state().RecordPort1[3], "abc here");
-
 }
 
-// The search from the end must give what a scan of every position of every
-// column in order gives: the last hit, and the column of that entry's last hit.
-// (The empty text, as a cancelled input box gives it, stands at every position
-// of a column that is not empty.)
+// The search from the end gives what a scan of every position of every column
+// gives: the last hit and its column. (The empty text, from a cancelled input
+// box, stands at every position of a column that is not empty.)
 TEST(ReviewFind, AgreesWithAPlainScanOfEveryPosition) {
     std::mt19937 random(20240601);
     auto text = [&](int most) {

@@ -57,9 +57,8 @@ struct ReviewRig : testing::ScratchFolder, testing::ProgramOnLines<QuietPlatform
         return file(name);
     }
 
-    // A capture as a run of the program writes it with "Save TVL" and "Monitor
-    // Both": after the head, one record per Start/Stop cycle, column 1 from
-    // what the device on Port 2 sent, column 2 from the device on Port 1.
+    // A capture a "Save TVL", "Monitor Both" run writes: after the head, a record
+    // per Start/Stop, column 1 from Port 2's device, column 2 from Port 1's.
     std::string recordRun(const std::string& name, const Record& head,
                           const std::vector<Record>& runs) {
         writeCapture(name, 1, [&](KelTVL& store, int) {

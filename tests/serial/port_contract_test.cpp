@@ -1,6 +1,5 @@
-// One suite of port behaviour, run against every backend: the simulated line,
-// a device node (a pseudo-terminal reached through the number rule) and a
-// virtual port.
+// Port behaviour on every backend: the simulated line, a device node (a
+// pseudo-terminal reached through the number rule) and a virtual port.
 #include <gtest/gtest.h>
 #include <unistd.h>
 

@@ -108,8 +108,7 @@ TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndHoldsOutputNobodyReadsAtItsLimit
     const std::unique_ptr<PosixDevice> device(
         static_cast<PosixDevice*>(devices.open(100, LineSettings{}, true, true, events).release()));
     EXPECT_EQ(device->modemStatus(), 0u) << "a pseudo-terminal has no modem lines";
-    // The UI runs nothing meanwhile. A pseudo-terminal buffers far less than
-    // this, so the writer finishes only if the device keeps reading.
+    // The UI runs nothing meanwhile; the writer finishes only if the device keeps reading.
     std::string sent = noise(1 << 20, 7);
     std::size_t written = 0;
     for (std::size_t at = 0; at < sent.size(); at += 509)
@@ -133,17 +132,14 @@ TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndHoldsOutputNobodyReadsAtItsLimit
     EXPECT_LE(device->outBufferCount(), 64u * 1024);
     const std::uint64_t dropped = device->droppedOutput();
     EXPECT_GT(dropped, 0u);
-    // What was kept arrives once the far end reads, the oldest bytes first and
-    // in order: at least a limit's worth before the first that was dropped.
-    // (The line may take more later, so later bytes can follow a gap.)
+    // Once the far end reads, at least a limit's worth of the oldest bytes
+    // arrives in order (the line may take more later, after a gap).
     got = readSome(pty.master(), sent.size() - dropped);
     EXPECT_EQ(got.size() + dropped, sent.size());
     ASSERT_GE(got.size(), 64u * 1024);
     EXPECT_TRUE(got.compare(0, 64 * 1024, sent, 0, 64 * 1024) == 0) << "the oldest bytes were lost";
 }
 
-// A flood into a virtual port that nobody takes holds the writer back at the
-// port's input limit; once the program takes it, every byte arrives in order.
 TEST(LineThread, AFloodIntoAVirtualPortWaitsAtTheInputLimitAndLosesNothing) {
     HeadlessLoop ui;
     TempFolder folder;
@@ -193,9 +189,7 @@ TEST(LineThread, ACallPostedBeforeCloseDoesNothingAfterIt) {
     ::close(client);
 }
 
-// After its client leaves, a virtual port's line thread rests: a spinning one
-// wakes millions of times in 600 ms, a resting one a few. What was read before
-// stays. (A device node that goes and comes back: tests/e2e.)
+// A spinning line thread wakes millions of times in 600 ms, a resting one a few.
 TEST(LineThread, AVirtualPortWhoseClientLeavesRestsAndKeepsWhatItRead) {
     HeadlessLoop ui;
     PtyPair pty;

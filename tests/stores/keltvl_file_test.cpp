@@ -1,6 +1,5 @@
-// The .tvl file beyond the store contract: a record torn by a crash, damaged
-// files (also to the export's streaming reader), record times and older
-// captures. (Reading: every test, with readTvl.)
+// The .tvl file beyond the store contract: a torn last record, damaged files
+// (also to the export's streaming reader), record times and older captures.
 #include "components/stores/keltvl_file.h"
 #include "components/stores/tvl_record_reader.h"
 
@@ -57,8 +56,7 @@ TEST(KelTVLFile, ATornLastRecordIsReportedAndCutOffByTheNextAppend) {
     ASSERT_EQ(whole.compare(0, shorter.size(), shorter), 0);
     const std::vector<Record> intact(records.begin() + 1, records.end() - 1);
 
-    // Cut anywhere inside the last record, or zero-filled (the file grew, the
-    // data never reached the disk).
+    // Cut anywhere inside the last record, or zero-filled (the data never reached the disk).
     std::vector<std::string> damaged = {shorter + std::string(whole.size() - shorter.size(), '\0'),
                                         shorter + std::string(3, '\0')};
     for (std::size_t cut = shorter.size() + 1; cut < whole.size(); ++cut)
@@ -88,8 +86,8 @@ TEST(KelTVLFile, DamagedFilesGiveStoreErrorNamingTheFileAndTakeNoAppend) {
     const std::string good = readFile(path);
     const std::size_t titlesEnd = 12 + 28 + 9 + 9;  // the header and the two titles
 
-    // Appending checks the header and the last record only (its cost must not
-    // grow with the file): damage further in is found by the reader.
+    // Appending checks the header and the last record only, so that its cost
+    // does not grow with the file; the reader finds the rest.
     const auto expectBad = [&](const std::string& image, const std::string& what,
                                bool tail = true) {
         SCOPED_TRACE(what + " / " + std::to_string(image.size()));
@@ -156,8 +154,7 @@ TEST(KelTVLFile, RecordsCarryTheirTimeAndAnOlderCaptureReadsAndTakesAppends) {
     EXPECT_EQ(before.records[0], Record("alpha", "beta"));
     EXPECT_EQ(before.times, std::vector<std::optional<std::int64_t>>(4));
 
-    // Its first append rewrites it in the present version; the old records keep
-    // no time, and the new one has the time it was written.
+    // Its first append rewrites it in the present version; only the new record has a time.
     At f(dir.file("old"));
     f.PortText1 = "new";
     const std::int64_t start = now();

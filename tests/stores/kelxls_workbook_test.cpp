@@ -62,8 +62,7 @@ void expectRead(const std::string& path, const std::vector<Record>& records, std
 }
 
 // 100,000 records go on in a second sheet that starts with the titles again,
-// in a file past 6.8 MB whose FAT needs DIFAT sectors. (A sheet filled exactly,
-// and the next started: the kill test's last rows.)
+// in a file past 6.8 MB whose FAT needs DIFAT sectors.
 TEST(KelXLSWorkbook, SheetsFillAndFollowOneAnother) {
     ScratchFolder dir;
     Book book(dir.folder(), "book.xls");
@@ -97,8 +96,7 @@ TEST(KelXLSWorkbook, AKillAtAnyPointLeavesEveryAppendedRowForFreeXLAndXlrd) {
                 << found.size() << " records read, " << book.records.size() << " appended";
         }
     };
-    // What the file holds before each write, and with the write cut at every
-    // page boundary it crosses: the only places a kill can stop it.
+    // The file before each write, and cut at every page boundary the write crosses.
     const auto watcher = [&](std::uint64_t at, std::string_view bytes) {
         const std::string now = readFile(book.wb.path());
         check(now);

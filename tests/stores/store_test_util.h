@@ -1,5 +1,4 @@
-// Shared by the capture tests: file helpers, and a .tvl
-// capture read the way review reads it.
+// Shared by the capture tests: file helpers, and a .tvl capture read as review reads it.
 #pragma once
 
 #include <sys/resource.h>
@@ -22,8 +21,7 @@ namespace tvl::testing {
 
 using Record = std::pair<std::string, std::string>;
 
-// A text the xls readers give as UTF-8, back to one byte per character
-// (ISO-8859-1); a character beyond it shows as "<not latin-1>".
+// UTF-8 from the xls readers back to ISO-8859-1; anything beyond is "<not latin-1>".
 inline std::string utf8ToLatin1(const char* s) {
     std::string out;
     for (const auto* p = reinterpret_cast<const unsigned char*>(s); *p; ++p) {
@@ -49,8 +47,7 @@ inline void writeFile(const std::string& path, const std::string& bytes) {
     out.write(bytes.data(), std::streamsize(bytes.size()));
 }
 
-// While alive, no file this process writes may grow past `bytes`: a write
-// beyond fails as on a full disk (EFBIG; the signal is ignored).
+// While alive, a write past `bytes` fails as on a full disk (EFBIG, signal ignored).
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes) {

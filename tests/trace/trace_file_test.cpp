@@ -1,6 +1,6 @@
-// The trace file as tshark reads it: frames cut where the line fell silent
-// for 3.5 characters at its speed, line states, an interface per port and
-// device; and a trace that cannot go on is reported once, the taps going on.
+// The trace file as tshark reads it: frames cut at 3.5 characters' silence at
+// the line's speed, line states, an interface per port and device; and a trace
+// that cannot go on is reported once, the taps going on.
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -24,8 +24,7 @@ TEST(TraceFile, FramesEndAtSilencesOfTheirLinesSpeedAndLineStatesAreFramesOfThei
     TempFolder folder;
     {
         TraceFile trace(folder / "t.pcapng", [](const std::string& why) { ADD_FAILURE() << why; });
-        // Gaps of 29 ms and 318 ms, far from the 100 ms pauses and from a
-        // busy machine's pauses between two calls.
+        // Gaps of 29 ms and 318 ms, far from the 100 ms pauses and a busy machine's.
         auto fast = trace.tap(1, "/dev/ttyUSB0", at(1200));
         auto slow = trace.tap(2, "/dev/ttyUSB1", at(110));
         fast->received("AB", {MS_CTS_ON, true, false});

@@ -1,6 +1,5 @@
-// A whole program on simulated lines, run twice, traced and not: the run is
-// the same, and the trace holds the bytes as read before conversion, as
-// written after it, the relay's and the user's switches, and the input lines.
+// A program run traced and not runs alike; the trace holds the bytes read before
+// conversion, those written after it, the relay's and the user's switches, and the inputs.
 #include <gtest/gtest.h>
 
 #include "components/trace/trace_file.h"
@@ -12,16 +11,14 @@
 namespace tvl::test {
 namespace {
 
-// Host mode with row 0 of Port 1's direction turning "AB" into "X"; what the
-// run showed and wrote.
+// Host mode, Port 1's row 0 turning "AB" into "X": what the run showed and wrote.
 std::vector<std::string> hostRun(LineTrace* trace) {
     testing::ProgramOnLines<QuietPlatform> run;
     ProgramParts parts;
     parts.trace = trace;
     run.make(std::move(parts));
     FrmMain& main = run.start();
-    // At 300 baud a frame ends at 117 ms of silence: a busy machine's pauses
-    // between the pump's ticks do not cut one.
+    // At 300 baud a frame ends at 117 ms of silence, past a busy machine's pauses.
     run.program->mscComControl1.setSettings("300,N,8,1");
     run.program->mscComControl2.setSettings("300,N,8,1");
     run.openPorts();
