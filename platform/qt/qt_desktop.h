@@ -55,8 +55,9 @@ public:
     // The view of a loaded form, or nullptr.
     FormView* view(const Form& form) const;
 
-    // True while bytes wait for the pump; set by whoever builds the program.
-    std::function<bool()> bytesWaiting = [] { return false; };
+    // True while a tick of the pump would change something; set by whoever
+    // builds the program.
+    std::function<bool()> tickHasWork = [] { return false; };
     // Folder of the pictures; the executable's folder unless set.
     std::string programFolder;
     // Tests replace what would block or end the process.
