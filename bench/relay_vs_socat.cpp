@@ -18,8 +18,6 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -42,6 +40,7 @@
 #include "app/frm_main.h"
 #include "app/program.h"
 #include "bench/relay_clients.h"
+#include "bench/socat_relay.h"
 #include "components/serial/device_rule.h"
 #include "components/serial/virtual_port.h"
 #include "line/start_stop.h"
@@ -50,8 +49,6 @@
 #include "platform/quiet_platform.h"
 #include "platform/timer_driver.h"
 #include "setup/setup.h"
-
-extern char** environ;
 
 namespace {
 
@@ -115,12 +112,6 @@ void roundTripsInTurns(std::vector<Ends*> relays, int trips) {
 
 // ---- the user-interface thread of the headless program
 
-std::string makeFolder(const char* prefix) {
-    std::string pattern = (fs::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
-    const char* made = ::mkdtemp(pattern.data());
-    return made ? made : "";
-}
-
 // The headless program in a run: Setup in Host mode on virtual ports 901 and
 // 902, Start, its user-interface thread running until the object goes.
 class Tarvoline {
@@ -151,8 +142,8 @@ public:
         }
         Timer& timer = *program.FrmMain->tmrTarvoline;
         driver_ =
-            std::make_unique<TimerDriver>(timer, [&program] { return bytesWaiting(program); });
-        loop_.drive(*driver_, std::chrono::milliseconds(timer.Interval));
+            std::make_unique<TimerDriver>(timer, [&program] { return tickHasWork(program); });
+        loop_.drive(*driver_);
         program.mscComControl1.OnReadable = [this] { loop_.readable(); };
         program.mscComControl2.OnReadable = [this] { loop_.readable(); };
         program.FrmMain->mnuStartStop->Click();
@@ -205,56 +196,13 @@ private:
 
 // ---- socat
 
-std::string findSocat() {
-    const char* path = std::getenv("PATH");
-    std::string dirs = path ? path : "/usr/bin:/bin";
-    std::size_t start = 0;
-    while (start <= dirs.size()) {
-        const std::size_t end = std::min(dirs.find(':', start), dirs.size());
-        const fs::path candidate = fs::path(dirs.substr(start, end - start)) / "socat";
-        if (::access(candidate.c_str(), X_OK) == 0) return candidate.string();
-        start = end + 1;
+struct Socat {
+    explicit Socat(const std::string& path) : relay(path) {
+        ends.a = relay.a;
+        ends.b = relay.b;
     }
-    return {};
-}
-
-class Socat {
-public:
-    explicit Socat(const std::string& socat) : folder_(makeFolder("tvl-socat-")) {
-        const std::string linkA = folder_ + "/A", linkB = folder_ + "/B";
-        std::vector<std::string> args = {socat, "-b", "65536", "PTY,link=" + linkA + ",raw,echo=0",
-                                         "PTY,link=" + linkB + ",raw,echo=0"};
-        std::vector<char*> argv;
-        for (auto& s : args) argv.push_back(s.data());
-        argv.push_back(nullptr);
-        if (::posix_spawn(&pid_, socat.c_str(), nullptr, nullptr, argv.data(), environ) != 0) {
-            pid_ = 0;
-            failure = "cannot start " + socat;
-            return;
-        }
-        const auto end = Clock::now() + std::chrono::seconds(5);
-        while (!(fs::exists(linkA) && fs::exists(linkB)) && Clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        ends.a = openRaw(linkA);
-        ends.b = openRaw(linkB);
-        if (ends.a < 0 || ends.b < 0) failure = "socat's pseudo-terminals did not appear";
-    }
-    ~Socat() {
-        if (ends.a >= 0) ::close(ends.a);
-        if (ends.b >= 0) ::close(ends.b);
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-            ::waitpid(pid_, nullptr, 0);
-        }
-        fs::remove_all(folder_);
-    }
-
+    SocatRelay relay;
     Ends ends{Ends("socat")};
-    std::string failure;
-
-private:
-    std::string folder_;
-    pid_t pid_ = 0;
 };
 
 // ---- one bare pseudo-terminal pair, for what a relay adds to a round trip
@@ -341,8 +289,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "Tarvoline: %s\n", t.failure.c_str());
         return 1;
     }
-    if (!s.failure.empty()) {
-        std::fprintf(stderr, "socat: %s\n", s.failure.c_str());
+    if (!s.relay.failure.empty()) {
+        std::fprintf(stderr, "socat: %s\n", s.relay.failure.c_str());
         return 1;
     }
     if (bare.ends.a < 0) {

@@ -29,14 +29,14 @@ QtProgram::QtProgram(Lines lines, const std::string& deviceFolder, LineTrace* tr
     program = std::make_unique<Program>(std::move(parts));
 
     Program& p = *program;
-    desktop.bytesWaiting = [&p] { return bytesWaiting(p); };
+    desktop.tickHasWork = [&p] { return tickHasWork(p); };
     p.mscComControl1.OnReadable = [this] { desktop.portReadable(); };
     p.mscComControl2.OnReadable = [this] { desktop.portReadable(); };
 }
 
 QtProgram::~QtProgram() {
     // The windows go before the program they show.
-    desktop.bytesWaiting = [] { return false; };
+    desktop.tickHasWork = [] { return false; };
     if (program) {
         if (program->FrmMain) desktop.formUnloaded(*program->FrmMain);
         if (program->frmSplash) desktop.formUnloaded(*program->frmSplash);

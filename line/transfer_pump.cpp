@@ -252,4 +252,9 @@ bool bytesWaiting(const Program& program) {
     return program.mscComControl1.InBufferCount() > 0 || program.mscComControl2.InBufferCount() > 0;
 }
 
+bool tickHasWork(const Program& program) {
+    return bytesWaiting(program) || program.state.CounterInitDone[1] == 0 ||
+           program.mscComControl1.InputLen() != 1 || program.mscComControl2.InputLen() != 1;
+}
+
 }  // namespace tvl

@@ -20,4 +20,9 @@ int tmrTarvoline_Ticks(Program& program, int most);
 // True while a port has bytes waiting: the timer then ticks back to back.
 bool bytesWaiting(const Program& program);
 
+// True while a tick would change something: bytes wait, or the steps every
+// tick begins with (the first reset of the receive counters after a Setup,
+// InputLen) have something left to do. The timer runs no tick otherwise.
+bool tickHasWork(const Program& program);
+
 }  // namespace tvl

@@ -4,11 +4,6 @@
 
 namespace tvl {
 
-namespace {
-// A disabled timer is looked at again this often, in case a handler enabled it.
-constexpr std::chrono::milliseconds kStoppedRecheck{50};
-}  // namespace
-
 std::function<void(HeadlessLoop::Call)> HeadlessLoop::poster() {
     return [this](Call call) {
         {
@@ -20,17 +15,16 @@ std::function<void(HeadlessLoop::Call)> HeadlessLoop::poster() {
     };
 }
 
-void HeadlessLoop::drive(TimerDriver& driver, std::chrono::milliseconds interval) {
+void HeadlessLoop::drive(TimerDriver& driver) {
     driver_ = &driver;
-    interval_ = std::max(interval, std::chrono::milliseconds(1));
-    due_ = Clock::now();
+    due_ = true;
 }
 
 void HeadlessLoop::readable() {
-    if (driver_ && driver_->readable()) due_ = Clock::now();
+    if (driver_ && driver_->readable()) due_ = true;
 }
 
-void HeadlessLoop::timerEnabled() { due_ = Clock::now(); }
+void HeadlessLoop::timerEnabled() { due_ = true; }
 
 std::size_t HeadlessLoop::runPosted() {
     std::deque<Call> now;
@@ -53,23 +47,14 @@ std::uint64_t HeadlessLoop::posted() const {
 }
 
 void HeadlessLoop::step(Clock::time_point latest, const std::function<bool()>& woken) {
-    if (driver_ && due_ && Clock::now() >= *due_) {
-        switch (driver_->runSlice()) {
-            case TimerDriver::Next::Now:
-                due_ = Clock::now();
-                break;
-            case TimerDriver::Next::Interval:
-                due_ = Clock::now() + interval_;
-                break;
-            case TimerDriver::Next::Stopped:
-                due_ = Clock::now() + kStoppedRecheck;
-                break;
-        }
+    // What ran since the last slice (a posted call, or the caller between
+    // steps) may have given the timer work: the driver is asked every step.
+    if (driver_ && (due_ || driver_->due())) {
+        due_ = driver_->runSlice() == TimerDriver::Next::Now;
         return;
     }
     std::unique_lock lock(mutex_);
-    wake_.wait_until(lock, due_ ? std::min(*due_, latest) : latest,
-                     [&] { return !calls_.empty() || woken(); });
+    wake_.wait_until(lock, latest, [&] { return !calls_.empty() || woken(); });
 }
 
 bool HeadlessLoop::runUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {

@@ -1,8 +1,8 @@
 // The event loop of the program without a window, for tests, benchmarks and
 // tools: it runs what other threads post, in the order posted, and drives
 // the pump's timer through its TimerDriver as the desktop does (a slice of
-// ticks when due, the next slice at once while bytes wait, after the
-// Interval when none do, at once when a port reports bytes).
+// ticks when due, the next slice at once while work is left, none while the
+// timer has nothing to do, at once when a port reports bytes).
 #pragma once
 
 #include <atomic>
@@ -12,7 +12,6 @@
 #include <deque>
 #include <functional>
 #include <mutex>
-#include <optional>
 
 #include "platform/timer_driver.h"
 
@@ -26,8 +25,8 @@ public:
     // What other threads post through (a serial port's Poster).
     std::function<void(Call)> poster();
 
-    // From now on the loop drives this timer, whose Interval is `interval`.
-    void drive(TimerDriver& driver, std::chrono::milliseconds interval);
+    // From now on the loop drives this timer.
+    void drive(TimerDriver& driver);
     // A port reported bytes: the next slice runs at once if the timer is enabled.
     void readable();
     // The timer was enabled from outside the loop's ticks: a slice is due now.
@@ -55,8 +54,7 @@ private:
     std::deque<Call> calls_;
     std::uint64_t posted_ = 0;
     TimerDriver* driver_ = nullptr;
-    std::chrono::milliseconds interval_{1};
-    std::optional<Clock::time_point> due_;
+    bool due_ = false;  // a slice is to run once posted calls have run
 };
 
 }  // namespace tvl

@@ -6,8 +6,8 @@
 
 namespace tvl {
 
-TimerDriver::TimerDriver(Timer& timer, std::function<bool()> bytesWaiting, Clock clock)
-    : timer_(timer), bytesWaiting_(std::move(bytesWaiting)), clock_(std::move(clock)) {}
+TimerDriver::TimerDriver(Timer& timer, std::function<bool()> work, Clock clock)
+    : timer_(timer), work_(std::move(work)), clock_(std::move(clock)) {}
 
 TimerDriver::Clock TimerDriver::steadyClock() {
     return [] { return std::chrono::steady_clock::now().time_since_epoch(); };
@@ -27,7 +27,7 @@ TimerDriver::Next TimerDriver::runSlice() {
         const int ran = timer_.fire(left);
         ticks += static_cast<std::uint64_t>(ran);
         left -= ran;
-        if (!timer_.Enabled || !bytesWaiting_()) break;
+        if (!timer_.Enabled || !work_()) break;
         if (left > 0) continue;
         const auto now = clock_();
         if (now - start >= slice) break;
@@ -36,9 +36,11 @@ TimerDriver::Next TimerDriver::runSlice() {
         checked = now;
     }
     if (!timer_.Enabled) return Next::Stopped;
-    return bytesWaiting_() ? Next::Now : Next::Interval;
+    return work_() ? Next::Now : Next::Idle;
 }
 
 bool TimerDriver::readable() const { return timer_.Enabled; }
+
+bool TimerDriver::due() const { return timer_.Enabled && work_(); }
 
 }  // namespace tvl

@@ -1,14 +1,16 @@
 // How the platform drives a model Timer whose ticks move bytes (tmrTarvoline,
 // Interval 1). While the timer is enabled and bytes wait, ticks run back to
 // back, each one exactly one tick of the handler, in slices of a few
-// milliseconds between which the event loop runs. When nothing waits, ticks
-// come at the nominal interval, and bytes arriving bring the next one forward,
-// so a byte never waits for the clock. A tick that disables the timer ends its
-// slice: no further tick runs.
+// milliseconds between which the event loop runs. A tick that would change
+// nothing (no byte waits, and the handler's own per-tick work is done) is not
+// run at all: a quiet line costs no wake-up. Bytes arriving bring the next
+// slice at once, so a byte never waits for a clock; an event that leaves the
+// handler work (a Setup that resets the counters) does the same. A tick that
+// disables the timer ends its slice: no further tick runs.
 //
 // The driver decides; the platform keeps the clock: after each slice it
-// schedules the next one as told, and it calls readable() when a port reports
-// bytes.
+// schedules the next one as told, calls readable() when a port reports bytes,
+// and asks due() after every event it runs.
 #pragma once
 
 #include <chrono>
@@ -23,21 +25,24 @@ class TimerDriver {
 public:
     using Clock = std::function<std::chrono::nanoseconds()>;
 
-    // bytesWaiting: true while a port has bytes the handler would take.
-    TimerDriver(Timer& timer, std::function<bool()> bytesWaiting, Clock clock = steadyClock());
+    // work: true while a tick would change something (a port has bytes the
+    // handler would take, or the handler's own per-tick work is still to do).
+    TimerDriver(Timer& timer, std::function<bool()> work, Clock clock = steadyClock());
 
     enum class Next {
-        Now,       // bytes still wait: run the next slice once the event loop has had its turn
-        Interval,  // nothing waits: run the next slice after the timer's Interval
-        Stopped,   // the timer is disabled: nothing to schedule until it is enabled again
+        Now,      // work is left: run the next slice once the event loop has had its turn
+        Idle,     // nothing to do: no slice until bytes arrive or due() says otherwise
+        Stopped,  // the timer is disabled: nothing to schedule until it is enabled again
     };
 
     // Runs the ticks that are due now: at least one if the timer is enabled,
-    // then more while bytes wait and the slice lasts.
+    // then more while work is left and the slice lasts.
     Next runSlice();
 
     // Bytes arrived: whether the next slice should run at once (the timer is enabled).
     bool readable() const;
+    // Whether a slice should run now: the timer is enabled and has work.
+    bool due() const;
 
     // How long one slice may go on ticking.
     std::chrono::nanoseconds slice = std::chrono::milliseconds(4);
@@ -55,7 +60,7 @@ public:
 
 private:
     Timer& timer_;
-    std::function<bool()> bytesWaiting_;
+    std::function<bool()> work_;
     Clock clock_;
 };
 

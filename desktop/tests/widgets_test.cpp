@@ -183,6 +183,11 @@ TEST(QtView, PanesSendTheUsersKeysAndShowTheLinesBytesThroughTheEventLoop) {
     EXPECT_EQ(receive->toPlainText(), QStringLiteral("AT<CR>"));
     EXPECT_TRUE(QTest::qWaitFor([&] { return frame->caption() == "Transmit: 3"; }, 2000))
         << frame->caption().toStdString();
+    // A quiet line runs no slice of ticks at all.
+    const TimerDriver& driver = *w.view->drivers().at(0);
+    const std::uint64_t slices = driver.slices;
+    QTest::qWait(50);
+    EXPECT_EQ(driver.slices, slices);
     // A timer the model stops ticks no more; bytes wait in the port.
     w.model([&] { w.form().tmrTarvoline->Enabled = false; });
     w.app.simulated1.feed("Z");

@@ -619,40 +619,26 @@ void MenuView::sync(bool) {
 // ---- Timer
 
 TimerView::TimerView(Timer& model, FormView& view)
-    : QObject(&view),
-      model_(model),
-      view_(view),
-      driver_(model, [&view] { return view.desktop().bytesWaiting(); }) {
+    : QObject(&view), view_(view), driver_(model, [&view] { return view.desktop().tickHasWork(); }) {
     setObjectName(latin1(model.key()));
     clock_.setSingleShot(true);
-    clock_.setTimerType(Qt::PreciseTimer);
     connect(&clock_, &QTimer::timeout, this, [this] { slice(); });
 }
 
 void TimerView::slice() {
     if (view_.detached()) return;
-    TimerDriver::Next next = TimerDriver::Next::Stopped;
-    view_.desktop().dispatch([&] { next = driver_.runSlice(); });
-    if (view_.detached()) return;
-    switch (next) {
-        case TimerDriver::Next::Now:
-            clock_.start(0);
-            break;
-        case TimerDriver::Next::Interval:
-            clock_.start(std::max(1, model_.Interval));
-            break;
-        case TimerDriver::Next::Stopped:
-            break;
-    }
+    // The sync that follows the event starts the next slice while work is left.
+    view_.desktop().dispatch([this] { driver_.runSlice(); });
 }
 
 void TimerView::sync(bool) {
-    // A timer the model enabled starts; one it disabled is not run again (runSlice checks).
-    if (model_.Enabled && model_.Interval > 0 && !clock_.isActive()) clock_.start(model_.Interval);
+    // An enabled timer with work runs at once; a disabled one, or one with
+    // nothing to do, waits for bytes or for an event that gives it work.
+    if (!clock_.isActive() && driver_.due()) clock_.start(0);
 }
 
 void TimerView::readable() {
-    if (driver_.readable() && (!clock_.isActive() || clock_.remainingTime() > 0)) clock_.start(0);
+    if (driver_.readable() && !clock_.isActive()) clock_.start(0);
 }
 
 }  // namespace tvl

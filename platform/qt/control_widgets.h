@@ -275,7 +275,8 @@ private:
     std::vector<std::pair<Menu*, QAction*>> entries_;
 };
 
-// A model Timer driven by its TimerDriver on a Qt timer.
+// A model Timer driven by its TimerDriver: a zero-time Qt timer runs each
+// slice once the event loop has had its turn.
 class TimerView : public QObject, public ControlView {
 public:
     TimerView(Timer& model, FormView& view);
@@ -285,7 +286,6 @@ public:
 
 private:
     void slice();
-    Timer& model_;
     FormView& view_;
     TimerDriver driver_;
     QTimer clock_;

@@ -60,8 +60,9 @@ public:
     // The parent of an input box or file dialog: the message owner while it takes input.
     QWidget* dialogOwner() const;
 
-    // True while bytes wait for the pump; set by whoever builds the program.
-    std::function<bool()> bytesWaiting = [] { return false; };
+    // True while a tick of the pump would change something; set by whoever
+    // builds the program.
+    std::function<bool()> tickHasWork = [] { return false; };
     // Folder of the pictures; the executable's folder unless set.
     std::string programFolder;
     // Tests replace what would block or end the process.

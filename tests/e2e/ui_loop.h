@@ -21,8 +21,8 @@ public:
         if (!driver_) {
             Timer& timer = *program.FrmMain->tmrTarvoline;
             driver_ =
-                std::make_unique<TimerDriver>(timer, [&program] { return bytesWaiting(program); });
-            drive(*driver_, std::chrono::milliseconds(timer.Interval));
+                std::make_unique<TimerDriver>(timer, [&program] { return tickHasWork(program); });
+            drive(*driver_);
             program.mscComControl1.OnReadable = [this] { readable(); };
             program.mscComControl2.OnReadable = [this] { readable(); };
         }

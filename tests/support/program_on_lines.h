@@ -53,7 +53,7 @@ struct ProgramOnLines {
     // The ticks as the desktop runs them: the TimerDriver's slices, many at once.
     void pumpInSlices() {
         Timer& timer = *program->FrmMain->tmrTarvoline;
-        TimerDriver driver(timer, [this] { return bytesWaiting(*program); });
+        TimerDriver driver(timer, [this] { return tickHasWork(*program); });
         while (timer.Enabled && bytesWaiting(*program)) driver.runSlice();
     }
 

@@ -1,9 +1,12 @@
 // Driving the pump's timer: back-to-back ticks while bytes wait, bounded
-// slices, the nominal interval when idle, and a Stop that ends the batch.
+// slices, no tick at all while there is nothing to do, and a Stop that ends
+// the batch.
 #include <gtest/gtest.h>
 
 #include "platform/form.h"
+#include "platform/quiet_platform.h"
 #include "platform/timer_driver.h"
+#include "tests/support/program_on_lines.h"
 
 namespace tvl {
 namespace {
@@ -50,7 +53,7 @@ TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlicesUntilAStop) {
     EXPECT_EQ(r.ticks, 400);
     EXPECT_EQ(r.waiting, 600);
     EXPECT_EQ(d.runSlice(), TimerDriver::Next::Now);
-    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);  // the last 200 go in this one
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Idle);  // the last 200 go in this one
     EXPECT_EQ(r.waiting, 0);
     EXPECT_EQ(r.ticks, 1000);
     EXPECT_EQ(d.ticks, 1000u);
@@ -60,15 +63,20 @@ TEST(TimerDriver, TicksBackToBackWhileBytesWaitInBoundedSlicesUntilAStop) {
     r.tickCost = 5ms;
     d.runSlice();
     EXPECT_EQ(r.ticks, 1001);
-    // Nothing waits: still one tick, so the handler's own rules run at the
-    // nominal rate. A stopped timer ticks not at all and the port is not
-    // watched: the bytes wait there until the next Start.
+    // Nothing waits: no slice is due, and one run anyway (bytes reported and
+    // already taken) is one tick and then idle. Bytes arriving make it due.
     r.waiting = 0;
-    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Interval);
+    EXPECT_FALSE(d.due());
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Idle);
     EXPECT_EQ(r.ticks, 1002);
     EXPECT_TRUE(d.readable());
+    r.waiting = 1;
+    EXPECT_TRUE(d.due());
+    // A stopped timer ticks not at all and the port is not watched: the bytes
+    // wait there until the next Start.
     r.timer->Enabled = false;
     r.waiting = 5;
+    EXPECT_FALSE(d.due());
     EXPECT_EQ(d.runSlice(), TimerDriver::Next::Stopped);
     EXPECT_EQ(r.ticks, 1002);
     EXPECT_EQ(r.waiting, 5);
@@ -105,6 +113,44 @@ TEST(TimerDriver, FastTicksReadTheClockSeldomYetKeepTheSliceWhenTheyTurnSlow) {
     d.runSlice();
     EXPECT_GE(r.ticks, 20'002);
     EXPECT_LE(r.ticks, 20'000 + TimerDriver::kMaxStride);
+}
+
+// The pump's timer in a Host-mode run: due when a Setup left the receive
+// counters to reset (a key typed before the first tick counted into them) or
+// when a port has bytes, and otherwise not run at all.
+TEST(TimerDriver, APumpWithNothingToDoIsNeverDueYetResetsAndRelaysWhenItHasWork) {
+    testing::ProgramOnLines<QuietPlatform> rig;
+    rig.make();
+    FrmMain& f = rig.start();
+    rig.openPorts();
+    Program& p = *rig.program;
+    SharedState& s = p.state;
+    s.OperationMode = 1;
+    s.CounterInitDone[1] = 0;
+    s.ReceiveCount[0] = 7;
+    Timer& timer = *f.tmrTarvoline;
+    timer.Enabled = true;
+    TimerDriver d(timer, [&p] { return tickHasWork(p); });
+    ASSERT_TRUE(d.due());
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Idle);
+    EXPECT_EQ(s.ReceiveCount[0], 0);
+    EXPECT_FALSE(d.due());
+
+    rig.line1.feed("AB");
+    rig.line2.feed("C");
+    ASSERT_TRUE(d.due());
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Idle);
+    EXPECT_EQ(rig.line2.takeWritten(), "AB");
+    EXPECT_EQ(rig.line1.takeWritten(), "C");
+    EXPECT_EQ(f.txtCommunication[0]->Text(), "AB");
+    EXPECT_EQ(s.ReceiveCount[0], 2);
+    EXPECT_FALSE(d.due());
+    const std::uint64_t ticks = d.ticks;
+    timer.Enabled = false;
+    rig.line1.feed("D");  // waits for the next Start
+    EXPECT_FALSE(d.due());
+    EXPECT_EQ(d.runSlice(), TimerDriver::Next::Stopped);
+    EXPECT_EQ(d.ticks, ticks);
 }
 
 }  // namespace
