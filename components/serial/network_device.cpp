@@ -190,9 +190,11 @@ struct NetworkDevice::Loop {
     void down(const std::string& why, bool refused) {
         close();
         state = State::Down;
-        d.up_ = false;
         {
+            // Under the lock that write() asks it under: no byte stays queued for the next line.
             std::lock_guard lock(d.outMutex_);
+            d.up_ = false;
+            d.undelivered_ += d.out_.size() + (sending.size() - sendingHead);
             d.out_.clear();
             writing = false;
         }
@@ -447,10 +449,14 @@ std::size_t NetworkDevice::read(char* into, std::size_t max) {
 }
 
 void NetworkDevice::write(std::string_view bytes) {
-    if (bytes.empty() || !up_) return;  // a lost line drops what it is given
+    if (bytes.empty()) return;
     bool wakeUp;
     {
         std::lock_guard lock(outMutex_);
+        if (!up_) {  // a lost line drops what it is given
+            undelivered_ += bytes.size();
+            return;
+        }
         out_.append(bytes);
         wakeUp = !loop_->writing;
         loop_->writing = true;

@@ -51,6 +51,7 @@ public:
     void setDTR(bool on) override;
     void setRTS(bool on) override;
     bool lineUp() const override { return up_.load(); }
+    std::uint64_t takeUndelivered() override { return undelivered_.exchange(0); }
     std::uint32_t modemStatus() const override { return modem_.load(); }
     std::string deviceName() const override { return name_; }
 
@@ -78,6 +79,7 @@ private:
     std::atomic<bool> dtr_, rts_;
     std::atomic<unsigned> linesAsked_{0};  // DTR/RTS changed since the line thread last sent them
     std::atomic<std::uint32_t> modem_{0};
+    std::atomic<std::uint64_t> undelivered_{0};  // given while the line was down, or lost with it
 
     std::mutex inMutex_;
     std::string in_;
