@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "components/serial/posix_device.h"
 #include "components/serial/termios_line.h"
 
 namespace tvl {
@@ -83,11 +84,12 @@ struct NetworkDevice::Loop {
     gensio_timer* timer = nullptr;  // the answer limit while connecting, the retry while down
     gensio* io = nullptr;
     enum class State { Down, Connecting, Up } state = State::Down;
-    unsigned waiting = 0;  // settings not yet answered, a bit each
-    bool told = false;     // the loss was reported since the line was last up
-    std::string lastWhy;   // what was reported last
-    int closing = 0;       // connections whose close is not done
-    bool writing = false;  // under outMutex_: the write callback is on
+    unsigned waiting = 0;   // settings not yet answered, a bit each
+    bool told = false;      // the loss was reported since the line was last up
+    std::string lastWhy;    // what was reported last
+    int closing = 0;        // connections whose close is not done
+    bool writing = false;   // under outMutex_: the write callback is on
+    bool readHeld = false;  // the input buffer is full: the connection is not read
     std::string sending;
     std::size_t sendingHead = 0;
 
@@ -119,6 +121,7 @@ struct NetworkDevice::Loop {
             loop.down(gensio_err_to_str(err), false);
             return;
         }
+        loop.readHeld = false;
         gensio_set_read_callback_enable(io, true);
         sergensio* serial = gensio_to_sergensio(io);
         if (!serial) {
@@ -271,6 +274,11 @@ struct NetworkDevice::Loop {
             d.in_.append(bytes, n);
             d.inCount_ = d.in_.size() - d.inHead_;
         }
+        // Held as a device node holds it: the server waits until the program takes some.
+        if (d.inCount_ >= PosixDevice::kInputLimit) {
+            readHeld = true;
+            gensio_set_read_callback_enable(io, false);
+        }
         if (d.shared_->readablePending.exchange(true)) return;
         d.poster_([shared = d.shared_] {
             shared->readablePending = false;
@@ -324,6 +332,10 @@ struct NetworkDevice::Loop {
         std::uint64_t count;
         [[maybe_unused]] auto got = ::read(loop.d.wake_, &count, sizeof count);
         if (loop.state != State::Up) return;
+        if (loop.readHeld && loop.d.inCount_ < PosixDevice::kInputLimit) {
+            loop.readHeld = false;
+            gensio_set_read_callback_enable(loop.io, true);
+        }
         if (loop.d.linesAsked_) loop.sendLines(0);
         loop.startWriting();
     }
@@ -361,6 +373,8 @@ struct NetworkDevice::Loop {
         }
         if (wakeIod) {
             o->clear_fd_handlers_norpt(wakeIod);
+            gensio_time now{};
+            gensio_os_funcs_service(o, &now);  // the selector lets go of it on its next pass
             o->release_iod(wakeIod);
         }
         if (o) gensio_os_funcs_free(o);
@@ -436,15 +450,21 @@ void NetworkDevice::post(std::function<void(const DeviceEvents&)> event) {
 }
 
 std::size_t NetworkDevice::read(char* into, std::size_t max) {
-    std::lock_guard lock(inMutex_);
-    const std::size_t n = std::min(max, in_.size() - inHead_);
-    std::memcpy(into, in_.data() + inHead_, n);
-    inHead_ += n;
-    if (inHead_ == in_.size()) {
-        in_.clear();
-        inHead_ = 0;
+    std::size_t n;
+    bool wasFull;
+    {
+        std::lock_guard lock(inMutex_);
+        wasFull = inCount_ >= PosixDevice::kInputLimit;
+        n = std::min(max, in_.size() - inHead_);
+        std::memcpy(into, in_.data() + inHead_, n);
+        inHead_ += n;
+        if (inHead_ == in_.size()) {
+            in_.clear();
+            inHead_ = 0;
+        }
+        inCount_ = in_.size() - inHead_;
     }
-    inCount_ = in_.size() - inHead_;
+    if (wasFull && n > 0) wake();  // the line thread may read again
     return n;
 }
 
