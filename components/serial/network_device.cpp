@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "components/serial/line_tap.h"
 #include "components/serial/posix_device.h"
 #include "components/serial/termios_line.h"
 
@@ -263,8 +264,11 @@ struct NetworkDevice::Loop {
         }
     }
 
+    LineLevels levels() const { return {d.modem_.load(), d.dtr_.load(), d.rts_.load()}; }
+
     void received(const char* bytes, std::size_t n) {
         if (n == 0) return;
+        if (const auto& tap = d.shared_->events.tap) tap->received({bytes, n}, levels());
         {
             std::lock_guard lock(d.inMutex_);
             if (d.inHead_ > 0 && d.inHead_ >= d.in_.size() / 2) {
@@ -289,6 +293,7 @@ struct NetworkDevice::Loop {
     void modemState(unsigned state) {
         const std::uint32_t now = state & (MS_CTS_ON | MS_DSR_ON | MS_RING_ON | MS_RLSD_ON);
         const std::uint32_t before = d.modem_.exchange(now);
+        if (const auto& tap = d.shared_->events.tap; tap && before != now) tap->changed(levels());
         for (int code : modemChanges(before, now))
             d.post([code](const DeviceEvents& events) {
                 if (events.modemChanged) events.modemChanged(code);
@@ -324,6 +329,8 @@ struct NetworkDevice::Loop {
             down(std::string("the connection dropped: ") + gensio_err_to_str(err), false);
             return;
         }
+        if (const auto& tap = d.shared_->events.tap; tap && count > 0)
+            tap->transmitted({sending.data() + sendingHead, count}, levels());
         sendingHead += count;
     }
 
