@@ -140,8 +140,11 @@ void FrmSetup::buildSettings() {
     const float foot = rowTop(6) + kDescriptionGap + kDescriptionHeight + 60;
     cboDevices = place(add<ComboBox>(fraSettings, "cboDevices"), kCaptionLeft, foot + 90,
                        kBoxLeft + kBoxWidth - 1200 - 180 - kCaptionLeft, kSettingHeight);
-    cboDevices->ToolTipText = "The serial devices on this computer, and the number of each";
-    cboDevices->AccessibleName = "Serial devices";
+    cboDevices->Style = ComboBox::kDropdownList;
+    cboDevices->ToolTipText =
+        "The serial devices on this computer and the ports file's ports, each with its number: "
+        "a pick puts the number in a port box";
+    cboDevices->AccessibleName = "Serial devices and ports";
     cmdDefault = place(add<CommandButton>(fraSettings, "cmdDefault"), kBoxLeft + kBoxWidth - 1200,
                        foot, 1200, 495);
     cmdDefault->Picture = "setup_default.png";

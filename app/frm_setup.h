@@ -33,7 +33,7 @@ public:
     ComboBox* cboFlowControl;
     std::array<TextBox*, 2> txtComPort;  // 0 Port 1, 1 Port 2
     std::array<Label*, 2> lblComPort;    // what each number resolves to, and whether it is there
-    ComboBox* cboDevices;                // the serial devices present, with their numbers
+    ComboBox* cboDevices;  // the devices and ports file's ports, to pick a number from
     CommandButton* cmdDefault;
 
     CommandButton* cmdOK;

@@ -39,6 +39,7 @@
 
 #include "app/frm_main.h"
 #include "app/program.h"
+#include "bench/host_relay.h"
 #include "bench/relay_clients.h"
 #include "bench/socat_relay.h"
 #include "components/serial/device_rule.h"
@@ -110,88 +111,39 @@ void roundTripsInTurns(std::vector<Ends*> relays, int trips) {
     }
 }
 
-// ---- the user-interface thread of the headless program
+// ---- the headless program, on virtual ports 901 and 902
 
-// The headless program in a run: Setup in Host mode on virtual ports 901 and
-// 902, Start, its user-interface thread running until the object goes.
 class Tarvoline {
 public:
     Tarvoline() : folder_(makeFolder("tvl-relay-")) {
-        devices_ =
-            std::make_unique<SystemDevices>(loop_.poster(), folder_ + "/no-devices", folder_);
-        ProgramParts parts;
-        parts.platform = &platform_;
-        parts.line1 = devices_.get();
-        parts.line2 = devices_.get();
-        program_ = std::make_unique<Program>(std::move(parts));
-        Program& program = *program_;
-        Main(program);
-        program.frmSplash->Image1->Click();
-
-        // Setup as a user makes it: Host mode, ports 901 and 902, the default line.
-        mnuSetup_Click(program);
-        FrmSetup& setup = *program.frmSetup;
-        setup.optMode[1]->choose();
-        setup.txtComPort[0]->setText("901");
-        setup.txtComPort[1]->setText("902");
-        setup.cmdOK->Click();
-        if (!platform_.messages.empty() || !program.mscComControl1.PortOpen()) {
-            failure = platform_.messages.empty() ? "Setup did not open the ports"
-                                                 : platform_.messages.front();
-            return;
-        }
-        Timer& timer = *program.FrmMain->tmrTarvoline;
-        driver_ =
-            std::make_unique<TimerDriver>(timer, [&program] { return tickHasWork(program); });
-        loop_.drive(*driver_);
-        program.mscComControl1.OnReadable = [this] { loop_.readable(); };
-        program.mscComControl2.OnReadable = [this] { loop_.readable(); };
-        program.FrmMain->mnuStartStop->Click();
-        if (program.state.RunState != 1 || !timer.Enabled) {
-            failure = "Start did not start the run";
-            return;
-        }
-        loop_.timerEnabled();
-        // From here on only the loop's thread touches the program.
-        ui_ = std::thread([this] { loop_.run(stop_); });
+        relay_ = std::make_unique<HostRelay>(
+            [this](Poster poster) {
+                return std::make_unique<SystemDevices>(poster, folder_ + "/no-devices", folder_);
+            },
+            "901", "902");
+        failure = relay_->failure;
+        if (!failure.empty()) return;
         ends.a = openRaw(virtualPortPath(folder_, 901));
         ends.b = openRaw(virtualPortPath(folder_, 902));
         if (ends.a < 0 || ends.b < 0) failure = "cannot open the virtual ports' published ends";
     }
-
     ~Tarvoline() {
         if (ends.a >= 0) ::close(ends.a);
         if (ends.b >= 0) ::close(ends.b);
-        if (ui_.joinable()) {
-            stop_ = true;
-            loop_.wake();
-            ui_.join();
-            program_->FrmMain->mnuStartStop->Click();
-        }
-        program_->mscComControl1.OnReadable = nullptr;
-        program_->mscComControl2.OnReadable = nullptr;
-        program_->mscComControl1.setPortOpen(false);
-        program_->mscComControl2.setPortOpen(false);
-        program_.reset();
+        relay_.reset();
         fs::remove_all(folder_);
     }
 
-    std::uint64_t ticks() const { return driver_ ? driver_->ticks : 0; }
-    std::uint64_t slices() const { return driver_ ? driver_->slices : 0; }
-    std::uint64_t posts() const { return loop_.posted(); }
+    std::uint64_t ticks() const { return relay_->ticks(); }
+    std::uint64_t slices() const { return relay_->slices(); }
+    std::uint64_t posts() const { return relay_->posts(); }
 
     Ends ends{Ends("Tarvoline")};
     std::string failure;
 
 private:
     std::string folder_;
-    HeadlessLoop loop_;
-    QuietPlatform platform_;
-    std::unique_ptr<SystemDevices> devices_;
-    std::unique_ptr<Program> program_;
-    std::unique_ptr<TimerDriver> driver_;
-    std::atomic<bool> stop_{false};
-    std::thread ui_;
+    std::unique_ptr<HostRelay> relay_;
 };
 
 // ---- socat

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "components/serial/device_rule.h"
 #include "components/trace/trace_file.h"
 #include "desktop/qt_program.h"
 #include "platform/qt/window_style.h"
@@ -14,13 +15,15 @@
 namespace {
 
 constexpr const char* kHelp =
-    "Usage: tarvoline [--trace FILE.pcapng] [--help | --version]\n"
+    "Usage: tarvoline [--trace FILE.pcapng] [--help | --version | --list-ports]\n"
     "Tarvoline, a serial-line monitor: it owns two serial ports and shows what\n"
     "the equipment on them says to each other, in a window of its own. Every\n"
     "setting is made in its Setup dialog. --trace writes both lines, timed, to\n"
-    "a pcapng file or named pipe that Wireshark reads. See tarvoline(1).\n";
+    "a pcapng file or named pipe that Wireshark reads. See tarvoline(1).\n"
+    "  --list-ports  the serial devices present and the ports file's ports,\n"
+    "                each with the port number that reaches it\n";
 
-// --help and --version answer on the terminal and open no window.
+// --help, --version and --list-ports answer on the terminal and open no window.
 bool answeredOnTerminal(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
@@ -29,6 +32,11 @@ bool answeredOnTerminal(int argc, char** argv) {
         }
         if (std::strcmp(argv[i], "--version") == 0) {
             std::puts("tarvoline " TARVOLINE_VERSION);
+            return true;
+        }
+        if (std::strcmp(argv[i], "--list-ports") == 0) {
+            const tvl::SystemDevices devices([](std::function<void()>) {});
+            for (const auto& line : devices.listing()) std::puts(line.text.c_str());
             return true;
         }
     }

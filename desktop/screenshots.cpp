@@ -2,10 +2,11 @@
 // files in FOLDER, on a real X server (run under xvfb-run): the splash, the
 // main window (at rest, in a run, with keys typed into a pane, larger, in
 // review), its popup menu, the Host-mode dialogs (Watch Data also over the
-// main window), and the Setup dialog (its device list, real and virtual
-// ports, its port failure message and the reasons it shows). With "help":
-// the help window at its contents and at a context topic instead. It exits 1
-// when a window it waits for never comes up.
+// main window), and the Setup dialog (its device list with USB adapters by
+// their stable names and ports on the network, real and virtual ports, its
+// port failure message and the reasons it shows). With "help": the help window
+// at its contents and at a context topic instead. It exits 1 when a window it
+// waits for never comes up.
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QApplication>
@@ -20,6 +21,8 @@
 #include <QTest>
 #include <QTimer>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 
 #include "app/frm_find_data.h"
@@ -72,6 +75,44 @@ void whenModal(const char* what, std::function<bool(QWidget&)> answer) {
         poll->deleteLater();
     });
     poll->start(50);
+}
+
+// A made-up computer for the device list: a UART, two USB adapters and a
+// modem under their by-id names, and a ports file that keeps one adapter's
+// number and names two ports on the network.
+void showcaseDevices(SystemDevices& devices, const std::string& scratch) {
+    namespace fs = std::filesystem;
+    const fs::path root = scratch, sys = root / "sys", byId = root / "serial/by-id";
+    const auto file = [](const fs::path& path, const std::string& text) {
+        fs::create_directories(path.parent_path());
+        std::ofstream(path) << text;
+    };
+    file(sys / "ttyS0/type", "4");
+    const struct {
+        const char* node;
+        const char* product;
+        const char* id;
+    } adapters[] = {
+        {"ttyUSB0", "FT232R USB UART", "usb-FTDI_FT232R_USB_UART_A50285BI-if00-port0"},
+        {"ttyUSB1", "CP2102 USB to UART Bridge Controller",
+         "usb-Silicon_Labs_CP2102_USB_to_UART_Bridge_Controller_0001-if00-port0"},
+        {"ttyACM0", "", "usb-Arduino__www.arduino.cc__0043_75830303934351F0B1E1-if00"},
+    };
+    for (const auto& adapter : adapters) {
+        const fs::path device = root / "usb" / adapter.node / "1-1:1.0" / adapter.node;
+        fs::create_directories(device);
+        if (*adapter.product) file(root / "usb" / adapter.node / "product", adapter.product);
+        fs::create_directories(sys / adapter.node);
+        fs::create_directory_symlink(device, sys / adapter.node / "device");
+        file(root / adapter.node, "");
+        fs::create_directories(byId);
+        fs::create_symlink(root / adapter.node, byId / adapter.id);
+    }
+    file(root / "ports", "# the PLC's adapter, and the HMI's line on the device server\n300 " +
+                             (byId / adapters[0].id).string() +
+                             "\n310 rfc2217://plc-gateway.local:4001\n311 tcp://10.0.0.20:7000\n");
+    devices.listDevicesFrom(sys.string(), byId.string());
+    devices.usePortsFile((root / "ports").string());
 }
 
 void windowShots(QtProgram& app, const std::string& scratch) {
@@ -246,6 +287,7 @@ int main(int argc, char** argv) {
     const std::string dir = scratch.path().toStdString();
     tvl::QtProgram app(tvl::QtProgram::Lines::System);
     *app.devices = tvl::SystemDevices(app.poster(), dir, dir);
+    tvl::showcaseDevices(*app.devices, dir);
     app.desktop.popupHook = [](tvl::Menu&) {};
     tvl::Main(*app.program);
     if (!help) tvl::save(*app.desktop.view(*app.program->frmSplash), "splash.png");

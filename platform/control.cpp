@@ -245,11 +245,25 @@ bool OptionButton::put(std::string_view p, const tvl::PropertyValue& v) {
 std::optional<PropertyValue> ComboBox::get(std::string_view p) const {
     if (sameName(p, "Text")) return Text;
     if (sameName(p, "ListCount")) return double(List.size());
+    if (sameName(p, "ListIndex")) return double(ListIndex);
+    if (sameName(p, "Style")) return double(Style);
     return Control::get(p);
 }
 bool ComboBox::put(std::string_view p, const PropertyValue& v) {
     if (sameName(p, "Text")) return asText(v, Text);
+    if (sameName(p, "ListIndex")) {
+        double index = -1;
+        if (!asNumber(v, index)) return false;
+        pick(static_cast<int>(index));
+        return true;
+    }
     return Control::put(p, v);
+}
+void ComboBox::pick(int index) {
+    if (index < 0 || index >= static_cast<int>(List.size())) return;
+    ListIndex = index;
+    Text = List[static_cast<std::size_t>(index)];
+    if (Click) Click();
 }
 
 std::optional<PropertyValue> CommandButton::get(std::string_view p) const {

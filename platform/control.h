@@ -200,6 +200,14 @@ public:
     bool put(std::string_view property, const PropertyValue& value) override;
     std::string Text;
     std::vector<std::string> List;
+    // kDropdownCombo takes typed text; kDropdownList is a list to pick from,
+    // showing Text until an item is picked.
+    static constexpr int kDropdownCombo = 0, kDropdownList = 2;
+    int Style = kDropdownCombo;
+    int ListIndex = -1;  // the item picked, -1 for none
+    // The user picks item `index` of List: ListIndex and Text take it, then Click runs.
+    void pick(int index);
+    std::function<void()> Click;
 };
 
 class CommandButton : public Control {

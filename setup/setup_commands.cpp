@@ -43,7 +43,8 @@ std::uint8_t indexOfOn(const std::array<OptionButton*, N>& group) {
 // What port box i's number resolves to, beside the box, and whether that
 // device is there for this program.
 void describePort(Program& program, int i) {
-    static const char* const kPresence[] = {"present", "busy", "not permitted", "missing"};
+    static const char* const kPresence[] = {"present", "busy", "not permitted", "missing",
+                                            "on the network"};
     FrmSetup& f = *program.frmSetup;
     const SerialPort& port = i == 0 ? program.mscComControl1 : program.mscComControl2;
     const std::optional<int> n = portNumberOf(f.txtComPort[i]->Text());
@@ -64,11 +65,45 @@ void showRefusal(FrmSetup& f, int box, const std::string& reason) {
     }
 }
 
+// The list as it was shown, so that a pick finds what its line stood for.
+std::vector<PortListing>& shownListing() {
+    static std::vector<PortListing> listing;
+    return listing;
+}
+
 void listDevices(Program& program) {
     ComboBox& list = *program.frmSetup->cboDevices;
-    list.List = program.mscComControl1.presentDevices();
-    list.Text = list.List.empty() ? "No serial device"
-                                  : "Serial devices: " + std::to_string(list.List.size());
+    shownListing() = program.mscComControl1.listing();
+    list.List.clear();
+    for (const auto& line : shownListing()) list.List.push_back(line.text);
+    list.ListIndex = -1;
+    list.Text = list.List.empty() ? "No device found"
+                                  : "Pick a port (" + std::to_string(list.List.size()) + ")";
+}
+
+// A pick fills the first port box whose number reaches nothing yet, Port 1's
+// when both do; a USB adapter gets its number kept in the ports file first.
+void pickDevice(Program& program) {
+    FrmSetup& f = *program.frmSetup;
+    const int picked = f.cboDevices->ListIndex;
+    if (picked < 0 || picked >= static_cast<int>(shownListing().size())) return;
+    int number = 0;
+    try {
+        number = program.mscComControl1.keepNumber(shownListing()[picked]);
+    } catch (const SerialError& refusal) {
+        showRefusal(f, -1, refusal.what());
+        return;
+    }
+    if (number > 0) {
+        int box = 0;
+        for (int i = 1; i >= 0; --i) {
+            const SerialPort& port = i == 0 ? program.mscComControl1 : program.mscComControl2;
+            const std::optional<int> n = portNumberOf(f.txtComPort[i]->Text());
+            if (!n || *n < 1 || port.presence(*n) == Presence::Missing) box = i;
+        }
+        f.txtComPort[box]->setText(std::to_string(number));
+    }
+    listDevices(program);
 }
 
 void bindSetupForm(Program& program) {
@@ -79,6 +114,7 @@ void bindSetupForm(Program& program) {
         f.txtComPort[i]->Change = [&program, i] { describePort(program, i); };
         describePort(program, i);
     }
+    f.bind("cboDevices_Click", f.cboDevices->Click, [&program] { pickDevice(program); });
     f.bind("cmdDefault_Click", f.cmdDefault->Click,
            [&program] { frmSetup_cmdDefault_Click(program); });
     f.bind("cmdOK_Click", f.cmdOK->Click, [&program] { frmSetup_cmdOK_Click(program); });

@@ -7,6 +7,7 @@ packages="
   qt6-base-dev qt6-base-dev-tools libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libfreexl-dev python3-xlrd gnumeric mdbtools libasound2-dev
+  libgensio-dev ser2net
   xvfb xauth socat nodejs fonts-dejavu-core gcovr
   openbox xdotool x11-utils xclip
   dpkg-dev file lintian desktop-file-utils appstream tshark

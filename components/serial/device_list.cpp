@@ -95,9 +95,9 @@ std::vector<SerialDeviceEntry> serialDevices(const std::string& sysClassTty,
         if (number == 0) continue;
         // The kernel lists ttyS0..ttyS31 whether or not a UART answers; type 0 is none.
         if (node.rfind("ttyS", 0) == 0 && firstLine(entry.path() / "type") == "0") continue;
-        std::string product = productOf(entry.path());
-        if (product.empty() && names.count(node)) product = names.at(node);
-        found.push_back({number, node, product});
+        const auto name = names.find(node);
+        found.push_back({number, node, productOf(entry.path()),
+                         name == names.end() ? std::string() : byId + "/" + name->second});
     }
     std::sort(found.begin(), found.end(),
               [](const auto& a, const auto& b) { return a.number < b.number; });

@@ -3,7 +3,7 @@
 //   serialDevices      the devices present, from /sys/class/tty (a ttyS with no
 //                      UART behind it left out), each with the port number the
 //                      rule gives it and, for a USB adapter, its product name
-//                      (or its /dev/serial/by-id name)
+//                      and its stable /dev/serial/by-id name
 //   holderOf           which other process has a file open, from /proc
 //
 // Nothing here opens a device: opening a serial line raises its DTR, which
@@ -19,6 +19,7 @@ struct SerialDeviceEntry {
     int number = 0;       // the port number that opens it
     std::string node;     // "ttyUSB0"
     std::string product;  // "FT232R USB UART", or empty
+    std::string byId;     // "<by-id folder>/usb-FTDI_FT232R_USB_UART_A50285BI-if00-port0", or empty
 };
 
 // The port number of a node name by the number rule, 0 for none.

@@ -80,8 +80,16 @@ struct DeviceEvents {
     std::shared_ptr<LineTap> tap;
 };
 
-// Whether the device of a port number is there for this program to open.
-enum class Presence { Present, Busy, NotPermitted, Missing };
+// Whether the device of a port number is there for this program to open. A
+// network port is known only by connecting, which Setup does not do.
+enum class Presence { Present, Busy, NotPermitted, Missing, Network };
+
+// One line of Setup's device list.
+struct PortListing {
+    int number = 0;    // the number that reaches it; 0 for none (a ports file problem)
+    std::string text;  // what the list shows
+    std::string keep;  // a USB adapter's stable name that has no number in the ports file yet
+};
 
 // One open line behind a port.
 class SerialDevice {
@@ -114,8 +122,13 @@ public:
     // What a number resolves to, for the Setup dialog ("/dev/ttyS2", "virtual port ...").
     virtual std::string describe(int number) const = 0;
     virtual Presence presence(int number) const = 0;
-    // The serial devices on this computer, one line each: "100 = /dev/ttyUSB0 (FT232R USB UART)".
-    virtual std::vector<std::string> present() const { return {}; }
+    // The serial devices on this computer and the ports file's entries, each
+    // with the number that reaches it, and the ports file's problems.
+    virtual std::vector<PortListing> listing() const { return {}; }
+    // The number a pick of the list puts in a port box. A USB adapter with no
+    // number in the ports file gets one there first, so that it keeps it.
+    // Throws SerialError when the file cannot take it.
+    virtual int keepNumber(const PortListing& pick) { return pick.number; }
 };
 
 // The component: one instance per port.
@@ -174,7 +187,8 @@ public:
     std::uint32_t modemStatus() const;  // 0 when closed
     std::string describe(int number) const { return factory_.describe(number); }
     Presence presence(int number) const { return factory_.presence(number); }
-    std::vector<std::string> presentDevices() const { return factory_.present(); }
+    std::vector<PortListing> listing() const { return factory_.listing(); }
+    int keepNumber(const PortListing& pick) { return factory_.keepNumber(pick); }
     SerialDevice* device() const { return device_.get(); }
 
     // From the next open on, the port's line goes into this trace as Port

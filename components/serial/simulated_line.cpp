@@ -84,6 +84,14 @@ Presence SimulatedLine::presence(int number) const {
     return unplugged_ ? Presence::Missing : Presence::Present;
 }
 
+int SimulatedLine::keepNumber(const PortListing& pick) {
+    if (pick.keep.empty()) return pick.number;
+    auto& kept = shared_.kept;
+    auto found = std::find(kept.begin(), kept.end(), pick.keep);
+    if (found == kept.end()) found = kept.insert(kept.end(), pick.keep);
+    return 300 + static_cast<int>(found - kept.begin());
+}
+
 void SimulatedLine::feed(std::string_view bytes) {
     if (!device_ || unplugged_ || bytes.empty()) return;
     input_.insert(input_.end(), bytes.begin(), bytes.end());

@@ -7,6 +7,7 @@
 #include <deque>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "components/serial/serial_port.h"
 
@@ -17,6 +18,8 @@ struct SimulatedLines {
     std::set<int> denied;  // numbers this user may not open
     std::set<int> inUse;   // numbers opened through a SimulatedLine
     int nextHandle = 1000;
+    std::vector<PortListing> listed;  // Setup's device list
+    std::vector<std::string> kept;    // stable names a pick gave a number: 300, 301, ...
 };
 
 class SimulatedLine : public SerialDeviceFactory {
@@ -27,6 +30,8 @@ public:
                                        DeviceEvents events) override;
     std::string describe(int number) const override;
     Presence presence(int number) const override;
+    std::vector<PortListing> listing() const override { return shared_.listed; }
+    int keepNumber(const PortListing& pick) override;
 
     // The device sends bytes; they are lost while no port is open on the line.
     void feed(std::string_view bytes);

@@ -222,8 +222,19 @@ TEST(QtView, DialogsAnswerKeysClicksAndTheirCloseBoxesAsOnTheDesktop) {
     Window w;
     w.start();
     Program& p = w.p;
+    w.app.simulated.listed = {{7, "7 = /dev/ttyS6", {}}, {12, "12 = /dev/ttyS11", {}}};
     FormView* setup = w.dialog(mnuSetup_Click, setupOf);
     EXPECT_FALSE(w.form().Enabled);
+    // The device list is picked from, not typed into; a pick fills a port box.
+    auto* devices = w.widget<QComboBox>("cboDevices", setup);
+    EXPECT_FALSE(devices->isEditable());
+    EXPECT_EQ(devices->count(), 2);
+    EXPECT_EQ(devices->placeholderText().toStdString(), p.frmSetup->cboDevices->Text);
+    devices->showPopup();
+    QAbstractItemView* items = devices->view();
+    QTest::mouseClick(items->viewport(), Qt::LeftButton, {},
+                      items->visualRect(items->model()->index(1, 0)).center());
+    EXPECT_EQ(p.frmSetup->txtComPort[0]->Text(), "12");
     auto* port = w.widget<QLineEdit>("txtComPort(0)", setup);  // a port box is single-line
     port->setFocus();
     QTest::keyClick(port, Qt::Key_A, Qt::ControlModifier);
@@ -560,6 +571,15 @@ int overflow(QWidget& w) {
         return fm.horizontalAdvance(frame->caption()) + 16 - w.width();
     if (auto* box = qobject_cast<QLineEdit*>(&w))
         return fm.horizontalAdvance(box->text()) - lineRoom(*box);
+    if (auto* combo = qobject_cast<QComboBox*>(&w); combo && !combo->isEditable()) {
+        // A list to pick from shows its lines whole in its popup; the box, what it offers.
+        QStyleOptionComboBox o;
+        o.initFrom(combo);
+        return fm.horizontalAdvance(combo->placeholderText()) -
+               combo->style()
+                   ->subControlRect(QStyle::CC_ComboBox, &o, QStyle::SC_ComboBoxEditField, combo)
+                   .width();
+    }
     if (auto* combo = qobject_cast<QComboBox*>(&w)) {
         int widest = fm.horizontalAdvance(combo->currentText());
         for (int i = 0; i < combo->count(); ++i)

@@ -1,5 +1,6 @@
 #include "platform/qt/control_widgets.h"
 
+#include <QAbstractItemView>
 #include <QIcon>
 
 #include <QAccessible>
@@ -564,6 +565,14 @@ void TickWidget::sync(bool) {
 
 ComboWidget::ComboWidget(ComboBox& model, FormView& view, QWidget* parent)
     : QComboBox(parent), model_(model), view_(view) {
+    if (model_.Style == ComboBox::kDropdownList) {
+        // A pick runs the model's Click; the model's Text stands in the box until one.
+        connect(this, &QComboBox::activated, this, [this](int index) {
+            if (copying_ || view_.detached()) return;
+            view_.desktop().dispatch([this, index] { model_.pick(index); });
+        });
+        return;
+    }
     setEditable(true);
     setInsertPolicy(QComboBox::NoInsert);
     // On Linux Qt tells a combo box's text as its name: a screen reader learns
@@ -588,8 +597,16 @@ void ComboWidget::sync(bool) {
         list_ = model_.List;
         clear();
         for (const auto& item : list_) addItem(latin1(item));
+        // A list to pick from shows its lines whole, however narrow the box.
+        if (model_.Style == ComboBox::kDropdownList)
+            view()->setMinimumWidth(view()->sizeHintForColumn(0) + 24);
     }
-    if (currentText() != latin1View(model_.Text)) setEditText(latin1(model_.Text));
+    if (model_.Style == ComboBox::kDropdownList) {
+        setPlaceholderText(latin1(model_.Text));
+        if (currentIndex() != model_.ListIndex) setCurrentIndex(model_.ListIndex);
+    } else if (currentText() != latin1View(model_.Text)) {
+        setEditText(latin1(model_.Text));
+    }
     copying_ = false;
 }
 

@@ -7,46 +7,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "components/serial/device_rule.h"
 #include "tests/serial/line_fixtures.h"
 
 namespace tvl::test {
 namespace {
-
-namespace fs = std::filesystem;
-
-void write(const std::string& file, const std::string& text) {
-    fs::create_directories(fs::path(file).parent_path());
-    std::ofstream(file) << text << "\n";
-}
-
-TEST(DeviceList, NamesEachSerialDeviceWithItsNumberAndProduct) {
-    TempFolder tree;
-    // A UART, a ttyS with no UART behind it, a USB adapter with a product
-    // name two levels up, a modem known only by its by-id link, a console.
-    write(tree / "class/ttyS0/type", "4");
-    write(tree / "class/ttyS1/type", "0");
-    write(tree / "devices/usb1/1-1/product", "FT232R USB UART");
-    fs::create_directories(tree / "devices/usb1/1-1/1-1:1.0/ttyUSB0");
-    fs::create_directories(tree / "class/ttyUSB0");
-    fs::create_directory_symlink(tree / "devices/usb1/1-1/1-1:1.0/ttyUSB0",
-                                 tree / "class/ttyUSB0/device");
-    fs::create_directories(tree / "class/ttyACM1");
-    write(tree / "dev/ttyACM1", "");
-    fs::create_directories(tree / "by-id");
-    fs::create_symlink(tree / "dev/ttyACM1", tree / "by-id/usb-Arduino_Uno_75830-if00");
-    fs::create_directories(tree / "class/tty0");
-
-    HeadlessLoop ui;
-    SystemDevices devices(ui.poster());
-    devices.listDevicesFrom(tree / "class", tree / "by-id");
-    EXPECT_EQ(devices.present(),
-              (std::vector<std::string>{"1 = /dev/ttyS0", "100 = /dev/ttyUSB0 (FT232R USB UART)",
-                                        "201 = /dev/ttyACM1 (usb-Arduino_Uno_75830-if00)"}));
-}
 
 // Another program holding the line until the test ends: it opens it (keeping
 // the master it inherits from the test when it is the line's `maker`), and

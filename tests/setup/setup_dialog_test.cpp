@@ -61,5 +61,39 @@ TEST(SetupPortLabel, SaysWhetherTheDeviceIsThereAndWhyOkWasRefused) {
     EXPECT_TRUE(run.program->mscComControl2.PortOpen());
 }
 
+// The device list is picked from, not typed into; a pick fills the first port
+// box that reaches nothing yet, and a USB adapter's pick keeps it a number.
+TEST(SetupDeviceList, APickPutsTheNumberThatReachesTheDeviceInAPortBox) {
+    SetupRun run;
+    run.lines.listed = {
+        {7, "7 = /dev/ttyS6", {}},
+        {100, "100 = /dev/serial/by-id/usb-FTDI-if00 (ttyUSB0)", "/dev/serial/by-id/usb-FTDI-if00"},
+        {0, "ports:3: a line is NUMBER DEVICE", {}}};
+    run.line1.hangUp();  // what the port boxes name is missing
+    run.line2.hangUp();
+    run.program->FrmMain->mnuSetup->Click();
+    FrmSetup& setup = run.dialog();
+    ComboBox& list = *setup.cboDevices;
+    EXPECT_EQ(list.Style, ComboBox::kDropdownList);
+    EXPECT_EQ(list.List.size(), 3u);
+    EXPECT_EQ(list.Text, "Pick a port (3)");
+
+    ASSERT_TRUE(list.put("ListIndex", 1.0));
+    EXPECT_EQ(setup.txtComPort[0]->Text(), "300") << "the adapter's number is kept for it";
+    EXPECT_EQ(run.lines.kept, std::vector<std::string>{"/dev/serial/by-id/usb-FTDI-if00"});
+    EXPECT_EQ(list.ListIndex, -1) << "listed again, with what the pick kept";
+    list.pick(0);
+    EXPECT_EQ(setup.txtComPort[0]->Text(), "7") << "Port 1's number reaches nothing";
+    run.line1.plug();
+    list.pick(0);
+    EXPECT_EQ(setup.txtComPort[0]->Text(), "7");
+    EXPECT_EQ(setup.txtComPort[1]->Text(), "7") << "Port 2's box is the next to fill";
+    setup.txtComPort[1]->setText("4");
+    list.pick(2);
+    EXPECT_EQ(std::pair(setup.txtComPort[0]->Text(), setup.txtComPort[1]->Text()),
+              std::pair(std::string("7"), std::string("4")))
+        << "a problem line reaches nothing";
+}
+
 }  // namespace
 }  // namespace tvl
