@@ -17,6 +17,7 @@
 #include "app/frm_main.h"
 #include "app/frm_setup.h"
 #include "app/program.h"
+#include "bench/relay_clients.h"
 #include "components/serial/device_rule.h"
 #include "line/transfer_pump.h"
 #include "platform/headless_loop.h"
@@ -25,13 +26,6 @@
 #include "setup/setup.h"
 
 namespace relay {
-
-inline std::string makeFolder(const char* prefix) {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
-    const char* made = ::mkdtemp(pattern.data());
-    return made ? made : "";
-}
 
 class HostRelay {
 public:

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <stdlib.h>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -13,12 +14,21 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace relay {
+
+// A new folder under the temporary folder, or empty text.
+inline std::string makeFolder(const char* prefix) {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
+    const char* made = ::mkdtemp(pattern.data());
+    return made ? made : "";
+}
 
 using Clock = std::chrono::steady_clock;
 

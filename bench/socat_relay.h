@@ -21,14 +21,6 @@ extern char** environ;
 
 namespace relay {
 
-// A new folder under the temporary folder, or empty text.
-inline std::string makeFolder(const char* prefix) {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / (std::string(prefix) + "XXXXXX")).string();
-    const char* made = ::mkdtemp(pattern.data());
-    return made ? made : "";
-}
-
 // socat's path on PATH, or empty text.
 inline std::string findSocat() {
     const char* path = std::getenv("PATH");
