@@ -565,6 +565,12 @@ void TickWidget::sync(bool) {
 
 ComboWidget::ComboWidget(ComboBox& model, FormView& view, QWidget* parent)
     : QComboBox(parent), model_(model), view_(view) {
+    // On Linux Qt tells a combo box's text as its name: a screen reader learns
+    // what the box is from the label it is labelled by.
+    name_ = new QLabel(parent);
+    name_->setBuddy(this);
+    name_->setFixedSize(0, 0);
+    name_->hide();
     if (model_.Style == ComboBox::kDropdownList) {
         // A pick runs the model's Click; the model's Text stands in the box until one.
         connect(this, &QComboBox::activated, this, [this](int index) {
@@ -575,12 +581,6 @@ ComboWidget::ComboWidget(ComboBox& model, FormView& view, QWidget* parent)
     }
     setEditable(true);
     setInsertPolicy(QComboBox::NoInsert);
-    // On Linux Qt tells a combo box's text as its name: a screen reader learns
-    // what the box is from the label it is labelled by.
-    name_ = new QLabel(parent);
-    name_->setBuddy(this);
-    name_->setFixedSize(0, 0);
-    name_->hide();
     connect(this, &QComboBox::currentTextChanged, this, [this](const QString& text) {
         if (copying_ || view_.detached()) return;
         view_.desktop().dispatch(
