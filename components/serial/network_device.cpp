@@ -269,17 +269,9 @@ struct NetworkDevice::Loop {
     void received(const char* bytes, std::size_t n) {
         if (n == 0) return;
         if (const auto& tap = d.shared_->events.tap) tap->received({bytes, n}, levels());
-        {
-            std::lock_guard lock(d.inMutex_);
-            if (d.inHead_ > 0 && d.inHead_ >= d.in_.size() / 2) {
-                d.in_.erase(0, d.inHead_);
-                d.inHead_ = 0;
-            }
-            d.in_.append(bytes, n);
-            d.inCount_ = d.in_.size() - d.inHead_;
-        }
+        d.in_.append(bytes, n);
         // Held as a device node holds it: the server waits until the program takes some.
-        if (d.inCount_ >= PosixDevice::kInputLimit) {
+        if (d.in_.count() >= PosixDevice::kInputLimit) {
             readHeld = true;
             gensio_set_read_callback_enable(io, false);
         }
@@ -339,7 +331,7 @@ struct NetworkDevice::Loop {
         std::uint64_t count;
         [[maybe_unused]] auto got = ::read(loop.d.wake_, &count, sizeof count);
         if (loop.state != State::Up) return;
-        if (loop.readHeld && loop.d.inCount_ < PosixDevice::kInputLimit) {
+        if (loop.readHeld && loop.d.in_.count() < PosixDevice::kInputLimit) {
             loop.readHeld = false;
             gensio_set_read_callback_enable(loop.io, true);
         }
@@ -457,20 +449,8 @@ void NetworkDevice::post(std::function<void(const DeviceEvents&)> event) {
 }
 
 std::size_t NetworkDevice::read(char* into, std::size_t max) {
-    std::size_t n;
     bool wasFull;
-    {
-        std::lock_guard lock(inMutex_);
-        wasFull = inCount_ >= PosixDevice::kInputLimit;
-        n = std::min(max, in_.size() - inHead_);
-        std::memcpy(into, in_.data() + inHead_, n);
-        inHead_ += n;
-        if (inHead_ == in_.size()) {
-            in_.clear();
-            inHead_ = 0;
-        }
-        inCount_ = in_.size() - inHead_;
-    }
+    const std::size_t n = in_.take(into, max, PosixDevice::kInputLimit, wasFull);
     if (wasFull && n > 0) wake();  // the line thread may read again
     return n;
 }

@@ -23,6 +23,7 @@
 #include <string>
 #include <thread>
 
+#include "components/serial/input_buffer.h"
 #include "components/serial/ports_file.h"
 #include "components/serial/serial_port.h"
 
@@ -45,7 +46,7 @@ public:
     NetworkDevice& operator=(const NetworkDevice&) = delete;
 
     int handle() const override { return wake_; }
-    std::size_t inBufferCount() const override { return inCount_.load(); }
+    std::size_t inBufferCount() const override { return in_.count(); }
     std::size_t read(char* into, std::size_t max) override;
     void write(std::string_view bytes) override;
     void setDTR(bool on) override;
@@ -81,10 +82,7 @@ private:
     std::atomic<std::uint32_t> modem_{0};
     std::atomic<std::uint64_t> undelivered_{0};  // given while the line was down, or lost with it
 
-    std::mutex inMutex_;
-    std::string in_;
-    std::size_t inHead_ = 0;
-    std::atomic<std::size_t> inCount_{0};
+    InputBuffer in_;
     std::mutex outMutex_;
     std::string out_;
 

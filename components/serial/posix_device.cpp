@@ -173,23 +173,11 @@ PosixDevice::~PosixDevice() {
     ::close(fd_);
 }
 
-std::size_t PosixDevice::inBufferCount() const { return inCount_.load(); }
+std::size_t PosixDevice::inBufferCount() const { return in_.count(); }
 
 std::size_t PosixDevice::read(char* into, std::size_t max) {
-    std::size_t n;
     bool wasFull;
-    {
-        std::lock_guard lock(inMutex_);
-        wasFull = inCount_ >= kInputLimit;
-        n = std::min(max, in_.size() - inHead_);
-        std::memcpy(into, in_.data() + inHead_, n);
-        inHead_ += n;
-        if (inHead_ == in_.size()) {
-            in_.clear();
-            inHead_ = 0;
-        }
-        inCount_ = in_.size() - inHead_;
-    }
+    const std::size_t n = in_.take(into, max, kInputLimit, wasFull);
     // The line thread stopped reading at the limit: there is room again.
     if (wasFull && n > 0) wake();
     return n;
@@ -318,13 +306,7 @@ void PosixDevice::readAvailable(short revents) {
         const ssize_t n = ::read(fd_, chunk, std::min(room, sizeof chunk));
         if (n > 0) {
             if (tap_) tap_->received({chunk, static_cast<std::size_t>(n)}, levels());
-            std::lock_guard lock(inMutex_);
-            if (inHead_ > 0 && inHead_ >= in_.size() / 2) {
-                in_.erase(0, inHead_);
-                inHead_ = 0;
-            }
             in_.append(chunk, static_cast<std::size_t>(n));
-            inCount_ = in_.size() - inHead_;
             total += static_cast<std::size_t>(n);
             continue;
         }

@@ -28,6 +28,7 @@
 #include <string>
 #include <thread>
 
+#include "components/serial/input_buffer.h"
 #include "components/serial/line_tap.h"
 #include "components/serial/serial_port.h"
 #include "components/serial/termios_line.h"
@@ -125,10 +126,7 @@ private:
     // The UI thread takes input and queues output a byte at a time while the
     // line thread reads and writes in chunks: the counts are atomics so that
     // asking costs no lock, and no lock is held across a system call.
-    std::mutex inMutex_;
-    std::string in_;
-    std::size_t inHead_ = 0;
-    std::atomic<std::size_t> inCount_{0};
+    InputBuffer in_;
 
     std::mutex outMutex_;
     std::string out_;      // queued by write(), under outMutex_
