@@ -35,6 +35,7 @@
 #include "app/frm_main.h"
 #include "bench/relay_clients.h"
 #include "bench/socat_relay.h"
+#include "bench/window_run.h"
 #include "components/serial/virtual_port.h"
 #include "desktop/qt_program.h"
 #include "setup/setup.h"
@@ -51,19 +52,7 @@ int runProgram(int argc, char** argv, int ready) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     QApplication app(argc, argv);
     tvl::QtProgram program(tvl::QtProgram::Lines::System);
-    tvl::Program& p = *program.program;
-    tvl::Main(p);
-    program.desktop.dispatch([&] {
-        p.frmSplash->Image1->Click();
-        tvl::mnuSetup_Click(p);
-        tvl::FrmSetup& setup = *p.frmSetup;
-        setup.optMode[1]->choose();
-        setup.txtComPort[0]->setText("901");
-        setup.txtComPort[1]->setText("902");
-        setup.cmdOK->Click();
-        p.FrmMain->mnuStartStop->Click();
-    });
-    const char started = p.state.RunState == 1 ? 'y' : 'n';
+    const char started = startHostRun(program) ? 'y' : 'n';
     [[maybe_unused]] auto written = ::write(ready, &started, 1);
     ::close(ready);
     return started == 'y' ? QApplication::exec() : 1;

@@ -16,6 +16,7 @@
 
 #include "app/frm_main.h"
 #include "bench/relay_clients.h"
+#include "bench/window_run.h"
 #include "components/serial/virtual_port.h"
 #include "desktop/qt_program.h"
 #include "setup/setup.h"
@@ -31,18 +32,7 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     tvl::QtProgram program(tvl::QtProgram::Lines::System);
     tvl::Program& p = *program.program;
-    tvl::Main(p);
-    program.desktop.dispatch([&] {
-        p.frmSplash->Image1->Click();
-        tvl::mnuSetup_Click(p);
-        tvl::FrmSetup& setup = *p.frmSetup;
-        setup.optMode[1]->choose();
-        setup.txtComPort[0]->setText("901");
-        setup.txtComPort[1]->setText("902");
-        setup.cmdOK->Click();
-        p.FrmMain->mnuStartStop->Click();
-    });
-    if (p.state.RunState != 1) {
+    if (!relay::startHostRun(program)) {
         std::fprintf(stderr, "bench_window_relay: the run did not start\n");
         return 1;
     }
