@@ -52,7 +52,8 @@ void QtProgram::exitOnSignals() {
 Poster QtProgram::poster() {
     return [this](std::function<void()> event) {
         QMetaObject::invokeMethod(
-            &desktop, [this, event = std::move(event)] { desktop.dispatch(event); },
+            &desktop,
+            [this, event = std::move(event)] { desktop.dispatch(event, QtDesktop::Copy::Paced); },
             Qt::QueuedConnection);
     };
 }

@@ -62,6 +62,7 @@ private:
     Timer& timer_;
     std::function<bool()> work_;
     Clock clock_;
+    int stride_ = 1;  // ticks between readings of the clock
 };
 
 }  // namespace tvl

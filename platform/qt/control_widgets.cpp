@@ -107,6 +107,10 @@ bool mouseUp(FormView& view, Control& c, Qt::MouseButton button) {
 
 // ---- Frame
 
+namespace {
+constexpr int kCaptionLeft = 8;  // pixels from the frame's left edge to its caption
+}  // namespace
+
 FrameWidget::FrameWidget(Frame& model, FormView& view, QWidget* parent)
     : QWidget(parent), model_(model), view_(view) {
     setAutoFillBackground(false);
@@ -118,9 +122,12 @@ void FrameWidget::sync(bool panes) {
     syncCommon(*this, model_, view_);
     // A caption carries a byte counter: it goes with the pane text, at the panes' pace.
     if (panes && caption_ != latin1View(model_.Caption)) {
+        const QFontMetrics fm(font());
+        const int before = fm.horizontalAdvance(caption_);
         caption_ = latin1(model_.Caption);
         nameByCaption(*this, model_, caption_);
-        update();
+        // Only the caption's strip is drawn again, not the pane in the frame.
+        update(kCaptionLeft, 0, std::max(before, fm.horizontalAdvance(caption_)) + 6, fm.height());
     }
 }
 
@@ -149,7 +156,7 @@ void FrameWidget::paintEvent(QPaintEvent*) {
     p.setPen(QPen(QColor(0x55, 0x5e, 0x68), 1));
     p.drawRoundedRect(edge, 3, 3);
     if (!caption_.isEmpty()) {
-        const QRectF text(8, 0, fm.horizontalAdvance(caption_) + 6, fm.height());
+        const QRectF text(kCaptionLeft, 0, fm.horizontalAdvance(caption_) + 6, fm.height());
         p.fillRect(text, style.background.value_or(palette().window().color()));
         p.setPen(model_.Enabled ? QColor(0x10, 0x18, 0x20) : QColor(0x60, 0x60, 0x60));
         p.drawText(text, Qt::AlignCenter, caption_);
@@ -644,8 +651,14 @@ TimerView::TimerView(Timer& model, FormView& view)
 
 void TimerView::slice() {
     if (view_.detached()) return;
-    // The sync that follows the event starts the next slice while work is left.
-    view_.desktop().dispatch([this] { driver_.runSlice(); });
+    TimerDriver::Next next = TimerDriver::Next::Stopped;
+    QtDesktop& desktop = view_.desktop();
+    desktop.dispatch([&] { next = driver_.runSlice(); }, QtDesktop::Copy::Paced);
+    if (view_.detached()) return;
+    if (next == TimerDriver::Next::Now)
+        clock_.start(0);
+    else if (next == TimerDriver::Next::Stopped)
+        desktop.syncAll();  // a Stop among the ticks shows at once
 }
 
 void TimerView::sync(bool) {

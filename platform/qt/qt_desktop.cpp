@@ -70,6 +70,7 @@ QString qtFileFilter(const std::string& filter) {
 QtDesktop::QtDesktop() {
     installAccessibleRoles();
     paneTimer_.setSingleShot(true);
+    paneTimer_.setTimerType(Qt::PreciseTimer);  // never early, which would cost a second wake-up
     connect(&paneTimer_, &QTimer::timeout, this, [this] { syncAll(); });
     sincePanes_.start();
 }
@@ -224,7 +225,7 @@ void QtDesktop::redraw(Form& form) {
     }
 }
 
-void QtDesktop::dispatch(const std::function<void()>& event) {
+void QtDesktop::dispatch(const std::function<void()>& event, Copy copy) {
     ++depth_;
     std::string failure;
     try {
@@ -233,7 +234,10 @@ void QtDesktop::dispatch(const std::function<void()>& event) {
         failure = error.what();
     }
     --depth_;
-    syncAll();
+    if (copy == Copy::Now || !failure.empty())
+        syncAll();
+    else if (!paneTimer_.isActive())
+        paneTimer_.start(static_cast<int>(std::max<qint64>(0, paneIntervalMs - sincePanes_.elapsed())));
     // A fault of ours is reported, never a reason to lose the session.
     if (!failure.empty())
         MsgBox("Tarvoline could not finish this action:\n\n" + failure, "Tarvoline", vbOKOnly, {},

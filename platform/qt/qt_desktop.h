@@ -1,8 +1,9 @@
 // The desktop the program runs on: the Platform of the Qt layer. It shows each
 // form the logic shows as a FormView, turns widget events into the model's
 // handlers through dispatch(), and after every dispatched event copies the
-// model's state to the widgets (pane text at most ~60 times a second). It
-// drives each model Timer with a TimerDriver.
+// model's state to the widgets: at once after the user's events, with the
+// pane text (at most ~60 times a second) after the lines' events and the
+// pump's ticks. It drives each model Timer with a TimerDriver.
 #pragma once
 
 #include <QElapsedTimer>
@@ -45,8 +46,14 @@ public:
     void formUnloaded(Form& form) override;
     void redraw(Form& form) override;
 
-    // Runs a model event, then brings every view up to date.
-    void dispatch(const std::function<void()>& event);
+    // How soon the widgets show what an event changed.
+    enum class Copy {
+        Now,    // at once: the user's own events
+        Paced,  // with the pane text, at most ~60 times a second: the lines'
+                // events and the ticks of a running timer, which come often
+    };
+    // Runs a model event, then brings every view up to date as told.
+    void dispatch(const std::function<void()>& event, Copy copy = Copy::Now);
     // Copies the model to the widgets; pane text only if its time has come.
     void syncAll();
     // A port has bytes: the timers bring their next tick forward.

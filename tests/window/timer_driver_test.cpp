@@ -3,6 +3,9 @@
 // the batch.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "platform/form.h"
 #include "platform/quiet_platform.h"
 #include "platform/timer_driver.h"
@@ -113,6 +116,26 @@ TEST(TimerDriver, FastTicksReadTheClockSeldomYetKeepTheSliceWhenTheyTurnSlow) {
     d.runSlice();
     EXPECT_GE(r.ticks, 20'002);
     EXPECT_LE(r.ticks, 20'000 + TimerDriver::kMaxStride);
+
+    // A slice starts at the stride the last one reached: the bytes of a chunk
+    // that arrived at once reach a batched handler in one call.
+    Rig batched;
+    TimerDriver b = batched.driver();
+    std::vector<int> asked;
+    batched.timer->Ticks = [&](int n) {
+        asked.push_back(n);
+        const int ran = std::max(1, std::min(n, batched.waiting));
+        batched.waiting = std::max(0, batched.waiting - ran);
+        batched.now += ran * 100ns;
+        return ran;
+    };
+    batched.waiting = 5000;
+    EXPECT_EQ(b.runSlice(), TimerDriver::Next::Idle);
+    asked.clear();
+    batched.waiting = 115;
+    EXPECT_EQ(b.runSlice(), TimerDriver::Next::Idle);
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_GE(asked[0], 115);
 }
 
 // The pump's timer in a Host-mode run: due when a Setup left the receive
