@@ -6,14 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "app/frm_main.h"
-#include "app/frm_setup.h"
-#include "app/program.h"
-#include "components/serial/device_rule.h"
-#include "platform/quiet_platform.h"
-#include "setup/setup.h"
-#include "tests/e2e/ui_loop.h"
 #include "tests/serial/line_fixtures.h"
+#include "tests/support/program_on_devices.h"
 
 namespace tvl::test {
 namespace {
@@ -39,29 +33,15 @@ private:
 };
 
 TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
-    UiLoop ui;
-    TempFolder folder;
-    QuietPlatform platform;
-    SystemDevices devices(ui.poster(), "/nonexistent-devices", folder.path());
-    ProgramParts parts;
-    parts.platform = &platform;
-    parts.line1 = parts.line2 = &devices;
-    Program program(std::move(parts));
-    Main(program);
-    program.frmSplash->Image1->Click();
-
-    mnuSetup_Click(program);
-    FrmSetup& setup = *program.frmSetup;
-    setup.optMode[1]->choose();
-    setup.txtComPort[0]->setText("901");
-    setup.txtComPort[1]->setText("902");
-    setup.cmdOK->Click();
-    ASSERT_TRUE(platform.messages.empty()) << platform.messages.front();
+    testing::ProgramOnDevices run;
+    Program& program = *run.program;
+    run.setUpHost("901", "902");
+    ASSERT_TRUE(run.platform.messages.empty()) << run.platform.messages.front();
     program.FrmMain->mnuStartStop->Click();
     ASSERT_EQ(program.state.RunState, 1);
 
     // Relayed bytes are 0x00-0x7F, typed keys 0x80-0xFF: Port 2's stream comes apart again.
-    Client device1(folder / "com901"), device2(folder / "com902");
+    Client device1(run.folder / "com901"), device2(run.folder / "com902");
     ASSERT_TRUE(device1.ok() && device2.ok());
     const std::size_t size = 1 << 20;
     std::string toPort2 = noise(size, 11), toPort1 = noise(size, 12), typed, at2, at1;
@@ -69,8 +49,7 @@ TEST(HostRelayOverPseudoTerminals, ARunMadeThroughSetupRelaysAndTypesInOrder) {
     device1.send(toPort2);
     device2.send(toPort1);
     TextBox& pane0 = *program.FrmMain->txtCommunication[0];
-    const bool done = ui.runUntil(
-        program,
+    const bool done = run.until(
         [&] {
             if (typed.size() < 500 && at2.size() > typed.size() * 1500) {
                 typed.push_back(char(0x80 + typed.size() % 0x80));

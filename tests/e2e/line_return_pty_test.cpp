@@ -5,36 +5,21 @@
 
 #include <gtest/gtest.h>
 
-#include "components/serial/device_rule.h"
-#include "line/start_stop.h"
-#include "platform/quiet_platform.h"
-#include "tests/e2e/ui_loop.h"
 #include "tests/serial/line_fixtures.h"
+#include "tests/support/program_on_devices.h"
 
 namespace tvl::test {
 namespace {
 
 // A Host run between Port 1 (number 5, <folder>/dev/ttyS4) and Port 2 (virtual
 // port 902), whose client the test holds.
-struct LostLineRun {
+struct LostLineRun : testing::ProgramOnDevices {
     LostLineRun() {
         ::mkdir(dev().c_str(), 0700);
         plugIn();
-        devices = std::make_unique<SystemDevices>(ui.poster(), dev(), folder / "virtual");
-        ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = parts.line2 = devices.get();
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
-        program->state.OperationMode = 1;
-        program->state.MonitorChoice = 2;
-        program->mscComControl1.setCommPort(5);
-        program->mscComControl2.setCommPort(902);
-        program->mscComControl1.setPortOpen(true);
-        program->mscComControl2.setPortOpen(true);
-        mnuStartStop_Click(*program);
-        client = ::open((folder / "virtual/com902").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+        setUpHost("5", "902");
+        program->FrmMain->mnuStartStop->Click();
+        client = ::open((folder / "com902").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
     }
     ~LostLineRun() { ::close(client); }
     std::string dev() const { return folder / "dev"; }
@@ -46,12 +31,7 @@ struct LostLineRun {
         ASSERT_EQ(::symlink(device->terminal().c_str(), node.c_str()), 0);
     }
 
-    TempFolder folder;
-    UiLoop ui;
-    QuietPlatform platform;
     std::unique_ptr<PtyPair> device;
-    std::unique_ptr<SystemDevices> devices;
-    std::unique_ptr<Program> program;
     int client = -1;
 };
 
@@ -65,8 +45,7 @@ TEST(LineReturnOverPseudoTerminals, BytesThatReachedALineArriveOnceAndInOrder) {
 
     std::string atClient, atDevice;
     auto until = [&](auto done) {
-        return run.ui.runUntil(
-            program,
+        return run.until(
             [&] {
                 collect(client, atClient);
                 if (run.device->master() >= 0) collect(run.device->master(), atDevice);
@@ -121,11 +100,9 @@ TEST(LineReturnOverPseudoTerminals, BytesQueuedTowardALostLineComeOffItsCount) {
     const std::int64_t& count = program.state.ReceiveCount[1];
     // The device reads nothing: all but the pseudo-terminal's ~70 KiB stays queued.
     ASSERT_EQ(writeAll(run.client, noise(512 * 1024, 5)), 512u * 1024);
-    ASSERT_TRUE(run.ui.runUntil(
-        program, [&] { return count == 512 * 1024; }, 60s));
+    ASSERT_TRUE(run.until([&] { return count == 512 * 1024; }, 60s));
     run.device->closeMaster();
-    ASSERT_TRUE(run.ui.runUntil(
-        program, [&] { return program.mscComControl1.LineLost(); }, 20s));
+    ASSERT_TRUE(run.until([&] { return program.mscComControl1.LineLost(); }, 20s));
     EXPECT_TRUE(count >= 0 && count <= 128 * 1024) << count << " counted as received";
     EXPECT_EQ(program.FrmMain->fraTxRx[1]->Caption, "Receive:  " + std::to_string(count));
 }

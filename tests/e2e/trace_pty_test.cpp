@@ -10,14 +10,9 @@
 
 #include <map>
 
-#include "app/frm_main.h"
-#include "app/frm_setup.h"
-#include "components/serial/device_rule.h"
 #include "components/trace/trace_file.h"
-#include "platform/quiet_platform.h"
-#include "setup/setup.h"
-#include "tests/e2e/ui_loop.h"
 #include "tests/serial/line_fixtures.h"
+#include "tests/support/program_on_devices.h"
 #include "tests/support/tshark_trace.h"
 
 namespace tvl::test {
@@ -29,24 +24,12 @@ namespace {
 // wire time (taken to be before its bytes were read) and that silence.
 struct TracedHostRun {
     explicit TracedHostRun(const std::string& tracePath)
-        : devices(ui.poster(), "/nonexistent-devices", folder.path()),
-          trace(tracePath, [this](const std::string& why) { reports += why; }) {
-        ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = parts.line2 = &devices;
-        parts.trace = &trace;
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
-        mnuSetup_Click(*program);
-        program->frmSetup->optMode[1]->choose();
-        program->frmSetup->cboBPS->Text = "600";
-        program->frmSetup->txtComPort[0]->setText("901");
-        program->frmSetup->txtComPort[1]->setText("902");
-        program->frmSetup->cmdOK->Click();
-        program->FrmMain->mnuStartStop->Click();
+        : trace(tracePath, [this](const std::string& why) { reports += why; }),
+          host(&trace) {
+        host.setUpHost("901", "902", [](FrmSetup& setup) { setup.cboBPS->Text = "600"; });
+        host.program->FrmMain->mnuStartStop->Click();
         for (int i : {0, 1})
-            device[i] = ::open((folder / ("com90" + std::to_string(i + 1))).c_str(),
+            device[i] = ::open((host.folder / ("com90" + std::to_string(i + 1))).c_str(),
                                O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     }
     ~TracedHostRun() {
@@ -61,21 +44,16 @@ struct TracedHostRun {
             collect(device[1 - from], got);
             return got.size() >= bytes.size();
         };
-        ui.runUntil(*program, arrived, 10s);
+        host.until(arrived, 10s);
         return got == bytes;
     }
     void pause() {
-        const auto never = [] { return false; };
-        ui.runUntil(*program, never, 150ms);
+        host.until([] { return false; }, 150ms);
     }
 
-    UiLoop ui;
-    TempFolder folder;
-    QuietPlatform platform;
-    SystemDevices devices;
     std::string reports;  // written on the trace's thread, read after close()
     TraceFile trace;
-    std::unique_ptr<Program> program;
+    testing::ProgramOnDevices host;
     int device[2] = {-1, -1};
 };
 
@@ -101,7 +79,7 @@ TEST(TracedHostRun, ModbusRequestsAndAnswersComeBackFromTsharkOneFrameEachDecode
         ASSERT_TRUE(run.relay(1, answers.back()));
         run.pause();
     }
-    run.program->FrmMain->chkUARTControl[0]->setValue(1);  // Port 1 DTR on
+    run.host.program->FrmMain->chkUARTControl[0]->setValue(1);  // Port 1 DTR on
     run.trace.close();
 
     const auto frames = testing::readTrace(file);
@@ -119,7 +97,7 @@ TEST(TracedHostRun, ModbusRequestsAndAnswersComeBackFromTsharkOneFrameEachDecode
     EXPECT_EQ(byPortAndWay[std::pair(0, 1)], answers);
     EXPECT_EQ(byPortAndWay[std::pair(0, 0)], std::vector<std::string>{""});
     EXPECT_EQ(frames.back().lines, "DTR");
-    EXPECT_EQ(frames.front().name, "Port 1 (virtual port: " + (run.folder / "com901") + ")");
+    EXPECT_EQ(frames.front().name, "Port 1 (virtual port: " + (run.host.folder / "com901") + ")");
     const auto decoded = testing::printedBy("tshark -r " + file +
                                             " -d rtacser.data,mbrtu -Y mbrtu -T fields"
                                             " -e modbus.func_code -e modbus.request_frame");
@@ -151,19 +129,18 @@ TEST(TracedHostRun, ALiveTsharkOnAPipeSeesTheLineAndTheRunOutlivesIt) {
         collect(fileno(tshark), printed);
         return printed.find("68656c6c6f") != std::string::npos;  // "hello", as tshark prints it
     };
-    EXPECT_TRUE(run.ui.runUntil(*run.program, shown, 20s)) << printed;
+    EXPECT_TRUE(run.host.until(shown, 20s)) << printed;
     ::kill(-group, SIGTERM);
     ::pclose(tshark);
     // The trace stops while the lines are quiet; the run goes on.
-    EXPECT_TRUE(run.ui.runUntil(
-        *run.program, [&] { return !run.trace.running(); }, 10s));
+    EXPECT_TRUE(run.host.until([&] { return !run.trace.running(); }, 10s));
     const std::string more = noise(20000, 3);
     EXPECT_TRUE(run.relay(0, more));
     EXPECT_TRUE(run.relay(1, more));
     run.trace.close();
     EXPECT_EQ(run.reports,
               "trace " + pipe + ": its reader went away; the trace stops, the run goes on");
-    EXPECT_EQ(run.program->state.ReceiveCount[0], 5 + 20000);
+    EXPECT_EQ(run.host.program->state.ReceiveCount[0], 5 + 20000);
 }
 
 }  // namespace

@@ -7,53 +7,29 @@
 
 #include <fstream>
 
-#include "app/frm_setup.h"
-#include "components/serial/device_rule.h"
 #include "components/serial/network_device.h"
 #include "line/start_stop.h"
-#include "platform/quiet_platform.h"
-#include "setup/setup.h"
-#include "tests/e2e/ui_loop.h"
 #include "tests/network/network_fixtures.h"
+#include "tests/support/program_on_devices.h"
 
 namespace tvl::test {
 namespace {
 
 // The program with ports 301 and 302 in its ports file, set up in Host mode
 // through the Setup dialog.
-struct NetworkRun {
+struct NetworkRun : testing::ProgramOnDevices {
     NetworkRun(const std::string& port301, const std::string& port302) {
         std::ofstream(folder / "ports") << "301 " << port301 << "\n302 " << port302 << "\n";
-        devices = std::make_unique<SystemDevices>(ui.poster(), folder / "dev", folder / "virtual");
-        devices->usePortsFile(folder / "ports");
-        ProgramParts parts;
-        parts.platform = &platform;
-        parts.line1 = parts.line2 = devices.get();
-        program = std::make_unique<Program>(std::move(parts));
-        Main(*program);
-        program->frmSplash->Image1->Click();
+        devices.usePortsFile(folder / "ports");
     }
     void setUp(const char* speed, const char* parity, const char* dataBits) {
-        mnuSetup_Click(*program);
-        FrmSetup& setup = *program->frmSetup;
-        setup.optMode[1]->choose();
-        setup.cboBPS->Text = speed;
-        setup.cboParity->Text = parity;
-        setup.cboDataBits->Text = dataBits;
-        setup.txtComPort[0]->setText("301");
-        setup.txtComPort[1]->setText("302");
-        setup.cmdOK->Click();
-    }
-    bool until(const std::function<bool()>& done, std::chrono::milliseconds limit = 15s) {
-        return ui.runUntil(*program, done, limit);
+        setUpHost("301", "302", [&](FrmSetup& setup) {
+            setup.cboBPS->Text = speed;
+            setup.cboParity->Text = parity;
+            setup.cboDataBits->Text = dataBits;
+        });
     }
     SerialPort& port(int q) { return q == 0 ? program->mscComControl1 : program->mscComControl2; }
-
-    TempFolder folder;
-    UiLoop ui;
-    QuietPlatform platform;
-    std::unique_ptr<SystemDevices> devices;
-    std::unique_ptr<Program> program;
 };
 
 speed_t speedOf(const std::string& terminal) {
