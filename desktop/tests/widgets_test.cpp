@@ -214,6 +214,13 @@ TEST(QtView, PanesSendTheUsersKeysAndShowTheLinesBytesThroughTheEventLoop) {
     const QString typed = "AT<CR>ZAB<BS><CR><ESC><tab><ETX><SUB><CR><SOH>";
     EXPECT_TRUE(QTest::qWaitFor([&] { return pane->toPlainText() == typed; }, 2000))
         << pane->toPlainText().toStdString();
+    // The widget takes over only what changed after the part it shows: a text
+    // cut back, one with a new end, an emptied pane and a new start all show whole.
+    for (const char* text : {"AT<CR>ZAB", "AT<CR>ZQ<LF>", "", "Q", "AT"}) {
+        w.model([&] { w.form().txtCommunication[0]->setText(text); });
+        EXPECT_TRUE(QTest::qWaitFor([&] { return pane->toPlainText() == text; }, 2000))
+            << text << " shown as " << pane->toPlainText().toStdString();
+    }
     // A read-only Receive pane takes no key and changes nothing.
     const auto before = w.form().txtCommunication[1]->revision;
     QTest::keyClicks(w.widget("txtCommunication(1)"), "zz");

@@ -1,10 +1,9 @@
 #include "platform/qt/control_widgets.h"
 
 #include <QAbstractItemView>
-#include <QIcon>
-
 #include <QAccessible>
 #include <QAction>
+#include <QIcon>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
@@ -12,24 +11,19 @@
 #include <QStyle>
 #include <QStyleOptionFocusRect>
 #include <QToolButton>
+#include <algorithm>
+#include <cmath>
+#include <string_view>
 
 #include "platform/control.h"
 #include "platform/form.h"
+#include "platform/qt/latin1.h"
 #include "platform/qt/qt_desktop.h"
 #include "platform/qt/window_style.h"
 
 namespace tvl {
 
 namespace {
-
-// Compares with a QString without making one.
-QLatin1String latin1View(const std::string& text) {
-    return QLatin1String(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-QString latin1(const std::string& text) {
-    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 void setIfChanged(QWidget& w, const Control& c) {
     if (w.isVisibleTo(w.parentWidget()) != c.Visible) w.setVisible(c.Visible);
@@ -62,8 +56,6 @@ void setUpTextArea(QPlainTextEdit& box, const Control& model) {
         pal.setColor(QPalette::Disabled, role, pal.color(QPalette::Active, role));
     box.setPalette(pal);
 }
-
-std::string bytes(const QString& text) { return text.toLatin1().toStdString(); }
 
 }  // namespace
 
@@ -114,52 +106,79 @@ constexpr int kCaptionLeft = 8;  // pixels from the frame's left edge to its cap
 FrameWidget::FrameWidget(Frame& model, FormView& view, QWidget* parent)
     : QWidget(parent), model_(model), view_(view) {
     setAutoFillBackground(false);
+    captionText_.setTextFormat(Qt::PlainText);
     const ControlStyle style = styleOf(model);
     if (style.font) setFont(*style.font);
 }
 
 void FrameWidget::sync(bool panes) {
     syncCommon(*this, model_, view_);
+    // A bordered frame paints all of itself, so what lies below is not drawn
+    // again when its caption changes.
+    if (testAttribute(Qt::WA_OpaquePaintEvent) != model_.Border)
+        setAttribute(Qt::WA_OpaquePaintEvent, model_.Border);
     // A caption carries a byte counter: it goes with the pane text, at the panes' pace.
     if (panes && caption_ != latin1View(model_.Caption)) {
-        const QFontMetrics fm(font());
-        const int before = fm.horizontalAdvance(caption_);
+        const qsizetype before = caption_.size();
         caption_ = latin1(model_.Caption);
         nameByCaption(*this, model_, caption_);
         // Only the caption's strip is drawn again, not the pane in the frame.
-        update(kCaptionLeft, 0, std::max(before, fm.horizontalAdvance(caption_)) + 6, fm.height());
+        // Measuring text is dear: a caption is measured only when it grew (a
+        // counter gains a digit now and then); a character's width of slack
+        // covers a caption as long as the last but wider.
+        const QFontMetrics fm(font());
+        if (caption_.size() > before)
+            captionWidth_ = std::max(captionWidth_, fm.horizontalAdvance(caption_) + 6);
+        update(kCaptionLeft, 0, captionWidth_ + fm.averageCharWidth(), fm.height());
     }
+}
+
+void FrameWidget::drawEdge(QPainter& p, qreal mid) {
+    const ControlStyle style = styleOf(model_);
+    const QColor ground = style.background.value_or(palette().window().color());
+    const qreal ratio = devicePixelRatioF();
+    if (edge_.size() != size() * ratio || edgeGround_ != ground || edgeBorder_ != model_.Border) {
+        edge_ = QPixmap(size() * ratio);
+        edge_.setDevicePixelRatio(ratio);
+        edgeGround_ = ground;
+        edgeBorder_ = model_.Border;
+        // The ground is laid before the painter opens on the pixmap.
+        edge_.fill(model_.Border ? ground : QColor(Qt::transparent));
+        QPainter e(&edge_);
+        e.setRenderHint(QPainter::Antialiasing);
+        const QRectF all = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+        if (model_.Border) {
+            // An etched edge below the caption's middle.
+            const QRectF edge = all.adjusted(2, mid, -2, -2);
+            e.setPen(QPen(QColor(255, 255, 255, 150), 1));
+            e.drawRoundedRect(edge.translated(1, 1), 3, 3);
+            e.setPen(QPen(QColor(0x55, 0x5e, 0x68), 1));
+            e.drawRoundedRect(edge, 3, 3);
+        } else {
+            // A borderless group: a quiet panel behind its controls.
+            e.setPen(QColor(0x9a, 0xa4, 0xae));
+            e.setBrush(ground);
+            e.drawRoundedRect(all, 3, 3);
+        }
+    }
+    p.drawPixmap(0, 0, edge_);
 }
 
 void FrameWidget::paintEvent(QPaintEvent*) {
     QPainter p(this);
-    p.setRenderHint(QPainter::Antialiasing);
-    const ControlStyle style = styleOf(model_);
-    const QRectF all = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
-    if (!model_.Border) {
-        // A borderless group: a quiet panel behind its controls.
-        p.setPen(QColor(0x9a, 0xa4, 0xae));
-        p.setBrush(style.background.value_or(palette().window().color()));
-        p.drawRoundedRect(all, 3, 3);
-        return;
-    }
     const QFontMetrics fm(font());
-    const qreal mid = fm.height() / 2.0;
-    p.setPen(Qt::NoPen);
-    p.setBrush(style.background.value_or(palette().window().color()));
-    p.drawRect(rect());
-    // An etched edge below the caption's middle, with the caption on a gap in it.
-    const QRectF edge = QRectF(all).adjusted(2, mid, -2, -2);
-    p.setBrush(Qt::NoBrush);
-    p.setPen(QPen(QColor(255, 255, 255, 150), 1));
-    p.drawRoundedRect(edge.translated(1, 1), 3, 3);
-    p.setPen(QPen(QColor(0x55, 0x5e, 0x68), 1));
-    p.drawRoundedRect(edge, 3, 3);
-    if (!caption_.isEmpty()) {
-        const QRectF text(kCaptionLeft, 0, fm.horizontalAdvance(caption_) + 6, fm.height());
-        p.fillRect(text, style.background.value_or(palette().window().color()));
+    drawEdge(p, fm.height() / 2.0);
+    // The caption sits on a gap in the edge.
+    if (model_.Border && !caption_.isEmpty()) {
+        if (captionText_.text() != caption_) {
+            captionText_.setText(caption_);
+            captionText_.prepare(QTransform(), font());
+        }
+        captionWidth_ = static_cast<int>(std::ceil(captionText_.size().width())) + 6;
+        p.fillRect(QRectF(kCaptionLeft, 0, captionWidth_, fm.height()), edgeGround_);
         p.setPen(model_.Enabled ? QColor(0x10, 0x18, 0x20) : QColor(0x60, 0x60, 0x60));
-        p.drawText(text, Qt::AlignCenter, caption_);
+        p.drawStaticText(QPointF(kCaptionLeft + 3, (fm.height() - captionText_.size().height()) / 2),
+                         captionText_);
     }
 }
 
@@ -314,18 +333,21 @@ void PaneWidget::sync(bool panes) {
     revision_ = model_.revision;
     copying_ = true;
     const std::string& text = model_.Text();
-    // A text that only grew since the last copy gets just its new end.
-    if (!shown_.empty() && text.size() > shown_.size() &&
-        text.compare(0, shown_.size(), shown_) == 0) {
-        QTextCursor end(document());
-        end.movePosition(QTextCursor::End);
-        end.insertText(latin1(text.substr(shown_.size())));
-    } else {
-        setPlainText(latin1(text));
-    }
+    // Only what follows the part the widget already shows is replaced, in one
+    // edit: the text is laid out once, where moving a cursor or setPlainText
+    // would lay it out at every step.
+    const auto kept = static_cast<std::size_t>(
+        std::mismatch(shown_.begin(), shown_.end(), text.begin(), text.end()).first -
+        shown_.begin());
+    QTextCursor edit(document());
+    edit.beginEditBlock();
+    edit.setPosition(static_cast<int>(kept));
+    edit.setPosition(document()->characterCount() - 1, QTextCursor::KeepAnchor);
+    edit.insertText(latin1(std::string_view(text).substr(kept)));
+    QTextCursor caret(document());
+    caret.setPosition(static_cast<int>(std::min(model_.SelStart, text.size())));
+    edit.endEditBlock();
     shown_ = text;
-    QTextCursor caret = textCursor();
-    caret.setPosition(static_cast<int>(std::min(model_.SelStart, model_.Text().size())));
     setTextCursor(caret);
     ensureCursorVisible();
     copying_ = false;

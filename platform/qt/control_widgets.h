@@ -11,6 +11,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QStaticText>
 #include <QTimer>
 #include <QToolBar>
 #include <QWidget>
@@ -60,9 +61,19 @@ protected:
     void mouseReleaseEvent(QMouseEvent*) override;
 
 private:
+    void drawEdge(QPainter& p, qreal mid);
+
     Frame& model_;
     FormView& view_;
     QString caption_;
+    QStaticText captionText_;  // the caption laid out once for its paints
+    int captionWidth_ = 0;     // of the caption strip, as last painted
+    // The etched edge, or a borderless group's panel, drawn once for a size:
+    // a counter in the caption redraws its strip many times a second, and
+    // stroking a rounded edge is dear.
+    QPixmap edge_;
+    QColor edgeGround_;
+    bool edgeBorder_ = false;
 };
 
 class LabelWidget : public QLabel, public ControlView {

@@ -14,16 +14,13 @@
 #include "platform/control.h"
 #include "platform/form.h"
 #include "platform/qt/control_widgets.h"
+#include "platform/qt/latin1.h"
 #include "platform/qt/qt_desktop.h"
 #include "platform/qt/window_style.h"
 
 namespace tvl {
 
 namespace {
-
-QString latin1(const std::string& text) {
-    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 // A control kind this view draws no special widget for yet: placed and named only.
 class PlainWidget : public QWidget, public ControlView {

@@ -24,15 +24,12 @@
 #include "platform/qt/accessible_roles.h"
 #include "platform/qt/form_view.h"
 #include "platform/qt/help_window.h"
+#include "platform/qt/latin1.h"
 #include "platform/qt/window_style.h"
 
 namespace tvl {
 
 namespace {
-QString latin1(const std::string& text) {
-    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
-}
-std::string bytes(const QString& text) { return text.toLatin1().toStdString(); }
 std::string path(const QString& file) { return QFile::encodeName(file).toStdString(); }
 // The dialogs start in the program's folder. An installed program's folder
 // cannot be written, and there they start where the program was started (the
