@@ -73,20 +73,12 @@ TEST(DeviceOpen, ALineHeldExclusivelyIsRefusedAsBusyNamingItsHolder) {
     ASSERT_EQ(::symlink(pty.terminal().c_str(), node.c_str()), 0);
     HeadlessLoop ui;
     SystemDevices devices(ui.poster(), folder.path(), folder / "virtual");
-    const auto refusal = [&]() -> std::string {
-        try {
-            devices.open(5, LineSettings{}, false, false, {});
-            return "opened";
-        } catch (const SerialError& error) {
-            return error.what();
-        }
-    };
-    EXPECT_EQ(refusal(), "opened");
+    EXPECT_EQ(refusalOf(devices, 5), "(opened)");
     OtherProgram holder(pty, false, true);
     const std::string busy =
         node + " is used by another program (holder, process " + std::to_string(holder.pid) + ")";
-    EXPECT_EQ(refusal(), busy) << "as " << (geteuid() == 0 ? "root" : "a user");
-    EXPECT_EQ(asUser([&] { return refusal() == busy ? 0 : 1; }), 0) << "as a user";
+    EXPECT_EQ(refusalOf(devices, 5), busy) << "as " << (geteuid() == 0 ? "root" : "a user");
+    EXPECT_EQ(asUser([&] { return refusalOf(devices, 5) == busy ? 0 : 1; }), 0) << "as a user";
 }
 
 }  // namespace

@@ -78,6 +78,16 @@ inline int openAsUser(const std::string& path) {
         [&] { return ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK) >= 0 ? 0 : errno; });
 }
 
+// Why the factory refuses to open the number, or "(opened)".
+inline std::string refusalOf(SerialDeviceFactory& factory, int number) {
+    try {
+        factory.open(number, LineSettings{}, false, false, {});
+    } catch (const SerialError& refusal) {
+        return refusal.what();
+    }
+    return "(opened)";
+}
+
 // Waits, running nothing, until `done` holds; false when `limit` passed first.
 template <class Done>
 bool waitFor(Done done, std::chrono::milliseconds limit = 10s) {

@@ -15,15 +15,6 @@
 namespace tvl::test {
 namespace {
 
-std::string refusalOf(SerialDeviceFactory& factory, int number) {
-    try {
-        factory.open(number, LineSettings{}, false, false, {});
-    } catch (const SerialError& refusal) {
-        return refusal.what();
-    }
-    return "(opened)";
-}
-
 TEST(PortNumberRule, NamesTheDeviceOfEachRangeAndRefusesWhatIsNotThere) {
     HeadlessLoop ui;
     TempFolder folder;

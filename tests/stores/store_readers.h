@@ -91,14 +91,12 @@ inline XlsBook readXlsWithFreeXL(const std::string& path, std::string& error) {
 }
 
 // Through tests/stores/xls_dump.py, by xlrd or by Gnumeric's ssconvert.
-inline XlsBook readXlsWithXlrd(const std::string& path, std::string& error,
-                               bool gnumeric = false) {
+inline XlsBook readXlsWithXlrd(const std::string& path, std::string& error, bool gnumeric = false) {
     bool ok = false;
-    const std::string out = runCommand("/usr/bin/python3 " TVL_SOURCE_DIR
-                                       "/tests/stores/xls_dump.py " +
-                                           std::string(gnumeric ? "--gnumeric '" : "'") + path +
-                                           "' 2>&1",
-                                       ok);
+    const std::string out =
+        runCommand("/usr/bin/python3 " TVL_SOURCE_DIR "/tests/stores/xls_dump.py " +
+                       std::string(gnumeric ? "--gnumeric '" : "'") + path + "' 2>&1",
+                   ok);
     XlsBook book;
     if (!ok) return error = "xlrd: " + out.substr(0, 2000), book;
     std::istringstream in(out);
@@ -140,7 +138,7 @@ inline std::vector<Record> xlsRecords(const XlsBook& book, const Record& titles,
 
 // What the JavaScript mdb-reader sees (tests/mdb/node/mdb_reader_dump.js).
 struct MdbView {
-    std::vector<std::string> tables, system, columns;
+    std::vector<std::string> tables, columns;
     long rowCount = -1;
     std::vector<Record> rows;
 };
@@ -160,8 +158,8 @@ inline MdbView readMdbWithMdbReader(const std::string& path, std::string& error)
         w.erase(w.begin());
         if (tag == "rowcount") v.rowCount = std::stol(w.at(0));
         if (tag == "row" && w.size() == 2) v.rows.emplace_back(fromHex(w[0]), fromHex(w[1]));
-        if (tag != "tables" && tag != "system" && tag != "columns") continue;
-        auto& names = tag == "tables" ? v.tables : tag == "system" ? v.system : v.columns;
+        if (tag != "tables" && tag != "columns") continue;
+        auto& names = tag == "tables" ? v.tables : v.columns;
         for (const std::string& x : w)  // a column is NAME:TYPE:SIZE
             names.push_back(fromHex(x.substr(0, x.find(':'))) +
                             x.substr(std::min(x.size(), x.find(':'))));

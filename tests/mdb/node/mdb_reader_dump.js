@@ -16,7 +16,6 @@ const table = reader.getTable(tableName);
 const names = table.getColumnNames();
 const out = [
     'tables ' + reader.getTableNames().map(hex).join(' '),
-    'system ' + reader.getTableNames({ normalTables: false, systemTables: true }).map(hex).join(' '),
     'columns ' + table.getColumns().map((c) => `${hex(c.name)}:${c.type}:${c.size}`).join(' '),
     'rowcount ' + table.rowCount,
     ...table.getData().map((r) => 'row ' + names.map((n) => hex(r[n])).join(' ')),
