@@ -2,7 +2,7 @@
 // form the logic shows as a FormView, turns widget events into the model's
 // handlers through dispatch(), and after every dispatched event copies the
 // model's state to the widgets: at once after the user's events, with the
-// pane text (at most 20 times a second) after the lines' events and the
+// pane text (at most 10 times a second) after the lines' events and the
 // pump's ticks. It drives each model Timer with a TimerDriver.
 #pragma once
 
@@ -49,7 +49,7 @@ public:
     // How soon the widgets show what an event changed.
     enum class Copy {
         Now,    // at once: the user's own events
-        Paced,  // with the pane text, at most 20 times a second: the lines'
+        Paced,  // with the pane text, at most 10 times a second: the lines'
                 // events and the ticks of a running timer, which come often
     };
     // Runs a model event, then brings every view up to date as told.
@@ -79,9 +79,9 @@ public:
     // The help window, once help has been asked for; nullptr before.
     HelpWindow* helpWindow() const;
 
-    // Pane text is copied at most this often: 20 times a second reads as
-    // smooth, and a change after a pause is copied at once.
-    int paneIntervalMs = 50;
+    // Pane text is copied at most this often: traffic cannot be read faster,
+    // and a change after a pause is still copied at once.
+    int paneIntervalMs = 100;
     std::uint64_t paneCopies = 0;  // for benchmarks
 
 private:
