@@ -1,6 +1,7 @@
 #include "components/stores/file_io.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -100,6 +101,28 @@ Replaced replaceWhole(const std::string& file, std::string_view image, const cha
         return {Replaced::renamed, err};
     }
     return {};
+}
+
+int HeldFile::hold(int fd) {
+    struct stat st {};
+    if (::fstat(fd, &st) != 0) return errno;
+    dev = std::uint64_t(st.st_dev);
+    ino = std::uint64_t(st.st_ino);
+    named = std::chrono::steady_clock::now();
+    return 0;
+}
+
+bool HeldFile::asLeft(int fd, const std::string& path, std::uint64_t size) {
+    struct stat st {};
+    if (fd < 0 || ::fstat(fd, &st) != 0 || st.st_nlink == 0 || std::uint64_t(st.st_size) != size)
+        return false;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - named < std::chrono::seconds(1)) return true;
+    if (::stat(path.c_str(), &st) != 0 || std::uint64_t(st.st_dev) != dev ||
+        std::uint64_t(st.st_ino) != ino)
+        return false;
+    named = now;
+    return true;
 }
 
 }  // namespace tvl::fileio

@@ -4,6 +4,7 @@
 // Each call returns 0 or the errno of its failure.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -38,5 +39,21 @@ struct Replaced {
     int err = 0;  // 0: replaced
 };
 Replaced replaceWhole(const std::string& file, std::string_view image, const char* suffix);
+
+// The file a store holds open between records, and whether it is still as
+// the store left it, so that an append can go straight to its end.
+struct HeldFile {
+    std::uint64_t dev = 0, ino = 0;
+    std::chrono::steady_clock::time_point named{};  // when its path last named it
+
+    // Takes the identity of the open `fd`; the errno of a failed fstat, or 0.
+    int hold(int fd);
+    // Whether `fd` is still linked, `size` bytes long and named by `path`. The
+    // open file answers at once; its path, whose lookup costs more than a
+    // record's write, is looked up again at most once a second. A file deleted,
+    // replaced or grown by another program is seen at the next record; one
+    // moved away keeps that second's records.
+    bool asLeft(int fd, const std::string& path, std::uint64_t size);
+};
 
 }  // namespace tvl::fileio

@@ -3,7 +3,6 @@
 #include "components/stores/file_io.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -88,16 +87,13 @@ void KelMDBDatabase::Leave() {
     Release();
 }
 
-// The database stays open from one record to the next: OpenStore checks with
-// one stat that the path still names the file, at the size this object left
-// it, so that the appender's pages need not be read again. (As with the .tvl
+// The database stays open from one record to the next: OpenStore checks that
+// it is still as this object left it, so that the appender's pages need not
+// be read again. (As with the .tvl
 // file, a second writer of the same capture is not expected: a file replaced
 // or grown is read again, a row written into the last page is not seen.)
 bool KelMDBDatabase::AsLeft(const std::string& file) const {
-    struct stat st {};
-    return appender_ && fdPath_ == file && ::stat(file.c_str(), &st) == 0 &&
-           std::uint64_t(st.st_dev) == fdDev_ && std::uint64_t(st.st_ino) == fdIno_ &&
-           std::uint64_t(st.st_size) == appender_->fileSize();
+    return appender_ && fdPath_ == file && held_.asLeft(fd_, file, appender_->fileSize());
 }
 
 void KelMDBDatabase::Fail(const std::string& what, int err) const {
@@ -149,11 +145,8 @@ void KelMDBDatabase::OpenStore() {
     fd_ = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
     if (fd_ < 0) Fail("cannot open the database", errno);
     try {
-        struct stat st {};
-        if (::fstat(fd_, &st) != 0) throw std::system_error(errno, std::generic_category());
+        if (const int err = held_.hold(fd_)) throw std::system_error(err, std::generic_category());
         fdPath_ = file;
-        fdDev_ = std::uint64_t(st.st_dev);
-        fdIno_ = std::uint64_t(st.st_ino);
         std::uint8_t head[0x18] = {};
         const ssize_t n = ::pread(fd_, head, sizeof head, 0);
         if (n < 0) throw std::system_error(errno, std::generic_category());

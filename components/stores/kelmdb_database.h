@@ -19,6 +19,7 @@
 
 #include "components/stores/capture_store.h"
 #include "components/stores/deferred_sync.h"
+#include "components/stores/file_io.h"
 
 namespace tvl {
 
@@ -61,7 +62,7 @@ private:
 
     int fd_ = -1;
     std::string fdPath_;
-    std::uint64_t fdDev_ = 0, fdIno_ = 0;
+    mutable fileio::HeldFile held_;
     DeferredSync sync_;
     std::unique_ptr<jet4::Appender> appender_;
 };

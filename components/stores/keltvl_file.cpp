@@ -126,15 +126,10 @@ void KelTVLFile::OpenStore() {
     adoptFd(fd, file);
 }
 
-// The file stays open between records: OpenStore checks with one stat that
-// the path still names it, as this object left it, so that the append can
-// go straight to its end.
+// The file stays open between records: OpenStore checks that it is still as
+// this object left it, so that the append can go straight to its end.
 bool KelTVLFile::asWritten(const std::string& file) {
-    struct stat st {};
-    if (end_ == 0 || ::stat(file.c_str(), &st) != 0) return false;
-    if (std::uint64_t(st.st_dev) != fdDev_ || std::uint64_t(st.st_ino) != fdIno_ ||
-        std::uint64_t(st.st_size) != end_)
-        return false;
+    if (end_ == 0 || !held_.asLeft(fd_, file, end_)) return false;
     appendAt_ = end_;
     return true;
 }
@@ -143,11 +138,7 @@ void KelTVLFile::adoptFd(int fd, const std::string& file) {
     fd_ = fd;
     fdPath_ = file;
     end_ = 0;
-    struct stat st {};
-    if (::fstat(fd, &st) == 0) {
-        fdDev_ = std::uint64_t(st.st_dev);
-        fdIno_ = std::uint64_t(st.st_ino);
-    }
+    if (held_.hold(fd) != 0) held_ = {};  // never as left: read again at each record
     sync_.watch(fd, file);
 }
 

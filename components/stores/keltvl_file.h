@@ -25,6 +25,7 @@
 
 #include "components/stores/capture_store.h"
 #include "components/stores/deferred_sync.h"
+#include "components/stores/file_io.h"
 #include "components/stores/tvl_format.h"
 
 namespace tvl {
@@ -100,7 +101,7 @@ private:
     int fd_ = -1;
     std::string fdPath_;
     bool dirty_ = false;  // written since the last fsync
-    std::uint64_t fdDev_ = 0, fdIno_ = 0;
+    fileio::HeldFile held_;
     std::uint64_t end_ = 0;       // the file's size as this object left it; 0: not known
     std::uint64_t appendAt_ = 0;  // set by OpenStore when the file is as left
     DeferredSync sync_;
