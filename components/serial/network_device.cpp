@@ -2,7 +2,6 @@
 
 #include <gensio/gensio.h>
 #include <gensio/gensio_os_funcs.h>
-#include <gensio/gensio_unix.h>
 #include <gensio/sergensio.h>
 #include <pthread.h>
 #include <signal.h>
@@ -13,6 +12,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "components/serial/gensio_loops.h"
 #include "components/serial/line_tap.h"
 #include "components/serial/posix_device.h"
 #include "components/serial/termios_line.h"
@@ -376,7 +376,8 @@ struct NetworkDevice::Loop {
             gensio_os_funcs_service(o, &now);  // the selector lets go of it on its next pass
             o->release_iod(wakeIod);
         }
-        if (o) gensio_os_funcs_free(o);
+        // A connection still closing would call back into this loop: its loop is not reused.
+        if (o && closing == 0) gensioloops::giveBack(o);
     }
 };
 
@@ -407,8 +408,7 @@ std::unique_ptr<NetworkDevice> NetworkDevice::open(const std::string& device,
     if (d->wake_ < 0) throw SerialError(device + ": " + std::strerror(errno));
     d->loop_ = std::make_unique<Loop>(*d);
     Loop& loop = *d->loop_;
-    // A loop of its own, serviced by the line thread alone: no wake signal needed.
-    int err = gensio_unix_funcs_alloc(nullptr, 0, &loop.o);
+    int err = gensioloops::take(&loop.o);
     if (!err) {
         gensio_os_funcs_set_vlog(loop.o, quiet);
         err = loop.o->add_iod(loop.o, GENSIO_IOD_PIPE, d->wake_, &loop.wakeIod);

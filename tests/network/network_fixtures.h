@@ -7,7 +7,6 @@
 #include <gensio/gensio.h>
 #include <gensio/gensio_control.h>
 #include <gensio/gensio_os_funcs.h>
-#include <gensio/gensio_unix.h>
 #include <gensio/sergensio.h>
 #include <netinet/in.h>
 #include <signal.h>
@@ -24,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include "components/serial/gensio_loops.h"
 #include "tests/serial/line_fixtures.h"
 
 namespace tvl::test {
@@ -105,7 +105,7 @@ private:
 class DeviceServer {
 public:
     DeviceServer() {
-        gensio_unix_funcs_alloc(nullptr, 0, &o_);
+        gensioloops::take(&o_);
         str_to_gensio_accepter("telnet(rfc2217),tcp,127.0.0.1,0", o_, &DeviceServer::onAccept, this,
                                &accepter_);
         gensio_acc_startup(accepter_);
@@ -119,9 +119,15 @@ public:
     ~DeviceServer() {
         stop_ = true;
         thread_.join();
-        if (io_) gensio_free(io_);
+        // The connection is let go through gensio's loop, as a closing one must be.
+        if (io_) gensio_close(io_, [](gensio* io, void*) { gensio_free(io); }, nullptr);
+        gensio_acc_shutdown(accepter_, nullptr, nullptr);
+        for (int i = 0; i < 20; ++i) {
+            gensio_time slice{0, 5'000'000};
+            gensio_os_funcs_service(o_, &slice);
+        }
         gensio_acc_free(accepter_);
-        gensio_os_funcs_free(o_);
+        gensioloops::giveBack(o_);
     }
     std::string address() const { return "rfc2217://127.0.0.1:" + std::to_string(port_); }
 
