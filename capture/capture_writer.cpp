@@ -6,7 +6,7 @@
 
 namespace tvl {
 
-CaptureStore* captureStore(Program& program) {
+CaptureStore* captureStore(const Program& program) {
     switch (program.state.SavingMode) {
         case 1:
             return program.KelMDB.get();
@@ -65,28 +65,37 @@ void writeRecord(Program& program) {
     }
 }
 
+bool flushWrites(const Program& program, int i) {
+    if (!captureStore(program)) return false;
+    switch (program.state.MonitorChoice) {
+        case 2:  // pane 1 fills Port 1's column, pane 3 Port 2's
+            return i == 1 || i == 3;
+        case 0:
+        case 1:
+            return i == monitoredPane(program.state.MonitorChoice);
+        default:
+            return false;
+    }
+}
+
 void WriteFlush(Program& program, int i) {
+    if (!flushWrites(program, i)) return;
     SharedState& s = program.state;
     CaptureStore* store = captureStore(program);
-    if (!store) return;
     const FrmMain& main = *program.FrmMain;
     const std::string& text = main.txtCommunication[i]->Text();
-    const bool mdb = s.SavingMode == 1;
     if (s.MonitorChoice == 2) {
-        // Pane 1 fills Port 1's column, pane 3 Port 2's. The other column takes
-        // a blank when its pane is empty, and in a database when never given.
-        if (i != 1 && i != 3) return;
+        // The other column takes a blank when its pane is empty, and in a
+        // database when never given.
         std::string& column = i == 1 ? store->PortText1 : store->PortText2;
         std::string& other = i == 1 ? store->PortText2 : store->PortText1;
         column = text;
-        if ((mdb && other.empty()) || main.txtCommunication[4 - i]->Text().empty())
+        if ((s.SavingMode == 1 && other.empty()) || main.txtCommunication[4 - i]->Text().empty())
             other.assign(1, ' ');
-    } else if (s.MonitorChoice == 0 && i == monitoredPane(0)) {
+    } else if (s.MonitorChoice == 0) {
         store->PortText1 = text;
-    } else if (s.MonitorChoice == 1 && i == monitoredPane(1)) {
-        store->PortText2 = text;
     } else {
-        return;
+        store->PortText2 = text;
     }
     writeRecord(program);
 }

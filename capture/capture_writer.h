@@ -15,8 +15,12 @@ constexpr int monitoredPane(int monitorChoice) { return monitorChoice == 0 ? 3 :
 // The flush of pane i, run with the pane's text still in place.
 void WriteFlush(Program& program, int i);
 
+// Whether the flush of pane i gives its text to a store: otherwise the pane
+// only empties at its limit.
+bool flushWrites(const Program& program, int i);
+
 // The store of SavingMode (KelMDB, KelXLS, KelTVL for 1, 2, 3); nullptr for 0.
-CaptureStore* captureStore(Program& program);
+CaptureStore* captureStore(const Program& program);
 
 // Writes PortText1 and PortText2 of the store as one record. A store that
 // fails stops the run and says so, naming the file; no further record is

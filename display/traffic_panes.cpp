@@ -17,6 +17,17 @@ constexpr std::string_view mnemonics[32] = {
     "<DLE>",  "<DC1>", "<DC2>", "<DC3>", "<DC4>", "<NAK>", "<SYN>", "<ETB>",
     "<CAN>",  "<EM>",  "<SUB>", "<ESC>", "<FS>",  "<GS>",  "<RS>",  "<US>"};
 
+// The hexadecimal display form of code, written into `into`.
+std::string_view hexDigits(unsigned char code, char (&into)[4]) {
+    static const char digits[] = "0123456789ABCDEF";
+    std::size_t n = 0;
+    into[n++] = '<';
+    if (code >= 16) into[n++] = digits[code >> 4];
+    into[n++] = digits[code & 15];
+    into[n++] = '>';
+    return std::string_view(into, n);
+}
+
 void renderAscii(Program& program, TextBox& pane, int i) {
     std::uint8_t& seen = program.state.PaneSeen[i];
     const std::string& text = pane.Text();
@@ -72,12 +83,8 @@ void renderHex(Program& program, TextBox& pane, int i) {
 std::string_view mnemonic(unsigned char code) { return code < 32 ? mnemonics[code] : ""; }
 
 std::string hexForm(unsigned char code) {
-    static const char digits[] = "0123456789ABCDEF";
-    std::string form = "<";
-    if (code >= 16) form.push_back(digits[code >> 4]);
-    form.push_back(digits[code & 15]);
-    form.push_back('>');
-    return form;
+    char form[4];
+    return std::string(hexDigits(code, form));
 }
 
 void setCaption(Frame& frame, std::string_view text, std::int64_t count) {
@@ -94,31 +101,90 @@ void setCaption(Frame& frame, std::string_view text, std::int64_t count) {
     caption.append(digits, end);
 }
 
-bool appendSettled(Program& program, int Index, char c) {
-    TextBox& pane = *program.FrmMain->txtCommunication[Index];
+namespace {
+// Walks `bytes` appended to pane Index one at a time, as far as the change
+// handler would only render each or empty the pane at its limit. `shown`
+// takes each form that stays in the pane and its changes, `emptied` the
+// changes of each flush that writes nothing. Returns the bytes walked.
+template <class Shown, class Emptied>
+std::size_t walkSettled(const Program& program, int Index, std::string_view bytes, Shown shown,
+                        Emptied emptied) {
     const SharedState& s = program.state;
-    const std::size_t n = pane.Text().size();
-    if (s.PaneSeen[Index] != 0 || n + 1 >= PaneLimit) return false;
-    const auto code = static_cast<unsigned char>(c);
+    if (s.PaneSeen[Index] != 0 || s.DisplayMode > 1) return 0;
+    const bool hex = s.DisplayMode == 1;
     // The watched text of the pane's side, when in force: no other text can hit.
     const std::string* watched = s.WatchArmed[Index / 2] == 1 ? &s.WatchString[Index / 2] : nullptr;
-    if (s.DisplayMode == 0 && code > 0x1F) {  // stays as it came, compared alone
-        if (watched && *watched == std::string_view(&c, 1)) return false;
-        pane.appendSettled(std::string_view(&c, 1), 1);
-        return true;
+    std::size_t n = program.FrmMain->txtCommunication[Index]->Text().size();
+    char digits[4];
+    std::size_t k = 0;
+    for (; k < bytes.size(); ++k) {
+        const char c = bytes[k];
+        const auto code = static_cast<unsigned char>(c);
+        if (n + 1 >= PaneLimit) {  // the byte as it came reaches the limit: append, empty
+            if (flushWrites(program, Index)) break;
+            emptied(2);
+            n = 0;
+            continue;
+        }
+        std::string_view form;
+        if (!hex && code > 0x1F) {  // stays as it came, compared alone
+            if (watched && *watched == std::string_view(&c, 1)) break;
+            shown(std::string_view(&c, 1), 1);
+            ++n;
+            continue;
+        }
+        if (hex) {
+            form = hexDigits(code, digits);
+            if (n == 0) {  // the first in a pane is compared, after its rewrite
+                if (watched && *watched == form) break;
+                shown(form, 2);
+                n = form.size();
+                continue;
+            }
+        } else {
+            form = mnemonic(code);  // compared with the whole pane, before the rewrite
+            if (watched && watched->size() == n + form.size()) break;
+        }
+        if (n + form.size() >= PaneLimit) {  // the rewrite reaches the limit: append, rewrite, empty
+            if (flushWrites(program, Index)) break;
+            emptied(3);
+            n = 0;
+            continue;
+        }
+        shown(form, 2);
+        n += form.size();
     }
-    if (s.DisplayMode == 0) {  // its mnemonic, the whole pane compared
-        const std::string_view form = mnemonic(code);
-        const std::size_t after = n + form.size();
-        if (after >= PaneLimit || (watched && watched->size() == after)) return false;
-        pane.appendSettled(form, 2);
-        return true;
-    }
-    if (s.DisplayMode != 1 || n == 0) return false;  // the first in a pane is compared
-    const std::string form = hexForm(code);
-    if (n + form.size() >= PaneLimit) return false;
-    pane.appendSettled(form, 2);
-    return true;
+    return k;
+}
+}  // namespace
+
+std::size_t settledLength(const Program& program, int Index, std::string_view bytes) {
+    return walkSettled(program, Index, bytes, [](std::string_view, unsigned) {}, [](unsigned) {});
+}
+
+std::size_t appendSettled(Program& program, int Index, std::string_view bytes) {
+    // What the bytes add after the pane's last flush among them: the pane
+    // stays under its limit, so the rest of it fits.
+    char added[PaneLimit];
+    std::size_t size = 0;
+    unsigned changes = 0;
+    bool fromEmpty = false;
+    const std::size_t taken = walkSettled(
+        program, Index, bytes,
+        [&](std::string_view form, unsigned n) {
+            std::memcpy(added + size, form.data(), form.size());
+            size += form.size();
+            changes += n;
+        },
+        [&](unsigned n) {
+            size = 0;  // what the pane held and what the run added so far go together
+            changes += n;
+            fromEmpty = true;
+        });
+    if (changes > 0)
+        program.FrmMain->txtCommunication[Index]->appendSettled(std::string_view(added, size),
+                                                                changes, fromEmpty);
+    return taken;
 }
 
 void txtCommunication_Change(Program& program, int Index) {

@@ -17,11 +17,16 @@ inline constexpr std::size_t PaneLimit = 200;
 
 void txtCommunication_Change(Program& program, int Index);
 
-// Appends c to pane Index with the outcome of appending it and running the
-// change handler, in the common cases where the handler would only render
-// it (no limit reached, no watch that could hit), without running it. False,
-// with nothing done, in the other cases: the caller then appends as usual.
-bool appendSettled(Program& program, int Index, char c);
+// How many of `bytes`, appended to pane Index one at a time, would have the
+// change handler do no more than render them and empty the pane at its limit
+// (no watch that could hit, no record to write): those appendSettled may
+// take without running it.
+std::size_t settledLength(const Program& program, int Index, std::string_view bytes);
+
+// Appends as many of `bytes` as settledLength allows, with the outcome of
+// appending each and running the change handler, without running it; how
+// many it appended.
+std::size_t appendSettled(Program& program, int Index, std::string_view bytes);
 
 // The mnemonic of a byte 0x00..0x1F: "<null>", "<SOH>" ... "<US>".
 std::string_view mnemonic(unsigned char code);

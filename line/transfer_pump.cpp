@@ -14,9 +14,10 @@ namespace {
 // writes Port 2, p = 1 the reverse.
 //
 // A batch of ticks (batched) does the same steps with cheaper means: panes
-// take a byte without their handler where it would change nothing else,
+// take bytes without their handler where it would change nothing else,
 // counts reach the captions, and output the port, once at the end of the
 // batch or before a handler runs. No handler reads captions or output.
+// Ticks in which no handler runs go a run of bytes at a time (serveRun).
 struct Direction {
     Program& program;
     SharedState& s;
@@ -68,7 +69,7 @@ struct Direction {
 
     void append(int index, char c) {
         if (batched) {
-            if (appendSettled(program, index, c)) return;
+            if (appendSettled(program, index, std::string_view(&c, 1)) == 1) return;
             settle();  // the handler runs: what it may show is up to date
             other->settle();
         }
@@ -141,6 +142,37 @@ struct Direction {
         } else {
             serveTransparent(c);
         }
+    }
+
+    // How many of the bytes of the next ticks, up to `most`, this direction
+    // serves without running a handler; `most` when it serves them all so.
+    // The conversion goes a byte at a time.
+    std::size_t settled(std::string_view next, std::size_t most) {
+        next = next.substr(0, most);
+        if (next.empty()) return most;
+        const bool host = s.OperationMode == 1;
+        if (host && s.MaxPresentLength[p] != 0) return 0;
+        up = !host || to.LineUp();
+        std::size_t n = settledLength(program, rawIndex, next);
+        if (n > 0 && up) n = std::min(n, settledLength(program, deliveryIndex, next.substr(0, n)));
+        return n == next.size() ? most : n;
+    }
+
+    // The ticks' steps for bytes that settled() allowed: the same panes,
+    // counts and output, a run at a time.
+    void serveRun(std::string_view bytes) {
+        if (bytes.empty()) return;
+        last = bytes.back();
+        const auto n = static_cast<std::int64_t>(bytes.size());
+        if (up) {
+            s.ReceiveCount[p] += n;
+            counted[1] = true;
+            appendSettled(program, deliveryIndex, bytes);
+            if (s.OperationMode == 1) out.append(bytes);
+        }
+        s.TransmitCount[p] += n;
+        counted[0] = true;
+        appendSettled(program, rawIndex, bytes);
     }
 };
 
@@ -232,7 +264,17 @@ int tmrTarvoline_Ticks(Program& program, int most) {
     const Timer& timer = *program.FrmMain->tmrTarvoline;
     const std::size_t ticks = std::max({in[0].size(), in[1].size(), std::size_t{1}});
     std::size_t k = 0;
+    const auto next = [&](int p) { return std::string_view(in[p]).substr(std::min(k, in[p].size())); };
     while (k < ticks) {
+        // Ticks in which neither direction runs a handler touch what only
+        // their own direction touches: one direction's run, then the other's.
+        std::size_t run = d[0].settled(next(0), ticks - k);
+        if (run > 0) run = d[1].settled(next(1), run);
+        if (run > 0) {
+            for (int p = 0; p < 2; ++p) d[p].serveRun(next(p).substr(0, run));
+            k += run;
+            continue;
+        }
         for (int p = 0; p < 2; ++p)
             if (k < in[p].size()) d[p].serve(in[p][k]);
         ++k;

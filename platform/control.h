@@ -133,15 +133,18 @@ public:
     // Replaces the last n characters by with and runs Change: the same outcome
     // as writing the whole rewritten text.
     void replaceEnd(std::size_t n, std::string_view with);
-    // Adds text at the end as `changes` changes whose Change handling the
-    // caller has done itself, without running Change: for a writer that knows
-    // what its handler would leave.
-    void appendSettled(std::string_view text, unsigned changes) {
+    // Adds text at the end, after emptying the box where `fromEmpty`, as
+    // `changes` changes whose Change handling the caller has done itself,
+    // without running Change: for a writer that knows what its handler would
+    // leave.
+    void appendSettled(std::string_view text, unsigned changes, bool fromEmpty = false) {
+        if (fromEmpty) text_.clear();
         if (text.size() == 1)
             text_.push_back(text[0]);  // the common case, a byte that stays as it came
         else
             text_.append(text);
         SelStart = text_.size();
+        SelLength = 0;
         revision += changes;
     }
     // The user types a key: KeyPress, then the box's own editing at the caret

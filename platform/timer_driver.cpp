@@ -21,6 +21,9 @@ TimerDriver::Next TimerDriver::runSlice() {
     // Reading the clock costs a fair part of a fast tick: while ticks take
     // under kFastTick each, the clock is read only every `stride` ticks, and
     // a timer that can run many ticks at once is asked for them in one call.
+    // A call that cost a few microseconds whatever its ticks (its output
+    // written to the line) counts as fast, so a fixed cost per call does not
+    // hold the stride at one tick a call.
     // The stride carries over from the last slice, so that the bytes of a
     // chunk that arrived at once go through in one call, not in doubling runs.
     int& stride = stride_;
@@ -33,7 +36,8 @@ TimerDriver::Next TimerDriver::runSlice() {
         if (left > 0) continue;
         const auto now = clock_();
         if (now - start >= slice) break;
-        stride = now - checked < stride * kFastTick ? std::min(stride * 2, kMaxStride) : 1;
+        const auto took = now - checked;
+        stride = took < kQuickCall || took < stride * kFastTick ? std::min(stride * 2, kMaxStride) : 1;
         left = stride;
         checked = now;
     }

@@ -57,6 +57,8 @@ public:
     // up to kMaxStride of them: a slice overruns by at most that many ticks.
     static constexpr std::chrono::nanoseconds kFastTick{1000};
     static constexpr int kMaxStride = 1024;
+    // Ticks that took less than this since the last reading are fast, however few.
+    static constexpr std::chrono::nanoseconds kQuickCall{10'000};
 
 private:
     Timer& timer_;

@@ -26,12 +26,6 @@ constexpr auto kHungRetry = std::chrono::milliseconds(250);
 // than kCloseDrainAtMost in all, so that a stuck line cannot hold the end up.
 constexpr auto kCloseDrain = std::chrono::milliseconds(100);
 constexpr auto kCloseDrainAtMost = std::chrono::seconds(2);
-// The pump writes one byte per tick and port. While a run of bytes is under
-// way (the last write took more than one byte), output woken for the next
-// byte is held this long, input still read meanwhile, so that the run goes out
-// in a few large writes instead of one system call and one thread switch per
-// byte. A lone byte goes out at once. (Timers make the hold last 100-150 us.)
-constexpr auto kGatherOutput = std::chrono::microseconds(50);
 constexpr std::size_t kReadChunk = 64 * 1024;
 constexpr int kReadsPerWake = 16;
 
@@ -196,6 +190,14 @@ void PosixDevice::write(std::string_view bytes) {
             undelivered_ += bytes.size();
             return;
         }
+        // Nothing queued: the fd takes what it can from this thread at once,
+        // so that bytes reach the line without waking the line thread. The
+        // rest is queued; a line that failed is found out by the line thread.
+        if (outCount_.load() == 0) {
+            int failed;
+            bytes.remove_prefix(writeNow(bytes, failed));
+            if (bytes.empty()) return;
+        }
         const std::size_t queued = outCount_.load();
         const std::size_t room = queued < outputLimit_ ? outputLimit_ - queued : 0;
         if (bytes.size() > room) {
@@ -238,7 +240,6 @@ void PosixDevice::run() {
     auto nextModem = Clock::now() + kModemInterval;
     auto nextRetry = Clock::now();
     Clock::time_point drainUntil{}, drainEnd{};
-    Clock::time_point holdUntil{};  // output gathers until then; input is read meanwhile
     for (;;) {
         const std::size_t queued = outBufferCount();
         const bool pending = queued > 0;
@@ -250,19 +251,17 @@ void PosixDevice::run() {
             if (!pending || hungUp_ || Clock::now() >= std::min(drainUntil, drainEnd)) break;
         }
         const bool hung = hungUp_;
-        const bool holding = pending && !stop_ && Clock::now() < holdUntil;
         // At the input limit the fd rests, even for a hang-up or for output,
         // until the program takes input (which wakes the thread); what the line
         // says meanwhile is read later, in order. Only the close writes past it.
         const bool full = inBufferCount() >= kInputLimit;
         const bool rest = hung || (full && !stop_);
-        const short events = (full ? 0 : POLLIN) | (pending && !holding ? POLLOUT : 0);
+        const short events = (full ? 0 : POLLIN) | (pending ? POLLOUT : 0);
         pollfd fds[2] = {{wake_, POLLIN, 0}, {rest ? -1 : fd_, events, 0}};
         Clock::time_point until = Clock::time_point::max();
         if (modemLines_) until = std::min(until, nextModem);
         if (hung) until = std::min(until, nextRetry);
         if (stop_) until = std::min({until, drainUntil, drainEnd});
-        if (holding) until = std::min(until, holdUntil);
 
         timespec wait{};
         const bool timed = until != Clock::time_point::max();
@@ -277,7 +276,6 @@ void PosixDevice::run() {
         if (fds[0].revents & POLLIN) {
             std::uint64_t count;
             [[maybe_unused]] auto got = ::read(wake_, &count, sizeof count);
-            if (!pending && lastBatch_ > 1) holdUntil = Clock::now() + kGatherOutput;
         }
         if (!hung) {
             if (!full && (fds[1].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)))
@@ -342,21 +340,30 @@ void PosixDevice::writeQueued() {
         sendingHead_ = 0;
         std::lock_guard lock(outMutex_);
         sending_.swap(out_);
-        lastBatch_ = sending_.size();
     }
-    while (sendingHead_ < sending_.size()) {
-        const ssize_t n =
-            ::write(fd_, sending_.data() + sendingHead_, sending_.size() - sendingHead_);
+    int error = 0;
+    const std::size_t n = writeNow(std::string_view(sending_).substr(sendingHead_), error);
+    sendingHead_ += n;
+    outCount_ -= n;
+    if (error) hangUp(error);  // EIO, ENXIO, ENODEV: nothing takes the bytes
+}
+
+std::size_t PosixDevice::writeNow(std::string_view bytes, int& error) {
+    error = 0;
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::write(fd_, bytes.data() + done, bytes.size() - done);
         if (n > 0) {
-            if (tap_) tap_->transmitted({sending_.data() + sendingHead_, std::size_t(n)}, levels());
-            sendingHead_ += static_cast<std::size_t>(n);
-            outCount_ -= static_cast<std::size_t>(n);
+            if (tap_) tap_->transmitted(bytes.substr(done, std::size_t(n)), levels());
+            done += static_cast<std::size_t>(n);
+        } else if (n < 0 && errno == EINTR) {
             continue;
+        } else {
+            if (n < 0 && errno != EAGAIN) error = errno;
+            break;
         }
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0 && errno != EAGAIN) hangUp(errno);  // EIO, ENXIO, ENODEV: nothing takes the bytes
-        break;
     }
+    return done;
 }
 
 void PosixDevice::hangUp(int error) {

@@ -4,12 +4,14 @@
 // One thread per device ("the line thread") waits in poll() on the fd and on an
 // eventfd that wakes it. It reads eagerly into an input buffer, so the
 // kernel's buffer never overruns while the UI thread is busy, and stops
-// reading while the buffer holds its limit; it writes the output queue in
-// call order. It polls TIOCMGET every 10 ms
-// where the fd has modem lines. Everything it tells the port goes through the
-// Poster to the UI thread; a posted call holds only shared state, so one that
-// runs after the device is gone does nothing. Each chunk it reads or writes,
-// and each modem change it finds, goes to the line's tap as it happens.
+// reading while the buffer holds its limit. Output goes to the fd from the
+// writing thread while nothing is queued, so that a byte costs no thread
+// switch; what the fd does not take at once is queued, and the line thread
+// writes the queue in call order. It polls TIOCMGET every 10 ms where the fd
+// has modem lines. Everything it tells the port goes through the Poster to
+// the UI thread; a posted call holds only shared state, so one that runs
+// after the device is gone does nothing. Each chunk read or written, and each
+// modem change found, goes to the line's tap as it happens.
 //
 // A line that hangs up or vanishes (POLLHUP, POLLERR, EIO, ENXIO, ENODEV, end
 // of file) stops being read and is reported lost once: what was buffered can
@@ -95,6 +97,9 @@ private:
     void run();
     void readAvailable(short revents);
     void writeQueued();
+    // Writes what the fd takes of bytes now and tells the tap; the bytes
+    // taken. `error` is the errno that stopped it, 0 when the fd was full.
+    std::size_t writeNow(std::string_view bytes, int& error);
     void pollModem();
     void hangUp(int error);
     void comeBack();
@@ -115,7 +120,7 @@ private:
     std::string name_;
     Poster poster_;
     std::shared_ptr<Shared> shared_;
-    std::shared_ptr<LineTap> tap_;  // the line thread's: what it reads, writes and polls
+    std::shared_ptr<LineTap> tap_;  // told what is read, written and polled
     std::thread thread_;
     std::atomic<bool> stop_{false};
     std::atomic<bool> hungUp_{false};
@@ -123,16 +128,17 @@ private:
     std::atomic<std::uint32_t> modem_{0};
     std::atomic<bool> modemLines_{false};  // TIOCMGET works on this fd
 
-    // The UI thread takes input and queues output a byte at a time while the
-    // line thread reads and writes in chunks: the counts are atomics so that
-    // asking costs no lock, and no lock is held across a system call.
+    // The UI thread takes input a few bytes at a time while the line thread
+    // reads in chunks: the count is an atomic so that asking costs no lock.
     InputBuffer in_;
 
+    // Held by write() across its non-blocking write to the fd, so that a
+    // hang-up (which empties the queue under it) finds every byte either
+    // written, queued or counted as undelivered.
     std::mutex outMutex_;
     std::string out_;      // queued by write(), under outMutex_
     std::string sending_;  // the line thread's: taken from out_, not yet written
     std::size_t sendingHead_ = 0;
-    std::size_t lastBatch_ = 0;             // how many bytes sending_ took at once, last time
     std::atomic<std::size_t> outCount_{0};  // out_ and the rest of sending_
     std::size_t outputLimit_ = kOutputLimit;
     std::atomic<std::uint64_t> dropped_{0};

@@ -1,6 +1,7 @@
 // Two programs fed the same random bytes, one ticked singly, the other in the
 // desktop's batches of random size, show, count, send and capture the same after
-// every slice, in either mode and display form, with watches stopping mid-burst.
+// every slice, in either mode and display form, capturing or not, with watches
+// stopping mid-burst.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -35,7 +36,8 @@ struct TwinRun : testing::ProgramOnLines<QuietPlatform> {
     RecordingTVL* store = nullptr;
     std::string written[2];
 
-    // Started with the seed's mode, display, rows and watches, "Save TVL", "Monitor Both".
+    // Started with the seed's mode, display, rows, watches, monitored ports and
+    // "Save TVL" or "Not Save".
     explicit TwinRun(unsigned seed) {
         ProgramParts parts;
         parts.makeTVL = [this] {
@@ -50,8 +52,8 @@ struct TwinRun : testing::ProgramOnLines<QuietPlatform> {
         SharedState& s = program->state;
         s.OperationMode = random() % 2;
         s.DisplayMode = random() % 2;
-        s.MonitorChoice = 2;
-        s.SavingMode = 3;
+        s.MonitorChoice = random() % 3;
+        s.SavingMode = random() % 2 ? 3 : 0;
         const auto text = [&] {
             std::string t(random() % 4, ' ');
             for (char& c : t) c = alphabet[random() % alphabet.size()];

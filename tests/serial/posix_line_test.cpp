@@ -115,6 +115,11 @@ TEST(LineThread, ReadsEagerlyWhileTheUiIsBusyAndHoldsOutputNobodyReadsAtItsLimit
     writeAll(pty.master(), "more");  // the next arrival posts again
     ASSERT_TRUE(ui.runUntil([&] { return readable == 2; }));
 
+    // Output with nothing queued is on the line when write returns: no thread in between.
+    device->write("now");
+    EXPECT_EQ(device->outBufferCount(), 0u);
+    EXPECT_EQ(readSome(pty.master(), 3), "now");
+
     // Output nobody reads stops growing at the limit, keeping the oldest bytes.
     device->setOutputLimit(64 * 1024);
     sent = noise(1 << 20, 3);
