@@ -137,23 +137,6 @@ TYPED_TEST(PortContract, BytesPassBothWaysUnchangedAndInOrderAndReadableFollowsT
     EXPECT_EQ(this->backend.receive(out.size()), out);
 }
 
-// Bytes that arrive while earlier ones wait count with them and come after them.
-TYPED_TEST(PortContract, InputTakesAtMostInputLenBytes) {
-    SerialPort port(this->backend.factory());
-    this->open(port);
-    this->backend.send("xyz");
-    this->backend.ui.runUntil([&] { return port.InBufferCount() == 3; });
-    port.setInputLen(1);
-    EXPECT_EQ(port.Input(), "x");
-    this->backend.send("uvw");
-    this->backend.ui.runUntil([&] { return port.InBufferCount() == 5; });
-    port.setInputLen(2);
-    EXPECT_EQ(port.Input(), "yz");
-    port.setInputLen(0);
-    EXPECT_EQ(port.Input(), "uvw");
-    EXPECT_EQ(port.Input(), "");
-}
-
 TYPED_TEST(PortContract, ClosedPortHoldsLineLevelsAndDropsOutput) {
     SerialPort port(this->backend.factory());
     port.setCommPort(this->backend.number());

@@ -90,13 +90,7 @@ TEST(PortsFile, NumbersReachTheirDevicesAheadOfTheRule) {
     port.setPortOpen(true);
     EXPECT_EQ(port.device()->deviceName(), byId);
     port.Output("via by-id");
-    std::string got;
-    ASSERT_TRUE(waitFor([&] {
-        char buffer[64];
-        const ssize_t n = ::read(pty.master(), buffer, sizeof buffer);
-        if (n > 0) got.append(buffer, static_cast<std::size_t>(n));
-        return got == "via by-id";
-    }));
+    EXPECT_EQ(readSome(pty.master(), 9), "via by-id");
 }
 
 TEST(DeviceList, ShowsStableNamesWithTheirNumbersAndKeepsANumberForAPickedAdapter) {
