@@ -143,7 +143,6 @@ public:
         std::lock_guard lock(mutex_);
         return heard_;
     }
-    bool connected() const { return connected_; }
 
 private:
     static int onAccept(gensio_accepter*, void* data, int event, void* connection) {
@@ -153,11 +152,10 @@ private:
         server.io_ = static_cast<gensio*>(connection);
         gensio_set_callback(server.io_, &DeviceServer::onEvent, &server);
         gensio_set_read_callback_enable(server.io_, true);
-        server.connected_ = true;
         return 0;
     }
 
-    static int onEvent(gensio* io, void* data, int event, int err, unsigned char* buf, gensiods*,
+    static int onEvent(gensio* io, void* data, int event, int, unsigned char* buf, gensiods*,
                        const char* const*) {
         auto& server = *static_cast<DeviceServer*>(data);
         sergensio* serial = gensio_to_sergensio(io);
@@ -169,7 +167,6 @@ private:
         };
         switch (event) {
             case GENSIO_EVENT_READ:
-                if (err) server.connected_ = false;
                 return 0;
             case GENSIO_EVENT_SER_BAUD:
                 hear("speed " + std::to_string(value));
@@ -212,7 +209,6 @@ private:
     gensio* io_ = nullptr;
     int port_ = 0;
     std::atomic<bool> stop_{false};
-    std::atomic<bool> connected_{false};
     std::atomic<unsigned> speed_{0};
     std::mutex mutex_;
     std::optional<unsigned> pendingState_;
