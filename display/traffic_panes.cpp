@@ -102,6 +102,19 @@ void setCaption(Frame& frame, std::string_view text, std::int64_t count) {
 }
 
 namespace {
+// How many bytes at the start of `bytes` are above 0x1F, eight at a time.
+std::size_t printableRun(std::string_view bytes) {
+    constexpr std::uint64_t ones = 0x0101010101010101, highs = 0x8080808080808080;
+    std::size_t i = 0;
+    for (; i + 8 <= bytes.size(); i += 8) {
+        std::uint64_t x;
+        std::memcpy(&x, bytes.data() + i, 8);
+        if ((x - 0x20 * ones) & ~x & highs) break;  // some byte is below 0x20
+    }
+    while (i < bytes.size() && static_cast<unsigned char>(bytes[i]) > 0x1F) ++i;
+    return i;
+}
+
 // Walks `bytes` appended to pane Index one at a time, as far as the change
 // handler would only render each or empty the pane at its limit. `shown`
 // takes each form that stays in the pane and its changes, `emptied` the
@@ -115,6 +128,9 @@ std::size_t walkSettled(const Program& program, int Index, std::string_view byte
     // The watched text of the pane's side, when in force: no other text can hit.
     const std::string* watched = s.WatchArmed[Index / 2] == 1 ? &s.WatchString[Index / 2] : nullptr;
     std::size_t n = program.FrmMain->txtCommunication[Index]->Text().size();
+    // Bytes that stay as they came go a stretch at a time where no single
+    // character is watched.
+    const bool stretches = !hex && !(watched && watched->size() == 1);
     char digits[4];
     std::size_t k = 0;
     for (; k < bytes.size(); ++k) {
@@ -128,6 +144,13 @@ std::size_t walkSettled(const Program& program, int Index, std::string_view byte
         }
         std::string_view form;
         if (!hex && code > 0x1F) {  // stays as it came, compared alone
+            if (stretches && bytes.size() - k > 1) {
+                const std::size_t run = printableRun(bytes.substr(k, PaneLimit - 1 - n));
+                shown(bytes.substr(k, run), static_cast<unsigned>(run));
+                n += run;
+                k += run - 1;
+                continue;
+            }
             if (watched && *watched == std::string_view(&c, 1)) break;
             shown(std::string_view(&c, 1), 1);
             ++n;
@@ -159,6 +182,12 @@ std::size_t walkSettled(const Program& program, int Index, std::string_view byte
 }  // namespace
 
 std::size_t settledLength(const Program& program, int Index, std::string_view bytes) {
+    // With no watch armed on the pane's side and no record to write, the
+    // handler of a pane it is not rendering would only render and empty it.
+    const SharedState& s = program.state;
+    if (s.PaneSeen[Index] == 0 && s.DisplayMode <= 1 && s.WatchArmed[Index / 2] != 1 &&
+        !flushWrites(program, Index))
+        return bytes.size();
     return walkSettled(program, Index, bytes, [](std::string_view, unsigned) {}, [](unsigned) {});
 }
 
@@ -172,7 +201,10 @@ std::size_t appendSettled(Program& program, int Index, std::string_view bytes) {
     const std::size_t taken = walkSettled(
         program, Index, bytes,
         [&](std::string_view form, unsigned n) {
-            std::memcpy(added + size, form.data(), form.size());
+            if (form.size() == 1)
+                added[size] = form[0];  // the common case, a byte that stays as it came
+            else
+                std::memcpy(added + size, form.data(), form.size());
             size += form.size();
             changes += n;
         },

@@ -29,7 +29,7 @@ struct RecordingTVL : KelTVL {
     void CloseStore() override {}
 };
 
-const std::string alphabet = std::string("AB<\r\n\x01\xFF\0", 8);
+const std::string alphabet = std::string("AB<\r\n\x01\xFF\0\x1F ", 10);
 const char* const watches[] = {"A", "<", "<CR>", "<41>", "<D>", "AB<CR>", "<LF>", "B<SOH>"};
 
 struct TwinRun : testing::ProgramOnLines<QuietPlatform> {
@@ -64,7 +64,7 @@ struct TwinRun : testing::ProgramOnLines<QuietPlatform> {
             std::string* converted = p == 0 ? s.ConvertedValue1 : s.ConvertedValue2;
             for (int r = 0; s.OperationMode == 1 && r < 5; ++r) {
                 present[r] = text();
-                if (!present[r].empty()) converted[r] = text();
+                converted[r] = text();
                 s.MaxPresentLength[p] =
                     std::max(s.MaxPresentLength[p], static_cast<std::uint8_t>(present[r].size()));
             }
@@ -90,7 +90,8 @@ struct TwinRun : testing::ProgramOnLines<QuietPlatform> {
         for (int p = 0; p < 2; ++p)
             out.push_back(std::to_string(s.TransmitCount[p]) + " " +
                           std::to_string(s.ReceiveCount[p]) + " " + s.MatchBuffer[p] + " " +
-                          s.LastByte[p]);
+                          std::to_string(s.MatchPosition[p]) + std::to_string(s.MatchFailed[p]) +
+                          " " + s.LastByte[p]);
         out.push_back(std::to_string(s.RunState) + std::to_string(f.tmrTarvoline->Enabled) +
                       " waiting " + std::to_string(program->mscComControl1.InBufferCount()) + "/" +
                       std::to_string(program->mscComControl2.InBufferCount()));
