@@ -199,20 +199,25 @@ int main(int argc, char** argv) {
     double load = 0;
     ::getloadavg(&load, 1);
     std::printf("\nload average %.2f (figures are wall time; a busy machine lowers them)\n", load);
-    // Goals in MB/s per port, both ports busy; 0: measured only.
-    const std::pair<const char*, double> goals[] = {
-        {"TransparentAscii", 20},         {"HostFiveRules", 12},
-        {"TransparentAsciiSavingTvl", 5}, {"TransparentAsciiSavingXls", 5},
-        {"TransparentAsciiSavingMdb", 10},
+    // Goals in MB/s per port, both ports busy: the figures the last round of
+    // speed work reached on an idle machine, not to fall below, and an .mdb
+    // capture of at least 10.
+    const struct {
+        const char* name;
+        double least;
+        const char* what;
+    } goals[] = {
+        {"TransparentAscii", 42.7, "no regression"},
+        {"HostFiveRules", 17.8, "no regression"},
+        {"TransparentAsciiSavingTvl", 12.2, "no regression"},
+        {"TransparentAsciiSavingXls", 11.7, "no regression"},
+        {"TransparentAsciiSavingMdb", 10, "capture at least"},
     };
-    for (const auto& [name, goal] : goals) {
-        const auto found = figures().find(name);
+    for (const auto& goal : goals) {
+        const auto found = figures().find(goal.name);
         if (found == figures().end()) continue;
-        if (goal == 0)
-            std::printf("%-28s %6.2f MB/s per port (measured, no goal)\n", name, found->second);
-        else
-            std::printf("goal: %-22s >= %4.1f MB/s per port  %-8s (%.2f)\n", name, goal,
-                        found->second >= goal ? "met" : "NOT MET", found->second);
+        std::printf("goal: %-26s %-16s %4.1f MB/s per port  %-7s (%.2f)\n", goal.name, goal.what,
+                    goal.least, found->second >= goal.least ? "met" : "NOT met", found->second);
     }
     // A trace beside the pump keeps at least half its speed.
     for (const char* name : {"TransparentAscii", "HostFiveRules"}) {
@@ -220,8 +225,8 @@ int main(int argc, char** argv) {
         const auto traced = figures().find(std::string(name) + "Traced");
         if (plain == figures().end() || traced == figures().end()) continue;
         const double ratio = traced->second / plain->second;
-        std::printf("goal: %-22s traced/untraced >= 0.50  %-8s (%.2f: %.2f against %.2f MB/s)\n",
-                    name, ratio >= 0.5 ? "met" : "NOT MET", ratio, traced->second, plain->second);
+        std::printf("goal: %-26s traced/untraced at least 0.50  %-7s (%.2f: %.2f against %.2f MB/s)\n",
+                    name, ratio >= 0.5 ? "met" : "NOT met", ratio, traced->second, plain->second);
     }
     return 0;
 }
