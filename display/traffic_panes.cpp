@@ -120,14 +120,14 @@ std::size_t printableRun(std::string_view bytes) {
 // takes each form that stays in the pane and its changes, `emptied` the
 // changes of each flush that writes nothing. Returns the bytes walked.
 template <class Shown, class Emptied>
-std::size_t walkSettled(const Program& program, int Index, std::string_view bytes, Shown shown,
-                        Emptied emptied) {
+std::size_t walkSettled(const Program& program, int Index, const TextBox& pane,
+                        std::string_view bytes, Shown shown, Emptied emptied) {
     const SharedState& s = program.state;
     if (s.PaneSeen[Index] != 0 || s.DisplayMode > 1) return 0;
     const bool hex = s.DisplayMode == 1;
     // The watched text of the pane's side, when in force: no other text can hit.
     const std::string* watched = s.WatchArmed[Index / 2] == 1 ? &s.WatchString[Index / 2] : nullptr;
-    std::size_t n = program.FrmMain->txtCommunication[Index]->Text().size();
+    std::size_t n = pane.Text().size();
     // Bytes that stay as they came go a stretch at a time where no single
     // character is watched.
     const bool stretches = !hex && !(watched && watched->size() == 1);
@@ -188,7 +188,8 @@ std::size_t settledLength(const Program& program, int Index, std::string_view by
     if (s.PaneSeen[Index] == 0 && s.DisplayMode <= 1 && s.WatchArmed[Index / 2] != 1 &&
         !flushWrites(program, Index))
         return bytes.size();
-    return walkSettled(program, Index, bytes, [](std::string_view, unsigned) {}, [](unsigned) {});
+    return walkSettled(program, Index, *program.FrmMain->txtCommunication[Index], bytes,
+                       [](std::string_view, unsigned) {}, [](unsigned) {});
 }
 
 std::size_t appendSettled(Program& program, int Index, std::string_view bytes) {
@@ -198,8 +199,14 @@ std::size_t appendSettled(Program& program, int Index, std::string_view bytes) {
     std::size_t size = 0;
     unsigned changes = 0;
     bool fromEmpty = false;
+    TextBox& pane = *program.FrmMain->txtCommunication[Index];
+    if (bytes.size() == 1)  // one byte makes one change at most: straight to the pane
+        return walkSettled(
+            program, Index, pane, bytes,
+            [&](std::string_view form, unsigned n) { pane.appendSettled(form, n); },
+            [&](unsigned n) { pane.appendSettled({}, n, true); });
     const std::size_t taken = walkSettled(
-        program, Index, bytes,
+        program, Index, pane, bytes,
         [&](std::string_view form, unsigned n) {
             if (form.size() == 1)
                 added[size] = form[0];  // the common case, a byte that stays as it came
@@ -214,8 +221,7 @@ std::size_t appendSettled(Program& program, int Index, std::string_view bytes) {
             fromEmpty = true;
         });
     if (changes > 0)
-        program.FrmMain->txtCommunication[Index]->appendSettled(std::string_view(added, size),
-                                                                changes, fromEmpty);
+        pane.appendSettled(std::string_view(added, size), changes, fromEmpty);
     return taken;
 }
 
