@@ -137,11 +137,11 @@ void FrameWidget::drawEdge(QPainter& p, qreal mid) {
     const ControlStyle style = styleOf(model_);
     const QColor ground = style.background.value_or(palette().window().color());
     const qreal ratio = devicePixelRatioF();
-    if (edge_.size() != size() * ratio || edgeGround_ != ground || edgeBorder_ != model_.Border) {
+    const EdgeKey key{ground, mid, model_.Border};
+    if (edge_.size() != size() * ratio || edgeKey_ != key) {
         edge_ = QPixmap(size() * ratio);
         edge_.setDevicePixelRatio(ratio);
-        edgeGround_ = ground;
-        edgeBorder_ = model_.Border;
+        edgeKey_ = key;
         // The ground is laid before the painter opens on the pixmap.
         edge_.fill(model_.Border ? ground : QColor(Qt::transparent));
         QPainter e(&edge_);
@@ -175,7 +175,7 @@ void FrameWidget::paintEvent(QPaintEvent*) {
             captionText_.prepare(QTransform(), font());
         }
         captionWidth_ = static_cast<int>(std::ceil(captionText_.size().width())) + 6;
-        p.fillRect(QRectF(kCaptionLeft, 0, captionWidth_, fm.height()), edgeGround_);
+        p.fillRect(QRectF(kCaptionLeft, 0, captionWidth_, fm.height()), edgeKey_.ground);
         p.setPen(model_.Enabled ? QColor(0x10, 0x18, 0x20) : QColor(0x60, 0x60, 0x60));
         p.drawStaticText(QPointF(kCaptionLeft + 3, (fm.height() - captionText_.size().height()) / 2),
                          captionText_);

@@ -72,8 +72,12 @@ private:
     // a counter in the caption redraws its strip many times a second, and
     // stroking a rounded edge is dear.
     QPixmap edge_;
-    QColor edgeGround_;
-    bool edgeBorder_ = false;
+    struct EdgeKey {
+        QColor ground;
+        qreal mid = 0;  // the caption's middle, where the edge runs
+        bool border = false;
+        bool operator==(const EdgeKey&) const = default;
+    } edgeKey_;
 };
 
 class LabelWidget : public QLabel, public ControlView {
