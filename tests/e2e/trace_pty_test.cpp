@@ -98,12 +98,14 @@ TEST(TracedHostRun, ModbusRequestsAndAnswersComeBackFromTsharkOneFrameEachDecode
     EXPECT_EQ(byPortAndWay[std::pair(0, 0)], std::vector<std::string>{""});
     EXPECT_EQ(frames.back().lines, "DTR");
     EXPECT_EQ(frames.front().name, "Port 1 (virtual port: " + (run.host.folder / "com901") + ")");
-    const auto decoded = testing::printedBy("tshark -r " + file +
-                                            " -d rtacser.data,mbrtu -Y mbrtu -T fields"
-                                            " -e modbus.func_code -e modbus.request_frame");
+    const std::string decode = "tshark -r " + file +
+                               " -d rtacser.data,mbrtu -Y mbrtu -T fields"
+                               " -e modbus.func_code -e modbus.request_frame";
+    bool ok = false;
+    std::istringstream decoded(testing::runCommand(decode, ok));
     // Function 3 each, read and sent: a request twice, then an answer (naming its request) twice.
     std::string kinds;
-    for (const std::string& row : decoded)
+    for (std::string row; std::getline(decoded, row);)
         kinds += row.rfind("3\t", 0) ? '?' : row.size() > 2 ? 'A' : 'Q';
     EXPECT_EQ(kinds, "QQAAQQAAQQAA");
     EXPECT_EQ(run.reports, "");

@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -165,30 +166,24 @@ private:
             std::lock_guard lock(server.mutex_);
             server.heard_.push_back(what);
         };
-        switch (event) {
-            case GENSIO_EVENT_READ:
-                return 0;
-            case GENSIO_EVENT_SER_BAUD:
-                hear("speed " + std::to_string(value));
-                return sergensio_baud(serial, server.speed_ ? server.speed_.load() : value, nullptr,
-                                      nullptr);
-            case GENSIO_EVENT_SER_DATASIZE:
-                return sergensio_datasize(serial, value, nullptr, nullptr);
-            case GENSIO_EVENT_SER_PARITY:
-                return sergensio_parity(serial, value, nullptr, nullptr);
-            case GENSIO_EVENT_SER_STOPBITS:
-                return sergensio_stopbits(serial, value, nullptr, nullptr);
-            case GENSIO_EVENT_SER_FLOWCONTROL:
-                return sergensio_flowcontrol(serial, value, nullptr, nullptr);
-            case GENSIO_EVENT_SER_DTR:
-                hear(value == SERGENSIO_DTR_ON ? "DTR on" : "DTR off");
-                return sergensio_dtr(serial, value, nullptr, nullptr);
-            case GENSIO_EVENT_SER_RTS:
-                hear(value == SERGENSIO_RTS_ON ? "RTS on" : "RTS off");
-                return sergensio_rts(serial, value, nullptr, nullptr);
-            default:
-                return GE_NOTSUP;
-        }
+        if (event == GENSIO_EVENT_READ) return 0;
+        if (event == GENSIO_EVENT_SER_BAUD) hear("speed " + std::to_string(value));
+        if (event == GENSIO_EVENT_SER_DTR) hear(value == SERGENSIO_DTR_ON ? "DTR on" : "DTR off");
+        if (event == GENSIO_EVENT_SER_RTS) hear(value == SERGENSIO_RTS_ON ? "RTS on" : "RTS off");
+        // Each setting is taken as asked, but a speed the server is told to answer.
+        const bool ownSpeed = event == GENSIO_EVENT_SER_BAUD && server.speed_;
+        using Set = int (*)(sergensio*, unsigned, sergensio_done, void*);
+        static const std::map<int, Set> sets = {
+            {GENSIO_EVENT_SER_BAUD, sergensio_baud},
+            {GENSIO_EVENT_SER_DATASIZE, sergensio_datasize},
+            {GENSIO_EVENT_SER_PARITY, sergensio_parity},
+            {GENSIO_EVENT_SER_STOPBITS, sergensio_stopbits},
+            {GENSIO_EVENT_SER_FLOWCONTROL, sergensio_flowcontrol},
+            {GENSIO_EVENT_SER_DTR, sergensio_dtr},
+            {GENSIO_EVENT_SER_RTS, sergensio_rts}};
+        const auto set = sets.find(event);
+        if (set == sets.end()) return GE_NOTSUP;
+        return set->second(serial, ownSpeed ? server.speed_.load() : value, nullptr, nullptr);
     }
 
     void run() {

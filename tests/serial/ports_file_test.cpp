@@ -1,32 +1,19 @@
 // The ports file: the user's numbers ahead of the rule, the device list built
 // with it, and the numbers a pick keeps there for USB adapters.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "components/serial/device_rule.h"
 #include "components/serial/ports_file.h"
 #include "tests/serial/line_fixtures.h"
+#include "tests/support/text_io.h"
 
 namespace tvl::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-void write(const std::string& file, const std::string& text) {
-    fs::create_directories(fs::path(file).parent_path());
-    std::ofstream(file) << text;
-}
-
-std::string contents(const std::string& file) {
-    std::ifstream in(file);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using testing::readFile, testing::writeFile;
 
 TEST(PortsFile, KeepsGoodLinesReportsBadOnesByLineAndAppendsWithoutLoss) {
     TempFolder folder;
@@ -42,7 +29,7 @@ TEST(PortsFile, KeepsGoodLinesReportsBadOnesByLineAndAppendsWithoutLoss) {
         "313 rfc2217://gw\n"
         "314 /dev/a /dev/b\n"
         "300 /dev/ttyS3";  // no newline at the end
-    write(path, text);
+    writeFile(path, text);
     const PortsFile file = readPortsFile(path);
     std::vector<std::tuple<int, std::string, int>> entries;
     for (const auto& e : file.entries) entries.emplace_back(e.number, e.device, e.line);
@@ -62,9 +49,9 @@ TEST(PortsFile, KeepsGoodLinesReportsBadOnesByLineAndAppendsWithoutLoss) {
     EXPECT_FALSE(parseNetworkAddress("rfc2217://gw:65536"));
 
     addToPortsFile(path, freePortNumber(file), "/dev/serial/by-id/usb-Arduino-if00");
-    EXPECT_EQ(contents(path), text + "\n301 /dev/serial/by-id/usb-Arduino-if00\n");
+    EXPECT_EQ(readFile(path), text + "\n301 /dev/serial/by-id/usb-Arduino-if00\n");
     addToPortsFile(folder / "new/tarvoline/ports", 300, "tcp://gw:1");  // folders made
-    EXPECT_EQ(contents(folder / "new/tarvoline/ports"), "300 tcp://gw:1\n");
+    EXPECT_EQ(readFile(folder / "new/tarvoline/ports"), "300 tcp://gw:1\n");
     EXPECT_THROW(addToPortsFile(folder / "ports/inside", 300, "tcp://gw:1"), SerialError);
 }
 
@@ -75,7 +62,7 @@ TEST(PortsFile, NumbersReachTheirDevicesAheadOfTheRule) {
     fs::create_symlink(pty.terminal(), folder / "by-id/usb-FTDI_FT232R_A50285BI-if00-port0");
     const std::string byId = folder / "by-id/usb-FTDI_FT232R_A50285BI-if00-port0";
     // 5 would be ttyS4 by the rule, which is missing; 901 would be a virtual port.
-    write(folder / "ports", "5 " + byId + "\n901 tcp://127.0.0.1:9\n");
+    writeFile(folder / "ports", "5 " + byId + "\n901 tcp://127.0.0.1:9\n");
     HeadlessLoop ui;
     SystemDevices devices(ui.poster(), folder.path(), folder / "virtual");
     devices.usePortsFile(folder / "ports");
@@ -97,24 +84,24 @@ TEST(DeviceList, ShowsStableNamesWithTheirNumbersAndKeepsANumberForAPickedAdapte
     TempFolder tree;
     // A UART, a ttyS with no UART behind it, a USB adapter with a product name
     // two levels up, a modem known by its by-id link, a console.
-    write(tree / "class/ttyS0/type", "4");
-    write(tree / "class/ttyS1/type", "0");
-    write(tree / "devices/usb1/1-1/product", "FT232R USB UART");
+    writeFile(tree / "class/ttyS0/type", "4");
+    writeFile(tree / "class/ttyS1/type", "0");
+    writeFile(tree / "devices/usb1/1-1/product", "FT232R USB UART");
     fs::create_directories(tree / "devices/usb1/1-1/1-1:1.0/ttyUSB0");
     fs::create_directories(tree / "class/ttyUSB0");
     fs::create_directory_symlink(tree / "devices/usb1/1-1/1-1:1.0/ttyUSB0",
                                  tree / "class/ttyUSB0/device");
     fs::create_directories(tree / "class/ttyACM1");
     fs::create_directories(tree / "class/tty0");
-    write(tree / "dev/ttyUSB0", "");
-    write(tree / "dev/ttyACM1", "");
+    writeFile(tree / "dev/ttyUSB0", "");
+    writeFile(tree / "dev/ttyACM1", "");
     fs::create_directories(tree / "by-id");
     const std::string ftdi = tree / "by-id/usb-FTDI_FT232R_USB_UART_A50285BI-if00-port0";
     const std::string uno = tree / "by-id/usb-Arduino_Uno_75830-if00";
     fs::create_symlink(tree / "dev/ttyUSB0", ftdi);
     fs::create_symlink(tree / "dev/ttyACM1", uno);
     const std::string ports = tree / "config/tarvoline/ports";
-    write(ports, "300 " + uno + "\n310 rfc2217://gw:4001\n320 /dev/serial/by-id/gone\nbad\n");
+    writeFile(ports, "300 " + uno + "\n310 rfc2217://gw:4001\n320 /dev/serial/by-id/gone\nbad\n");
 
     HeadlessLoop ui;
     SystemDevices devices(ui.poster(), tree / "dev", tree / "virtual");
@@ -145,7 +132,7 @@ TEST(DeviceList, ShowsStableNamesWithTheirNumbersAndKeepsANumberForAPickedAdapte
     EXPECT_EQ(readPortsFile(ports).entries.size(), 4u);
 
     // A file number that takes the rule's number of a UART leaves it none until picked.
-    write(ports, "1 tcp://gw:1\n");
+    writeFile(ports, "1 tcp://gw:1\n");
     const auto taken = devices.listing();
     EXPECT_EQ(taken[0].text, "no number = " + tree / "dev/ttyS0");
     EXPECT_EQ(devices.keepNumber(taken[0]), 300);

@@ -6,7 +6,6 @@
 #include <freexl.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -23,17 +22,6 @@ struct XlsBook {
     std::vector<std::string> names;
     std::vector<XlsSheet> sheets;
 };
-
-// A command's standard output; `ok` false when it did not exit 0.
-inline std::string runCommand(const std::string& command, bool& ok) {
-    std::string out;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (!pipe) return ok = false, out;
-    char buf[65536];
-    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, pipe)) > 0;) out.append(buf, n);
-    ok = ::pclose(pipe) == 0;
-    return out;
-}
 
 // A text as the dump scripts print it: hex digits, "-" when empty, "null" for none.
 inline std::string fromHex(const std::string& hex) {

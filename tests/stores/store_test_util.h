@@ -2,11 +2,8 @@
 #pragma once
 
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <csignal>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
@@ -16,6 +13,7 @@
 
 #include "components/stores/keltvl_file.h"
 #include "tests/support/scratch_folder.h"
+#include "tests/support/text_io.h"
 
 namespace tvl::testing {
 
@@ -35,16 +33,6 @@ inline std::string utf8ToLatin1(const char* s) {
         }
     }
     return out;
-}
-
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-inline void writeFile(const std::string& path, const std::string& bytes) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), std::streamsize(bytes.size()));
 }
 
 // While alive, a write past `bytes` fails as on a full disk (EFBIG, signal ignored).

@@ -2,27 +2,13 @@
 // trace writes is what Wireshark sees. (Header only.)
 #pragma once
 
-#include <cstdio>
 #include <sstream>
 #include <string>
 #include <vector>
 
-namespace tvl::testing {
+#include "tests/support/text_io.h"
 
-// What a shell command printed, line by line.
-inline std::vector<std::string> printedBy(const std::string& command) {
-    std::vector<std::string> lines(1);
-    FILE* pipe = ::popen(command.c_str(), "r");
-    for (int c; pipe && (c = std::fgetc(pipe)) != EOF;) {
-        if (c == '\n')
-            lines.emplace_back();
-        else
-            lines.back().push_back(static_cast<char>(c));
-    }
-    if (pipe) ::pclose(pipe);
-    lines.pop_back();
-    return lines;
-}
+namespace tvl::testing {
 
 struct TracedFrame {
     int interface = -1;
@@ -35,12 +21,15 @@ struct TracedFrame {
 
 inline std::vector<TracedFrame> readTrace(const std::string& path) {
     std::vector<TracedFrame> frames;
-    for (const std::string& row :
-         printedBy("tshark -r '" + path +
-                   "' -T fields -E separator=/t -e frame.interface_id"
-                   " -e frame.interface_name -e frame.time_epoch -e rtacser.timestamp"
-                   " -e rtacser.eventtype -e rtacser.cts -e rtacser.dcd -e rtacser.dsr"
-                   " -e rtacser.rts -e rtacser.dtr -e rtacser.ring -e data.data 2>/dev/null")) {
+    bool ok = false;
+    std::istringstream rows(
+        runCommand("tshark -r '" + path +
+                       "' -T fields -E separator=/t -e frame.interface_id"
+                       " -e frame.interface_name -e frame.time_epoch -e rtacser.timestamp"
+                       " -e rtacser.eventtype -e rtacser.cts -e rtacser.dcd -e rtacser.dsr"
+                       " -e rtacser.rts -e rtacser.dtr -e rtacser.ring -e data.data 2>/dev/null",
+                   ok));
+    for (std::string row; std::getline(rows, row);) {
         std::vector<std::string> f;
         std::stringstream fields(row);
         for (std::string field; std::getline(fields, field, '\t');) f.push_back(field);
