@@ -1,7 +1,6 @@
 // What a run writes to its capture beyond what the scenarios read back: a
 // store failing in the middle of a run, one-port runs into every store, and
 // when the other column of a record is a blank.
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>

@@ -43,10 +43,7 @@ struct ReviewRig : testing::ScratchFolder, testing::ProgramOnLines<QuietPlatform
     std::string writeCapture(const std::string& name, int records,
                              const std::function<void(KelTVL&, int)>& fill) {
         KelTVL& store = *program->KelTVL;
-        store.StoreFolder = folder();
-        store.StoreName = name;
-        store.PortTitle1 = "Port1 (DTE1): ";
-        store.PortTitle2 = "Port2 (DTE2/DCE): ";
+        testing::place(store, file(name), {"Port1 (DTE1): ", "Port2 (DTE2/DCE): "});
         store.OpenStore();
         for (int i = 0; i < records; ++i) {
             fill(store, i);

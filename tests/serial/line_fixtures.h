@@ -6,13 +6,11 @@
 #include <linux/capability.h>
 #include <poll.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdint>
 #include <random>
 #include <string>
 #include <string_view>
@@ -21,12 +19,14 @@
 #include "components/serial/serial_port.h"
 #include "platform/headless_loop.h"
 #include "tests/support/scratch_folder.h"
+#include "tests/support/text_io.h"
 
 namespace tvl::test {
 
 using namespace std::chrono_literals;
 
 using TempFolder = testing::ScratchFolder;
+using testing::allBytes;
 
 // A pseudo-terminal whose master the test holds as the far end of a line; the
 // device under test opens the other end by its path.
@@ -146,12 +146,6 @@ inline std::string noise(std::size_t size, unsigned seed) {
     std::mt19937 random(seed);
     std::string bytes(size, '\0');
     for (auto& byte : bytes) byte = static_cast<char>(random() & 0xff);
-    return bytes;
-}
-
-inline std::string allByteValues() {
-    std::string bytes;
-    for (int value = 0; value < 256; ++value) bytes.push_back(static_cast<char>(value));
     return bytes;
 }
 

@@ -123,7 +123,7 @@ TYPED_TEST(PortContract, BytesPassBothWaysUnchangedAndInOrderAndReadableFollowsT
     };
     this->open(port);
 
-    const std::string in = allByteValues() + "\r\n\r" + std::string(3, '\0');
+    const std::string in = allBytes() + "\r\n\r" + std::string(3, '\0');
     this->backend.send(in);
     ASSERT_TRUE(this->backend.ui.runUntil([&] { return waitingWhenRaised >= 0; }));
     EXPECT_GT(waitingWhenRaised, 0) << "readable was raised before the bytes waited";
@@ -132,8 +132,8 @@ TYPED_TEST(PortContract, BytesPassBothWaysUnchangedAndInOrderAndReadableFollowsT
 
     port.Output("first ");
     port.Output(std::string("\0\x11\x13\r\n", 5));
-    port.Output(allByteValues());
-    const std::string out = "first " + std::string("\0\x11\x13\r\n", 5) + allByteValues();
+    port.Output(allBytes());
+    const std::string out = "first " + std::string("\0\x11\x13\r\n", 5) + allBytes();
     EXPECT_EQ(this->backend.receive(out.size()), out);
 }
 

@@ -22,10 +22,7 @@ using Names = std::vector<std::string>;
 
 struct Database {
     Database(const std::string& folder, const std::string& title1, const std::string& title2) {
-        db.StoreFolder = folder;
-        db.StoreName = "capture.mdb";
-        db.PortTitle1 = title1;
-        db.PortTitle2 = title2;
+        place(db, folder + "capture.mdb", {title1, title2});
         db.CreateStore();
         db.CloseStore();
     }

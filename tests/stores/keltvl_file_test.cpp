@@ -16,25 +16,24 @@ namespace {
 
 // The store of the file at `path`.
 struct At : KelTVLFile {
-    explicit At(const std::string& path) {
-        StoreFolder = path.substr(0, path.rfind('/') + 1);
-        StoreName = path.substr(path.rfind('/') + 1);
+    explicit At(const std::string& path, const Record& titles = {}) { place(*this, path, titles); }
+    // One record, the file opened and closed around it as the capture writer does.
+    void append(const Record& r, int head = 0) {
+        PortText1 = r.first;
+        PortText2 = r.second;
+        OpenStore();
+        AppendRecord(head);
+        CloseStore();
     }
 };
 
 // One open/append/close per record, the first starting the file.
 void writeCapture(const std::string& path, const std::vector<Record>& records) {
-    At f(path);
-    f.PortTitle1 = "title one";
-    f.PortTitle2 = "title two";
+    At f(path, {"title one", "title two"});
     f.KeepPortTime = true;  // record i at i seconds past 1970: the file's bytes are known
     for (std::size_t i = 0; i < records.size(); ++i) {
         f.PortTime = std::int64_t(i) * 1000000;
-        f.PortText1 = records[i].first;
-        f.PortText2 = records[i].second;
-        f.OpenStore();
-        f.AppendRecord(i == 0 ? 1 : 0);
-        f.CloseStore();
+        f.append(records[i], i == 0 ? 1 : 0);
     }
 }
 
@@ -67,11 +66,7 @@ TEST(KelTVLFile, ATornLastRecordIsReportedAndCutOffByTheNextAppend) {
         TvlCapture c = readTvl(dir.file("torn.tvl"));
         EXPECT_TRUE(c.torn);
         EXPECT_EQ(c.records, intact);
-        At f(dir.file("torn.tvl"));
-        f.PortText1 = "after";
-        f.OpenStore();
-        f.AppendRecord(0);
-        f.CloseStore();
+        At(dir.file("torn.tvl")).append({"after", ""});
         c = readTvl(dir.file("torn.tvl"));
         EXPECT_FALSE(c.torn);
         ASSERT_EQ(c.records.size(), intact.size() + 1);
@@ -155,12 +150,8 @@ TEST(KelTVLFile, RecordsCarryTheirTimeAndAnOlderCaptureReadsAndTakesAppends) {
     EXPECT_EQ(before.times, std::vector<std::optional<std::int64_t>>(4));
 
     // Its first append rewrites it in the present version; only the new record has a time.
-    At f(dir.file("old"));
-    f.PortText1 = "new";
     const std::int64_t start = now();
-    f.OpenStore();
-    f.AppendRecord(0);
-    f.CloseStore();
+    At(dir.file("old")).append({"new", ""});
     const std::int64_t end = now();
     const TvlCapture after = readTvl(dir.file("old.tvl"));
     EXPECT_EQ(testing::readFile(dir.file("old.tvl"))[8], '\x02');

@@ -27,10 +27,7 @@ Record record(std::size_t i, std::size_t longest) {
 
 struct Book {
     explicit Book(const std::string& folder, const std::string& name) {
-        wb.StoreFolder = folder;
-        wb.StoreName = name;
-        wb.PortTitle1 = kTitles.first;
-        wb.PortTitle2 = kTitles.second;
+        place(wb, folder + name, kTitles);
         wb.SyncEachAppend = false;
         wb.CreateStore();
     }

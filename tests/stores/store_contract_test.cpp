@@ -29,10 +29,7 @@ template <class Store>
 struct Subject {
     Store store;
     void place(const std::string& folder, const std::string& name) {
-        store.StoreFolder = folder;
-        store.StoreName = name;
-        store.PortTitle1 = kTitles.first;
-        store.PortTitle2 = kTitles.second;
+        testing::place(store, folder + name, kTitles);
     }
     void append(const Record& r) {
         store.PortText1 = r.first;

@@ -55,6 +55,15 @@ private:
     void (*oldHandler_)(int) = nullptr;
 };
 
+// Points the store at the file `path`, under these titles.
+template <class Store>
+void place(Store& store, const std::string& path, const Record& titles = {}) {
+    store.StoreFolder = path.substr(0, path.rfind('/') + 1);
+    store.StoreName = path.substr(path.rfind('/') + 1);
+    store.PortTitle1 = titles.first;
+    store.PortTitle2 = titles.second;
+}
+
 // Runs `call`, which must throw StoreError naming `file` (and `what`, if given).
 template <class Call>
 void expectStoreError(Call&& call, const std::string& file, const std::string& what = {}) {
@@ -77,8 +86,7 @@ struct TvlCapture {
 
 inline TvlCapture readTvl(const std::string& path) {
     KelTVLFile f;
-    f.StoreFolder = path.substr(0, path.rfind('/') + 1);
-    f.StoreName = path.substr(path.rfind('/') + 1);
+    place(f, path);
     f.CountRecords();
     const int n = int(f.RecordCount());
     f.OpenStore();
@@ -93,13 +101,6 @@ inline TvlCapture readTvl(const std::string& path) {
     c.torn = f.TornTail();
     f.CloseStore();
     return c;
-}
-
-// Every byte value 0x00..0xFF once.
-inline std::string allBytes() {
-    std::string s;
-    for (int i = 0; i < 256; ++i) s.push_back(char(i));
-    return s;
 }
 
 }  // namespace tvl::testing

@@ -1,4 +1,4 @@
-// Text from outside the code under test: whole files, and what a command prints.
+// Bytes for the tests: whole files, what a command prints, every byte value.
 #pragma once
 
 #include <cstdio>
@@ -30,6 +30,13 @@ inline std::string runCommand(const std::string& command, bool& ok) {
     for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, pipe)) > 0;) out.append(buf, n);
     ok = ::pclose(pipe) == 0;
     return out;
+}
+
+// Every byte value 0x00..0xFF once.
+inline std::string allBytes() {
+    std::string s;
+    for (int i = 0; i < 256; ++i) s.push_back(char(i));
+    return s;
 }
 
 }  // namespace tvl::testing
