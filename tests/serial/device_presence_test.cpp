@@ -40,13 +40,17 @@ struct OtherProgram {
     pid_t pid = -1;
 };
 
-TEST(DevicePresence, PresentBusyAndMissingWithoutOpeningTheDevice) {
+// A pseudo-terminal as port 5: ttyS4 in the folder the number rule reads.
+struct PortFive : ::testing::Test {
+    PortFive() { EXPECT_EQ(::symlink(pty.terminal().c_str(), node.c_str()), 0); }
     TempFolder folder;
     PtyPair pty;
-    const std::string node = folder / "ttyS4";  // port number 5
-    ASSERT_EQ(::symlink(pty.terminal().c_str(), node.c_str()), 0);
+    const std::string node = folder / "ttyS4";
     HeadlessLoop ui;
-    SystemDevices devices(ui.poster(), folder.path(), folder / "virtual");
+    SystemDevices devices{ui.poster(), folder.path(), folder / "virtual"};
+};
+
+TEST_F(PortFive, IsPresentBusyOrMissingWithoutOpeningTheDevice) {
     EXPECT_EQ(devices.presence(5), Presence::Present);
     EXPECT_EQ(devices.presence(6), Presence::Missing);
     EXPECT_EQ(devices.presence(300), Presence::Missing);
@@ -66,13 +70,7 @@ TEST(DevicePresence, PresentBusyAndMissingWithoutOpeningTheDevice) {
 // A line another program holds exclusively, with no lock file, is refused as
 // busy, naming the holder, whoever opens it: the administrator passes the
 // hold at open, so the hold is asked for.
-TEST(DeviceOpen, ALineHeldExclusivelyIsRefusedAsBusyNamingItsHolder) {
-    TempFolder folder;
-    PtyPair pty;
-    const std::string node = folder / "ttyS4";
-    ASSERT_EQ(::symlink(pty.terminal().c_str(), node.c_str()), 0);
-    HeadlessLoop ui;
-    SystemDevices devices(ui.poster(), folder.path(), folder / "virtual");
+TEST_F(PortFive, HeldExclusivelyIsRefusedAsBusyNamingItsHolder) {
     EXPECT_EQ(refusalOf(devices, 5), "(opened)");
     OtherProgram holder(pty, false, true);
     const std::string busy =

@@ -1,10 +1,14 @@
 // The database beyond the store contract: its catalog and columns as mdbtools
-// and mdb-reader see them, and a long capture. (The records of a run:
-// tests/capture.)
+// and mdb-reader see them, a file changed between records, and a long
+// capture. (The records of a run: tests/capture.)
 #include "components/stores/kelmdb_database.h"
 
+#include "components/stores/file_io.h"
 #include "components/stores/jet4_catalog.h"
 #include "components/stores/jet4_format.h"
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -109,6 +113,28 @@ TEST(KelMDBDatabase, AFileChangedBetweenRecordsIsReadAfreshBeforeTheNextRow) {
     one.append(written.back());
     EXPECT_EQ(rows(), written);
     EXPECT_EQ(error, "");
+}
+
+// The held file both stores keep open between records: another size is seen
+// at once, a file moved away at the next lookup of its path, once its second
+// is over. (Grown or replaced: the test above; deleted: tests/capture.)
+TEST(HeldFile, IsAsLeftOnlyAtItsSizeAndWhileNamedByItsPath) {
+    ScratchFolder dir;
+    const std::string path = dir / "run.tvl";
+    writeFile(path, "four");
+    const int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    fileio::HeldFile held;
+    ASSERT_EQ(held.hold(fd), 0);
+    EXPECT_TRUE(held.asLeft(fd, path, 4));
+    EXPECT_FALSE(held.asLeft(fd, path, 5));
+    std::filesystem::rename(path, dir / "moved.tvl");
+    EXPECT_TRUE(held.asLeft(fd, path, 4));
+    held.named -= std::chrono::seconds(2);
+    EXPECT_FALSE(held.asLeft(fd, path, 4));
+    std::filesystem::rename(dir / "moved.tvl", path);
+    EXPECT_TRUE(held.asLeft(fd, path, 4));
+    ::close(fd);
 }
 
 // One Open/Append/Close per record, the table growing past its inline usage

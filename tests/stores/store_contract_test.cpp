@@ -24,13 +24,10 @@ struct Reader {
     std::function<std::vector<Record>(const std::string& path, std::string& error)> read;
 };
 
-// A store at a place, with the calls the capture writer makes.
+// A store, with the calls the capture writer makes.
 template <class Store>
 struct Subject {
     Store store;
-    void place(const std::string& folder, const std::string& name) {
-        testing::place(store, folder + name, kTitles);
-    }
     void append(const Record& r) {
         store.PortText1 = r.first;
         store.PortText2 = r.second;
@@ -128,7 +125,7 @@ struct Xls : Subject<KelXLSWorkbook> {
 template <class S>
 class StoreContract : public ::testing::Test {
 protected:
-    StoreContract() { subject.place(dir.folder(), "capture" + std::string(S::kExtension)); }
+    StoreContract() { place(subject.store, dir / "capture" + S::kExtension, kTitles); }
 
     // Every reader finds `records`, each text as long as the store keeps it.
     void expectReadBack(const std::vector<Record>& records) {
@@ -175,10 +172,10 @@ TYPED_TEST(StoreContract, FailuresNameTheFileAndLoseNothing) {
     const std::string name = s.store.StoreName, folder = this->dir.folder();
     for (const std::string& nowhere : {folder + "missing/", folder + "afile/"}) {
         writeFile(folder + "afile", "a file, not a folder");
-        s.place(nowhere, name);
+        place(s.store, nowhere + name, kTitles);
         expectStoreError([&] { s.create(); }, nowhere + name);
     }
-    s.place(folder, name);
+    place(s.store, folder + name, kTitles);
     expectStoreError([&] { s.append({"no", "file"}); }, s.store.path());  // nothing created yet
 
     // Rows up to a full disk: the one refused is missing, the others read back,
