@@ -32,14 +32,15 @@ struct Book {
         wb.CreateStore();
     }
     void append(const Record& r) {
+        underWay = {r.first.substr(0, wb.kMaxCellText), r.second.substr(0, wb.kMaxCellText)};
         wb.PortText1 = r.first;
         wb.PortText2 = r.second;
         wb.AppendRecord();
-        records.emplace_back(r.first.substr(0, wb.kMaxCellText),
-                             r.second.substr(0, wb.kMaxCellText));
+        records.push_back(underWay);
     }
     KelXLSWorkbook wb;
-    std::vector<Record> records;
+    std::vector<Record> records;  // as the cells keep them
+    Record underWay;              // the one being appended
 };
 
 // Both readers find the sheets "Sheet1", "Sheet2"... and in them `records`.
@@ -61,7 +62,6 @@ void expectRead(const std::string& path, const std::vector<Record>& records, std
 TEST(KelXLSWorkbook, SheetsFillAndFollowAndAKillAtAnyPointLeavesEveryAppendedRowToBothReaders) {
     ScratchFolder dir;
     Book book(dir.folder(), "live.xls");
-    Record underWay;
     int states = 0, xlrdEvery = 15;
     const auto check = [&](const std::string& bytes) {
         writeFile(dir.file("killed.xls"), bytes);
@@ -75,7 +75,7 @@ TEST(KelXLSWorkbook, SheetsFillAndFollowAndAKillAtAnyPointLeavesEveryAppendedRow
                                   : readXlsWithXlrd(dir.file("killed.xls"), error),
                            kTitles, error);
             std::vector<Record> whole = book.records, blank = book.records;
-            whole.push_back(underWay);
+            whole.push_back(book.underWay);
             blank.emplace_back();
             EXPECT_EQ(error, "");
             EXPECT_TRUE(found == book.records || found == whole || found == blank)
@@ -92,26 +92,21 @@ TEST(KelXLSWorkbook, SheetsFillAndFollowAndAKillAtAnyPointLeavesEveryAppendedRow
             check(part.replace(at, cut - at, bytes.substr(0, cut - at)));
         }
     };
-    const auto append = [&](const Record& r) {
-        underWay = {r.first.substr(0, book.wb.kMaxCellText),
-                    r.second.substr(0, book.wb.kMaxCellText)};
-        book.append(r);
-    };
     // Rows of every length up to past the longest cell: the room grows several times.
     book.wb.watchWrites(watcher);
-    for (std::size_t i = 0; i < 200 && !HasFailure(); ++i) append(record(i, 260));
+    for (std::size_t i = 0; i < 200 && !HasFailure(); ++i) book.append(record(i, 260));
     EXPECT_GT(states, 600);
     // Across the start of a second sheet.
     book.wb.watchWrites(nullptr);
-    for (std::size_t i = book.records.size(); i < 65532; ++i) append(record(i, 12));
+    for (std::size_t i = book.records.size(); i < 65532; ++i) book.append(record(i, 12));
     xlrdEvery = 5;
     book.wb.watchWrites(watcher);
     for (std::size_t i = book.records.size(); i < 65537 && !HasFailure(); ++i)
-        append(record(i, 12));
+        book.append(record(i, 12));
     // 100,000 records in all: the second sheet starts with the titles again, in
     // a file past 6.8 MB whose FAT needs DIFAT sectors.
     book.wb.watchWrites(nullptr);
-    for (std::size_t i = book.records.size(); i < 100000; ++i) append(record(i, 160));
+    for (std::size_t i = book.records.size(); i < 100000; ++i) book.append(record(i, 160));
     book.wb.CloseStore();
     expectRead(book.wb.path(), book.records, 2);
     EXPECT_GT(std::filesystem::file_size(book.wb.path()), 110u * 128 * 512);
