@@ -233,8 +233,8 @@ void QtDesktop::dispatch(const std::function<void()>& event, Copy copy) {
     --depth_;
     if (copy == Copy::Now || !failure.empty())
         syncAll();
-    else if (!paneTimer_.isActive())
-        paneTimer_.start(static_cast<int>(std::max<qint64>(0, paneIntervalMs - sincePanes_.elapsed())));
+    else
+        copyPanesLater();
     // A fault of ours is reported, never a reason to lose the session.
     if (!failure.empty())
         MsgBox("Tarvoline could not finish this action:\n\n" + failure, "Tarvoline", vbOKOnly, {},
@@ -247,11 +247,16 @@ void QtDesktop::syncAll() {
         sincePanes_.restart();
         paneTimer_.stop();
         ++paneCopies;
-    } else if (!paneTimer_.isActive()) {
-        // What changed since the last copy shows when its time comes.
-        paneTimer_.start(static_cast<int>(paneIntervalMs - sincePanes_.elapsed()));
+    } else {
+        copyPanesLater();
     }
     for (auto& [form, v] : views_) v->sync(panes);
+}
+
+void QtDesktop::copyPanesLater() {
+    // What changed since the last copy shows when its time comes.
+    if (!paneTimer_.isActive())
+        paneTimer_.start(static_cast<int>(std::max<qint64>(0, paneIntervalMs - sincePanes_.elapsed())));
 }
 
 void QtDesktop::portReadable() {

@@ -86,6 +86,8 @@ public:
 
 private:
     FormView* mainView() const;
+    // Starts the copy of everything, pane text with it, once its time comes.
+    void copyPanesLater();
 
     std::map<const Form*, FormView*> views_;
     QPointer<HelpWindow> help_;
