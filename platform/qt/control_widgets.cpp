@@ -680,7 +680,7 @@ void TimerView::slice() {
     if (next == TimerDriver::Next::Now)
         clock_.start(0);
     else if (next == TimerDriver::Next::Stopped)
-        desktop.syncAll();  // a Stop among the ticks shows at once
+        desktop.syncAll(true);  // a Stop among the ticks shows at once
 }
 
 void TimerView::sync(bool) {

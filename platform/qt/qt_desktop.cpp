@@ -232,7 +232,7 @@ void QtDesktop::dispatch(const std::function<void()>& event, Copy copy) {
     }
     --depth_;
     if (copy == Copy::Now || !failure.empty())
-        syncAll();
+        syncAll(true);
     else
         copyPanesLater();
     // A fault of ours is reported, never a reason to lose the session.
@@ -241,8 +241,8 @@ void QtDesktop::dispatch(const std::function<void()>& event, Copy copy) {
                0);
 }
 
-void QtDesktop::syncAll() {
-    const bool panes = sincePanes_.elapsed() >= paneIntervalMs;
+void QtDesktop::syncAll(bool panesNow) {
+    const bool panes = panesNow || sincePanes_.elapsed() >= paneIntervalMs;
     if (panes) {
         sincePanes_.restart();
         paneTimer_.stop();

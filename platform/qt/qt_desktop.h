@@ -1,7 +1,7 @@
 // The desktop the program runs on: the Platform of the Qt layer. It shows each
 // form the logic shows as a FormView, turns widget events into the model's
 // handlers through dispatch(), and after every dispatched event copies the
-// model's state to the widgets: at once after the user's events, with the
+// model's state to the widgets: at once, pane text too, after the user's events; with the
 // pane text (at most 10 times a second) after the lines' events and the
 // pump's ticks. It drives each model Timer with a TimerDriver.
 #pragma once
@@ -48,14 +48,15 @@ public:
 
     // How soon the widgets show what an event changed.
     enum class Copy {
-        Now,    // at once: the user's own events
+        Now,    // at once, pane text too: the user's own events
         Paced,  // with the pane text, at most 10 times a second: the lines'
                 // events and the ticks of a running timer, which come often
     };
     // Runs a model event, then brings every view up to date as told.
     void dispatch(const std::function<void()>& event, Copy copy = Copy::Now);
-    // Copies the model to the widgets; pane text only if its time has come.
-    void syncAll();
+    // Copies the model to the widgets; pane text only if its time has come,
+    // or at once with `panesNow`.
+    void syncAll(bool panesNow = false);
     // A port has bytes: the timers bring their next tick forward.
     void portReadable();
 
